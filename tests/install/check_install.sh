@@ -1,0 +1,37 @@
+#!/bin/sh
+# Installs the build into a temporary prefix, then builds and runs a C and a
+# C++ consumer program against it, once through pkg-config and once through
+# the CMake package.
+set -eu
+build=$1
+source=$(cd "$(dirname "$0")" && pwd)
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+prefix=$work/prefix
+
+cmake --install "$build" --prefix "$prefix" >/dev/null
+libdir=$(ls -d "$prefix"/lib* | head -n 1)
+for f in "$prefix/include/pxinfo/pxinfo.h" "$prefix/bin/pxinfo" "$libdir/pkgconfig/libquentapxinfobase.pc" \
+         "$libdir/cmake/quentapxinfobase/quentapxinfobaseConfig.cmake"; do
+  [ -e "$f" ] || { echo "not installed: $f"; exit 1; }
+done
+for lib in libquentapxinfobase libquentabase; do
+  soname=$(objdump -p "$libdir/$lib.so" | awk '/SONAME/ {print $2}')
+  [ "$soname" = "$lib.so.1" ] || { echo "$lib: soname '$soname'"; exit 1; }
+done
+
+export PKG_CONFIG_PATH=$libdir/pkgconfig
+export LD_LIBRARY_PATH=$libdir
+cc -std=c99 -Wall -Werror -o "$work/c_pc" "$source/consumer.c" $(pkg-config --cflags --libs libquentapxinfobase)
+c++ -std=c++17 -Wall -Werror -o "$work/cpp_pc" "$source/consumer.cpp" $(pkg-config --cflags --libs libquentapxinfobase)
+"$work/c_pc" >"$work/c_out"
+grep -q '^libquentapxinfobase ' "$work/c_out"
+grep -qx '01234567-89ab-cdef-0123-456789abcdef' "$work/c_out"
+"$work/cpp_pc" >/dev/null
+
+cmake -S "$source" -B "$work/pkg" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake --build "$work/pkg" >/dev/null
+"$work/pkg/consumer_c" | grep -q '^libquentapxinfobase'
+"$work/pkg/consumer_cpp" >/dev/null
+"$prefix/bin/pxinfo" --version | grep -q '^libquentapxinfobase'
+echo "installed tree works with pkg-config and find_package"
