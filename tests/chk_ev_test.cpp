@@ -71,28 +71,38 @@ TEST_F(GenerateEnvList, RefusesNoAreaTemporaryAreaAndNullOutputs) {
     EXPECT_EQ(messages.problems(), 0u) << messages.dump();
 }
 
-TEST_F(GenerateEnvList, ExhaustedStorageGivesNoMemoryAndNoList) {
+TEST(GenerateEnvListStorage, ExhaustedStorageGivesNoMemoryAndNoList) {
     setenv(kAllowed, "1", 1);
     pxinfo_env_var_t sentinel{};
     uint32_t count = 0;
     pxinfo_env_var_t *list = nullptr;
+    bool area_made = false;
+    // The area lives only for one run, so that each run can be checked for
+    // leaks; its own creation is the first allocation swept.
     size_t points = pxtest::sweep_allocation_failures(
         [&] {
             count = 42;
             list = &sentinel;
-            return pxinfo_generate_env_list(area_, &count, &list);
+            stg_area_t *area = stg_create_area(0);
+            area_made = area != nullptr;
+            if (!area_made) return TBS_ST_NO_MEMORY;
+            tbs_status_t status = pxinfo_generate_env_list(area, &count, &list);
+            stg_delete_area(&area);
+            return status;
         },
         [&](tbs_status_t status, unsigned long nth) {
             EXPECT_EQ(status, TBS_ST_NO_MEMORY) << "allocation " << nth;
+            if (!area_made) return;
             EXPECT_EQ(count, 0u);
-            if (nth == 1) {
+            if (nth == 2) {
                 EXPECT_EQ(list, &sentinel) << "the list is not set when its array cannot be made";
             } else {
                 EXPECT_EQ(list, nullptr) << "allocation " << nth;
             }
         });
-    // The entry array, the name and the value.
-    EXPECT_EQ(points, 3u);
+    unsetenv(kAllowed);
+    // The area, the entry array, the name and the value.
+    EXPECT_EQ(points, 4u);
 }
 
 TEST(VerifyEnvList, AllowedNamesAndEmptyListsAreAcceptable) {
