@@ -32,14 +32,21 @@ void print_msg(bool quiet, int severity, const imsg_msg_table_t &table, int inde
     va_end(args);
 }
 
-TraceScope::TraceScope(const char *function_name, const char *source_path)
-    : name_(function_name), source_(source_path) {
-    if (trace_gate(kTraceEntryExit)) imsg_print_shared(IMSG_SEV_TRACE, kTraceComponent, "into %s..\n", -1, name_);
+void trace_entry(const char *function_name) {
+    if (trace_gate(kTraceEntryExit))
+        imsg_print_shared(IMSG_SEV_TRACE, kTraceComponent, "into %s..\n", -1, function_name);
 }
 
-TraceScope::~TraceScope() {
-    if (trace_gate(kTraceEntryExit)) imsg_print(IMSG_SEV_TRACE, "exiting %s..\n", -1, name_);
+void trace_exit(const char *function_name) {
+    if (trace_gate(kTraceEntryExit)) imsg_print(IMSG_SEV_TRACE, "exiting %s..\n", -1, function_name);
 }
+
+TraceScope::TraceScope(const char *function_name, const char *source_path)
+    : name_(function_name), source_(source_path) {
+    trace_entry(name_);
+}
+
+TraceScope::~TraceScope() { trace_exit(name_); }
 
 tbs_status_t TraceScope::fail(tbs_status_t status, int line) const {
     if (status != TBS_ST_OK && trace_gate(kTraceFailure))

@@ -35,6 +35,11 @@ void trace_dump(int level, const char *format, ...) __attribute__((format(printf
 // Prints message index of table with the given severity unless quiet is set.
 void print_msg(bool quiet, int severity, const imsg_msg_table_t &table, int index, ...);
 
+// The entry and exit lines of a traced function, for the rare function whose
+// exit is traced on some paths only; everything else uses TraceScope.
+void trace_entry(const char *function_name);
+void trace_exit(const char *function_name);
+
 // The traced-function guard: prints "into NAME.." on construction and
 // "exiting NAME.." when it goes out of scope, so no return path can forget
 // the exit line. fail() prints the failure location of a non-zero status.
