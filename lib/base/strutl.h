@@ -1,0 +1,37 @@
+/* String utilities: bounded copy and concatenation, a comparison that
+ * disregards whitespace, and number texts. */
+#ifndef TBS_STRUTL_H
+#define TBS_STRUTL_H
+
+#include "tbs_types.h"
+
+TBS_EXTERN_C_BEGIN
+
+/* Sizes are buffer sizes: a text fits a buffer of size bytes when it has at
+ * most size - 1 characters, leaving room for the terminating NUL. On failure
+ * the destination holds the empty text (when size is not 0), never a
+ * truncated one. */
+
+/* Copies source into destination. 0 when it fits; TBS_ST_FAILED when it does
+ * not; TBS_ST_INVALID_ARG for a null pointer. */
+TBS_API tbs_status_t strutl_cpy_buf(char *destination, const char *source, size_t size);
+
+/* Joins count texts (each a const char *, passed after count) into
+ * destination. 0 when the result fits; TBS_ST_FAILED when it does not;
+ * TBS_ST_INVALID_ARG for a null destination or text. */
+TBS_API tbs_status_t strutl_concat(char *destination, size_t size, unsigned count, ...);
+
+/* Orders two texts byte by byte (as unsigned bytes) as if every whitespace
+ * character (blank, tab, line feed, carriage return, vertical tab, form feed)
+ * were removed from both; case counts. -1, 0 or +1. A null text orders
+ * before every text. */
+TBS_API int strutl_cmp_ignore_whitespace(const char *a, const char *b);
+
+/* Writes the text of value in base (2 to 36, lower-case digits) into buffer
+ * of size bytes; returns buffer, or null when the base is outside that range
+ * or the text does not fit. */
+TBS_API char *strutl_u32tostr(uint32_t value, unsigned base, char *buffer, size_t size);
+
+TBS_EXTERN_C_END
+
+#endif

@@ -1,0 +1,121 @@
+// Hash tables keyed by text.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <map>
+#include <string>
+
+#include "hash.h"
+#include "stg.h"
+#include "test_support.h"
+
+namespace {
+
+void *word(uintptr_t value) { return reinterpret_cast<void *>(value); }
+
+TEST(HashTable, KeepsItsOwnKeysAndHandsOutStableSlots) {
+    hash_table_t *table = hash_str_create(2, sizeof(void *), HASH_STR_UNIQUE);
+    ASSERT_NE(nullptr, table);
+    char key[16];
+    void **first_slot = nullptr;
+    // The caller's buffer is reused for every key: the table must copy it.
+    for (uintptr_t i = 0; i < 100; ++i) {
+        std::snprintf(key, sizeof key, "key-%u", static_cast<unsigned>(i));
+        const char *kept = nullptr;
+        void **slot = nullptr;
+        ASSERT_EQ(0, hash_str_enter(table, key, &kept, &slot));
+        EXPECT_NE(key, kept);
+        EXPECT_STREQ(key, kept);
+        EXPECT_EQ(nullptr, *slot);  // a new key's slot starts empty
+        *slot = word(i + 1);
+        if (i == 0) first_slot = slot;
+    }
+    EXPECT_EQ(100u, hash_str_count(table));
+    void **slot = nullptr;
+    ASSERT_NE(0, hash_str_lookup(table, "key-0", nullptr, &slot));
+    EXPECT_EQ(first_slot, slot);  // still the same slot after the table grew
+    EXPECT_EQ(word(1), *slot);
+    EXPECT_EQ(0, hash_str_lookup(table, "key-100", nullptr, nullptr));
+
+    // A unique table refuses a second entry of a key and keeps the first.
+    EXPECT_NE(0, hash_str_enter(table, "key-7", nullptr, &slot));
+    ASSERT_NE(0, hash_str_lookup(table, "key-7", nullptr, &slot));
+    EXPECT_EQ(word(8), *slot);
+    hash_delete_ht(&table);
+    EXPECT_EQ(nullptr, table);
+    hash_delete_ht(&table);  // a null table is left alone
+}
+
+TEST(HashTable, ReenteringAKeyHandsOutItsSlot) {
+    hash_table_t *set = hash_str_create(0, 0, HASH_STR_REENTER);
+    ASSERT_NE(nullptr, set);
+    void **first = nullptr;
+    void **again = nullptr;
+    EXPECT_EQ(0, hash_str_enter(set, "r", nullptr, &first));
+    EXPECT_EQ(0, hash_str_enter(set, "r", nullptr, &again));
+    EXPECT_EQ(first, again);
+    EXPECT_EQ(1u, hash_str_count(set));
+    hash_delete_ht(&set);
+    EXPECT_EQ(nullptr, hash_str_create(4, sizeof(void *) + 1, HASH_STR_UNIQUE));
+}
+
+TEST(HashTable, FreeHandsBackTheRemovedEntryAndNextVisitsTheRest) {
+    hash_table_t *table = hash_str_create(8, sizeof(void *), HASH_STR_UNIQUE);
+    ASSERT_NE(nullptr, table);
+    std::map<std::string, uintptr_t> expected;
+    for (uintptr_t i = 0; i < 6; ++i) {
+        std::string key = "replica " + std::to_string(i);
+        void **slot = nullptr;
+        ASSERT_EQ(0, hash_str_enter(table, key.c_str(), nullptr, &slot));
+        *slot = word(i);
+        expected[key] = i;
+    }
+    const char *removed_key = nullptr;
+    void **removed_slot = nullptr;
+    ASSERT_NE(0, hash_str_free(table, "replica 2", &removed_key, &removed_slot));
+    EXPECT_STREQ("replica 2", removed_key);
+    EXPECT_EQ(word(2), *removed_slot);
+    expected.erase("replica 2");
+    EXPECT_EQ(0, hash_str_free(table, "replica 2", &removed_key, &removed_slot));
+    EXPECT_EQ(0, hash_str_lookup(table, "replica 2", nullptr, nullptr));
+
+    // Every remaining entry exactly once, whatever the table's order.
+    std::map<std::string, uintptr_t> visited;
+    hash_iterator_t iterator = 0;
+    const char *key = nullptr;
+    void **slot = nullptr;
+    while (hash_str_next(table, &iterator, &key, &slot) != 0) {
+        EXPECT_TRUE(visited.emplace(key, reinterpret_cast<uintptr_t>(*slot)).second) << key;
+    }
+    EXPECT_EQ(expected, visited);
+    EXPECT_EQ(0, hash_str_next(table, &iterator, &key, &slot));  // stays finished
+
+    // Changing the table ends a walk in progress.
+    iterator = 0;
+    ASSERT_NE(0, hash_str_next(table, &iterator, &key, &slot));
+    ASSERT_NE(0, hash_str_free(table, "replica 0", nullptr, nullptr));
+    EXPECT_EQ(0, hash_str_next(table, &iterator, &key, &slot));
+    hash_delete_ht(&table);
+}
+
+TEST(HashTable, ExhaustedStorageFailsCleanlyAtEveryStep) {
+    // Creation, entering and removing keys: every allocation that fails gives
+    // a null table or a refused key, and nothing leaks.
+    auto run = []() -> tbs_status_t {
+        hash_table_t *table = hash_str_create(3, sizeof(void *), HASH_STR_UNIQUE);
+        if (table == nullptr) return TBS_ST_NO_MEMORY;
+        tbs_status_t status = TBS_ST_OK;
+        const char *keys[] = {"a long key that does not fit any small string buffer", "b", "c", "d", "e"};
+        for (const char *key : keys)
+            if (hash_str_enter(table, key, nullptr, nullptr) != 0) status = TBS_ST_NO_MEMORY;
+        hash_str_free(table, "b", nullptr, nullptr);
+        hash_delete_ht(&table);
+        return status;
+    };
+    size_t points = pxtest::sweep_allocation_failures(
+        run, [](tbs_status_t status, unsigned long) { EXPECT_EQ(TBS_ST_NO_MEMORY, status); });
+    EXPECT_GE(points, 7u);  // the table, its buckets, five keys and their nodes
+}
+
+}  // namespace
