@@ -32,6 +32,17 @@ TBS_API int strutl_cmp_ignore_whitespace(const char *a, const char *b);
  * or the text does not fit. */
 TBS_API char *strutl_u32tostr(uint32_t value, unsigned base, char *buffer, size_t size);
 
+/* Whole-word numbers. The word must consist of the number alone: no blanks,
+ * nothing after it. base is as for strtoul (0 takes a "0x" prefix as hex and
+ * a leading 0 as octal, else decimal). Both return 0 with the value in *out,
+ * or TBS_ST_FAILED (*out unchanged) when the word is empty, is not a number
+ * in that base, or lies outside the 32-bit range: 0 to 4294967295 for
+ * strutl_strtoul, which takes no sign; -2147483648 to 2147483647 for
+ * strutl_strtol, which takes an optional "+" or "-". A null text or out gives
+ * TBS_ST_INVALID_ARG. */
+TBS_API tbs_status_t strutl_strtoul(const char *text, int base, uint32_t *out);
+TBS_API tbs_status_t strutl_strtol(const char *text, int base, int32_t *out);
+
 TBS_EXTERN_C_END
 
 #endif

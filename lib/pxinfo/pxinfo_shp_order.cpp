@@ -1,0 +1,365 @@
+// Shipping orders: creating and destroying orders, adding their elements, and
+// recording deliveries and failed attempts with the rules that tie them to
+// the destinations.
+//
+// Destinations are found by host through an index kept beside the list, in
+// the order's own area, so that reading an order with many destinations and
+// deliveries stays linear. The index lives in a block that follows the
+// public record; callers never see it.
+#include <cerrno>
+#include <cstring>
+
+#include "pxinfo_shp_order_internal.h"
+#include "stg.h"
+#include "tbs_uuid.h"
+
+namespace pxinfo {
+namespace shp {
+
+namespace {
+
+constexpr size_t kAreaSizeHint = 4098;
+constexpr uint32_t kIndexInitialCapacity = 16;
+
+// Open addressing with linear probing; capacity is a power of two and the
+// table is kept at most half full. Tables are allocated in the order's area;
+// a table outgrown stays there until the area is deleted.
+struct DestinationIndex {
+    pxinfo_shp_destination_t **slots;
+    uint32_t capacity;
+    uint32_t used;
+};
+
+// The block pxinfo_shp_new_order allocates: the public record first.
+struct OrderStorage {
+    pxinfo_shp_order_t order;
+    DestinationIndex index;
+};
+
+DestinationIndex &index_of(const pxinfo_shp_order_t *order) {
+    return reinterpret_cast<OrderStorage *>(const_cast<pxinfo_shp_order_t *>(order))->index;
+}
+
+uint32_t host_hash(const char *host) {
+    uint32_t h = 2166136261u;  // FNV-1a
+    for (const unsigned char *p = reinterpret_cast<const unsigned char *>(host); *p != '\0'; ++p) {
+        h = (h ^ *p) * 16777619u;
+    }
+    return h;
+}
+
+void index_put(DestinationIndex &index, pxinfo_shp_destination_t *destination) {
+    uint32_t mask = index.capacity - 1;
+    uint32_t i = host_hash(destination->host) & mask;
+    while (index.slots[i] != nullptr) {
+        i = (i + 1) & mask;
+    }
+    index.slots[i] = destination;
+    ++index.used;
+}
+
+// Makes room for one more destination; false when storage is exhausted.
+bool index_reserve_one(stg_area_t *area, DestinationIndex &index) {
+    if ((index.used + 1) * 2 <= index.capacity) {
+        return true;
+    }
+    uint32_t capacity = index.capacity == 0 ? kIndexInitialCapacity : index.capacity * 2;
+    auto **slots = static_cast<pxinfo_shp_destination_t **>(
+        stg_calloc(area, static_cast<size_t>(capacity) * sizeof(pxinfo_shp_destination_t *)));
+    if (slots == nullptr) {
+        return false;
+    }
+    DestinationIndex grown{slots, capacity, 0};
+    for (uint32_t i = 0; i < index.capacity; ++i) {
+        if (index.slots[i] != nullptr) {
+            index_put(grown, index.slots[i]);
+        }
+    }
+    index = grown;
+    return true;
+}
+
+pxinfo_shp_destination_t *walk_for_destination(const pxinfo_shp_order_t *order, const char *host) {
+    const llist_d_head_t *head = &order->destinations;
+    for (llist_d_link_t *l = head->first; l != nullptr && l != LLIST_D_END(head); l = l->next) {
+        auto *d = static_cast<pxinfo_shp_destination_t *>(l->element);
+        if (strcmp(d->host, host) == 0) {
+            return d;
+        }
+    }
+    return nullptr;
+}
+
+bool host_fits(const char *host) { return strlen(host) < PXINFO_SHP_HOST_SIZE; }
+
+// Copies an optional string into the area: true with *copy null for a null
+// text, false when storage is exhausted (after the message).
+bool copy_text(stg_area_t *area, const char *text, char **copy) {
+    *copy = nullptr;
+    if (text == nullptr) {
+        return true;
+    }
+    *copy = stg_area_strdup(area, text);
+    if (*copy == nullptr) {
+        print_out_of_storage();
+        return false;
+    }
+    return true;
+}
+
+// Allocates a zero-filled element in the order's area (message on failure).
+template <typename T>
+T *new_element(const pxinfo_shp_order_t *order) {
+    auto *element = static_cast<T *>(stg_calloc(order->area, sizeof(T)));
+    if (element == nullptr) {
+        print_out_of_storage();
+    }
+    return element;
+}
+
+// Copies a host that has been checked to fit into a 64-byte array.
+void copy_host(char (&target)[PXINFO_SHP_HOST_SIZE], const char *host) {
+    size_t n = strlen(host);
+    memcpy(target, host, n + 1);
+}
+
+tbs_status_t create_hop(pxinfo_shp_order_t *order, const char *file_name, const char *host, uint32_t time,
+                        const char *time_string, llist_d_head_t *route, uint32_t *count) {
+    if (!check_host_length(file_name, host)) {
+        return TBS_ST_FAILED;
+    }
+    auto *hop = new_element<pxinfo_shp_hop_t>(order);
+    if (hop == nullptr || !copy_text(order->area, time_string, &hop->time_string)) {
+        return TBS_ST_FAILED;
+    }
+    copy_host(hop->host, host);
+    hop->time = time;
+    llist_d_insert(route, hop, &hop->link, LLIST_D_TAIL);
+    ++*count;
+    return TBS_ST_OK;
+}
+
+tbs_status_t create_text(pxinfo_shp_order_t *order, const char *text, llist_d_head_t *list, uint32_t *count) {
+    auto *element = new_element<pxinfo_shp_text_t>(order);
+    if (element == nullptr || !copy_text(order->area, text, &element->text)) {
+        return TBS_ST_FAILED;
+    }
+    llist_d_insert(list, element, &element->link, LLIST_D_TAIL);
+    ++*count;
+    return TBS_ST_OK;
+}
+
+// The destination checks of a failed attempt when the order has no return
+// route; sets *mark_failed when the attempt marks the destination.
+tbs_status_t check_failure_destination(pxinfo_shp_order_t *order, const char *file_name, uint32_t type,
+                                       const char *destination, int accept_r_after_delivery,
+                                       pxinfo_shp_destination_t **mark_failed) {
+    *mark_failed = nullptr;
+    pxinfo_shp_destination_t *d = find_destination(order, destination);
+    if (d == nullptr) {
+        print_error(kMsgFailureUnknownDestination, file_name, destination);
+        return TBS_ST_FAILED;
+    }
+    if (d->delivery_string != nullptr) {
+        if (accept_r_after_delivery == 0 || type != 0) {
+            print_error(kMsgConflictingDeliveryFailure, file_name, destination);
+            return TBS_ST_FAILED;
+        }
+        return TBS_ST_OK;
+    }
+    if (type != 0) {
+        *mark_failed = d;
+    }
+    return TBS_ST_OK;
+}
+
+}  // namespace
+
+void print_out_of_storage() {
+    imsg_print_shared(IMSG_SEV_ERROR, kComponent, &_tbs_cmsg_tbs_msg_table, kSharedMsgOutOfStorage);
+}
+
+const char *errno_text() { return tbs_strerror(tbs_errno2status(errno)); }
+
+bool check_host_length(const char *file_name, const char *host) {
+    if (host_fits(host)) {
+        return true;
+    }
+    print_error(kMsgHostnameTooLong, file_name, host);
+    return false;
+}
+
+pxinfo_shp_destination_t *find_destination(const pxinfo_shp_order_t *order, const char *host) {
+    const DestinationIndex &index = index_of(order);
+    if (index.used != order->destination_count) {
+        // The list was changed behind the index's back: trust only the list.
+        return walk_for_destination(order, host);
+    }
+    if (index.capacity == 0) {
+        return nullptr;
+    }
+    uint32_t mask = index.capacity - 1;
+    for (uint32_t i = host_hash(host) & mask; index.slots[i] != nullptr; i = (i + 1) & mask) {
+        if (strcmp(index.slots[i]->host, host) == 0) {
+            return index.slots[i];
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace shp
+}  // namespace pxinfo
+
+using namespace pxinfo::shp;
+
+extern "C" {
+
+tbs_status_t pxinfo_shp_new_order(pxinfo_shp_order_t **order) {
+    stg_area_t *area = stg_create_area(kAreaSizeHint);
+    if (area == nullptr) {
+        return TBS_ST_FAILED;
+    }
+    auto *storage = static_cast<OrderStorage *>(stg_calloc(area, sizeof(OrderStorage)));
+    *order = storage == nullptr ? nullptr : &storage->order;
+    if (storage == nullptr) {
+        stg_delete_area(&area);
+        return TBS_ST_FAILED;
+    }
+    pxinfo_shp_order_t *o = &storage->order;
+    o->area = area;
+    o->identifier = TBS_UUID_NULL;
+    llist_d_init(&o->destinations);
+    llist_d_init(&o->arrival_route);
+    llist_d_init(&o->return_route);
+    llist_d_init(&o->failed_attempts);
+    llist_d_init(&o->notification_addresses);
+    llist_d_init(&o->comment_lines);
+    storage->index = DestinationIndex{nullptr, 0, 0};
+    return TBS_ST_OK;
+}
+
+tbs_status_t pxinfo_shp_destroy_order(pxinfo_shp_order_t **order) {
+    if (order == nullptr || *order == nullptr) {
+        return TBS_ST_OK;
+    }
+    // The record lives in its own area: take the handle out before deleting.
+    stg_area_t *area = (*order)->area;
+    stg_delete_area(&area);
+    *order = nullptr;
+    return TBS_ST_OK;
+}
+
+tbs_status_t pxinfo_shp_create_destination(pxinfo_shp_order_t *order, const char *file_name, const char *host,
+                                           int report_duplicate, pxinfo_shp_destination_t **destination) {
+    pxinfo_shp_destination_t *existing = find_destination(order, host);
+    if (existing != nullptr) {
+        *destination = existing;
+        if (report_duplicate != 0) {
+            print_error(kMsgDuplicateDestination, file_name, host);
+            return TBS_ST_FAILED;
+        }
+        return TBS_ST_OK;
+    }
+    if (!check_host_length(file_name, host)) {
+        return TBS_ST_FAILED;
+    }
+    DestinationIndex &index = index_of(order);
+    if (!index_reserve_one(order->area, index)) {
+        print_out_of_storage();
+        return TBS_ST_FAILED;
+    }
+    auto *d = new_element<pxinfo_shp_destination_t>(order);
+    if (d == nullptr) {
+        return TBS_ST_FAILED;
+    }
+    copy_host(d->host, host);  // failed, delivery time, string and route stay zero
+    llist_d_insert(&order->destinations, d, &d->link, LLIST_D_TAIL);
+    ++order->destination_count;
+    index_put(index, d);
+    *destination = d;
+    return TBS_ST_OK;
+}
+
+tbs_status_t pxinfo_shp_create_arrival(pxinfo_shp_order_t *order, const char *file_name, const char *host,
+                                       uint32_t time, const char *time_string) {
+    return create_hop(order, file_name, host, time, time_string, &order->arrival_route, &order->arrival_count);
+}
+
+tbs_status_t pxinfo_shp_create_return(pxinfo_shp_order_t *order, const char *file_name, const char *host,
+                                      uint32_t time, const char *time_string) {
+    tbs_status_t status =
+        create_hop(order, file_name, host, time, time_string, &order->return_route, &order->return_count);
+    if (status == TBS_ST_OK) {
+        order->has_return_route = 1;
+    }
+    return status;
+}
+
+tbs_status_t pxinfo_shp_create_notification(pxinfo_shp_order_t *order, const char *, const char *address) {
+    return create_text(order, address, &order->notification_addresses, &order->notification_count);
+}
+
+tbs_status_t pxinfo_shp_create_comment(pxinfo_shp_order_t *order, const char *, const char *text) {
+    return create_text(order, text, &order->comment_lines, &order->comment_count);
+}
+
+tbs_status_t pxinfo_shp_record_delivery(pxinfo_shp_order_t *order, const char *file_name, const char *route,
+                                        const char *destination, uint32_t time, const char *time_string) {
+    pxinfo_shp_destination_t *d = find_destination(order, destination);
+    if (d == nullptr) {
+        print_error(kMsgDeliveryUnknownDestination, file_name, destination);
+        return TBS_ST_FAILED;
+    }
+    if (d->delivery_string != nullptr) {
+        print_error(kMsgDuplicateDelivery, file_name, destination);
+        return TBS_ST_FAILED;
+    }
+    if (d->failed != 0) {
+        print_error(kMsgConflictingDeliveryFailure, file_name, destination);
+        return TBS_ST_FAILED;
+    }
+    if (!check_host_length(file_name, route)) {
+        return TBS_ST_FAILED;
+    }
+    char *copy = stg_area_strdup(order->area, time_string);
+    if (copy == nullptr) {
+        print_out_of_storage();
+        return TBS_ST_FAILED;
+    }
+    d->delivery_time = time;
+    d->delivery_string = copy;
+    copy_host(d->delivery_route, route);
+    return TBS_ST_OK;
+}
+
+tbs_status_t pxinfo_shp_record_failure(pxinfo_shp_order_t *order, const char *file_name, uint32_t type,
+                                       const char *route, const char *destination, uint32_t time,
+                                       const char *time_string, int accept_r_after_delivery) {
+    if (!check_host_length(file_name, route) || !check_host_length(file_name, destination)) {
+        return TBS_ST_FAILED;
+    }
+    pxinfo_shp_destination_t *mark_failed = nullptr;
+    if (order->has_return_route == 0) {
+        tbs_status_t status =
+            check_failure_destination(order, file_name, type, destination, accept_r_after_delivery, &mark_failed);
+        if (status != TBS_ST_OK) {
+            return status;
+        }
+    }
+    auto *failure = new_element<pxinfo_shp_failure_t>(order);
+    if (failure == nullptr || !copy_text(order->area, time_string, &failure->time_string)) {
+        return TBS_ST_FAILED;
+    }
+    failure->type = type != 0 ? 1 : 0;
+    failure->time = time;
+    copy_host(failure->route, route);
+    copy_host(failure->destination, destination);
+    llist_d_insert(&order->failed_attempts, failure, &failure->link, LLIST_D_TAIL);
+    ++order->failure_count;
+    if (mark_failed != nullptr) {
+        mark_failed->failed = 1;
+    }
+    return TBS_ST_OK;
+}
+
+}  // extern "C"

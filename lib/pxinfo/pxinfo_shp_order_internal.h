@@ -1,0 +1,150 @@
+// Shared internals of the shipping-order code: the catalog's message indexes,
+// message helpers, the destination look-up, and the section keyword table
+// with its writers and parsers. Never installed.
+#ifndef PXINFO_SHP_ORDER_INTERNAL_H
+#define PXINFO_SHP_ORDER_INTERNAL_H
+
+#include <cstdio>
+
+#include "cl.h"
+#include "pxinfo_frame_internal.h"
+#include "pxinfo_shp_order.h"
+
+namespace pxinfo {
+namespace shp {
+
+// The component on whose behalf shared messages are printed.
+constexpr const char *kComponent = "pxinfo_shp_order";
+
+// Indexes in the "pxinfo_shp_order" catalog.
+enum Msg : int {
+    kMsgDuplicateDestination = 0,
+    kMsgHostnameTooLong = 1,
+    kMsgDeliveryUnknownDestination = 2,
+    kMsgDuplicateDelivery = 3,
+    kMsgConflictingDeliveryFailure = 4,
+    kMsgFailureUnknownDestination = 5,
+    kMsgInvalidDateTime = 6,
+    kMsgWriteFailed = 7,
+    kMsgSyntaxError = 8,
+    kMsgMissingSectionKeyword = 9,
+    kMsgExtraIdentifier = 10,
+    kMsgMissingIdentifier = 11,
+    kMsgInvalidIdentifier = 12,
+    kMsgExtraCreationDate = 13,
+    kMsgMissingCreationTime = 14,
+    kMsgMissingCreationString = 15,
+    kMsgExtraExpirationDate = 16,
+    kMsgMissingExpirationTime = 17,
+    kMsgMissingExpirationString = 18,
+    kMsgExtraStorageClass = 19,
+    kMsgMissingStorageClass = 20,
+    kMsgExtraOriginalPath = 21,
+    kMsgMissingOriginalPath = 22,
+    kMsgExtraLocalPath = 23,
+    kMsgMissingLocalPath = 24,
+    kMsgMultipleDestinations = 25,
+    kMsgMissingDestinationHost = 26,
+    kMsgMultipleArrivalRoutes = 27,
+    kMsgMissingHop = 28,
+    kMsgMissingHopTime = 29,
+    kMsgMissingHopString = 30,
+    kMsgMissingDeliveryTime = 31,
+    kMsgMissingDeliveryString = 32,
+    kMsgMissingRoute = 33,
+    kMsgMissingDestination = 34,
+    kMsgMultipleFailures = 35,
+    kMsgMissingFailureType = 36,
+    kMsgUnknownFailureType = 37,
+    kMsgMissingFailureTime = 38,
+    kMsgMissingFailureString = 39,
+    kMsgMultipleNotifications = 40,
+    kMsgMissingAddress = 41,
+    kMsgMultipleComments = 42,
+    kMsgUnknownVersion = 43,
+    kMsgUnknownSection = 44,
+    kMsgInvalidOrder = 45,
+    kMsgCannotParse = 46,
+    kMsgCannotRead = 47,
+    kMsgLineTooLong = 48,
+    kMsgMultipleReturnRoutes = 49,
+};
+
+// Shared messages of the base services' table.
+constexpr int kSharedMsgCannotSync = 21;
+constexpr int kSharedMsgOutOfStorage = 39;
+
+// Prints a catalog message with severity 6.
+template <typename... Args>
+void print_error(Msg index, Args... args) {
+    print_msg(false, IMSG_SEV_ERROR, _pxinfo_shp_order_pxinfo_msg_table, index, args...);
+}
+// Prints the base services' out-of-storage message for this component.
+void print_out_of_storage();
+// The text of the current errno value.
+const char *errno_text();
+
+// True when host fits a 64-byte host array; else prints message 1 with it.
+bool check_host_length(const char *file_name, const char *host);
+
+// The destination whose host equals host, or null.
+pxinfo_shp_destination_t *find_destination(const pxinfo_shp_order_t *order, const char *host);
+
+// A section writer: (stream, file name, order) -> status.
+using SectionWriter = tbs_status_t (*)(FILE *stream, const char *file_name, const pxinfo_shp_order_t *order);
+// A section parser: (handle, line text, file name, line number, order,
+// first-continuation flag) -> status.
+using SectionParser = tbs_status_t (*)(cl_handle_t *handle, const char *line, const char *file_name,
+                                       int line_number, pxinfo_shp_order_t *order, int first_continuation);
+
+struct SectionKeyword {
+    const char *keyword;
+    SectionWriter write;
+    SectionParser parse_first;  // the keyword line
+    SectionParser parse_cont;   // a continuation line
+};
+
+constexpr int kSectionCount = 13;
+// The 13 sections in the order in which they are written.
+extern const SectionKeyword shp_ord_keywords[kSectionCount];
+
+// Section writers.
+tbs_status_t pxinfo_shp_ord_write_identifier(FILE *, const char *, const pxinfo_shp_order_t *);
+tbs_status_t pxinfo_shp_ord_write_creation_date(FILE *, const char *, const pxinfo_shp_order_t *);
+tbs_status_t pxinfo_shp_ord_write_expiration(FILE *, const char *, const pxinfo_shp_order_t *);
+tbs_status_t pxinfo_shp_ord_write_storage(FILE *, const char *, const pxinfo_shp_order_t *);
+tbs_status_t pxinfo_shp_ord_write_orig_pname(FILE *, const char *, const pxinfo_shp_order_t *);
+tbs_status_t pxinfo_shp_ord_write_local_pname(FILE *, const char *, const pxinfo_shp_order_t *);
+tbs_status_t pxinfo_shp_ord_write_destinations(FILE *, const char *, const pxinfo_shp_order_t *);
+tbs_status_t pxinfo_shp_ord_write_arrival_route(FILE *, const char *, const pxinfo_shp_order_t *);
+tbs_status_t pxinfo_shp_ord_write_return_route(FILE *, const char *, const pxinfo_shp_order_t *);
+tbs_status_t pxinfo_shp_ord_write_delivery(FILE *, const char *, const pxinfo_shp_order_t *);
+tbs_status_t pxinfo_shp_ord_write_failed_attempt(FILE *, const char *, const pxinfo_shp_order_t *);
+tbs_status_t pxinfo_shp_ord_write_notification(FILE *, const char *, const pxinfo_shp_order_t *);
+tbs_status_t pxinfo_shp_ord_write_comment(FILE *, const char *, const pxinfo_shp_order_t *);
+
+// Section parsers.
+#define PXINFO_SHP_PARSER(name)                                                                    \
+    tbs_status_t name(cl_handle_t *handle, const char *line, const char *file_name, int line_number, \
+                      pxinfo_shp_order_t *order, int first_continuation)
+PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_first_identifier);
+PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_first_creation_date);
+PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_first_expiration);
+PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_first_storage);
+PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_first_orig_pname);
+PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_first_local_pname);
+PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_first_return_route);
+PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_first_none);
+PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_cont_none);
+PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_cont_destinations);
+PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_cont_arrival_route);
+PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_cont_return_route);
+PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_cont_delivery);
+PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_cont_failed_attempt);
+PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_cont_notification);
+PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_cont_comment);
+
+}  // namespace shp
+}  // namespace pxinfo
+
+#endif
