@@ -217,6 +217,8 @@ const std::vector<BadFile> kBadFiles = {
      ORDER_FILE "multiple return route sections (line 4)\n"},
 };
 
+void PrintTo(const BadFile &c, std::ostream *os) { *os << c.name; }
+
 class BadFileTest : public ::testing::TestWithParam<BadFile> {};
 
 TEST_P(BadFileTest, GivesItsOneMessageAndStatusAndNoOrder) {
@@ -349,6 +351,10 @@ struct Shape {
     int return_hops;  // -1: no return route
 };
 
+void PrintTo(const Shape &shape, std::ostream *os) {
+    *os << (shape.expiration_and_class ? "with" : "without") << " expiration, return hops " << shape.return_hops;
+}
+
 pxinfo_shp_order_t *build_order(const Shape &shape) {
     pxinfo_shp_order_t *o = nullptr;
     EXPECT_EQ(TBS_ST_OK, pxinfo_shp_new_order(&o));
@@ -415,8 +421,12 @@ TEST_P(RoundTrip, WrittenTextMatchesTheFormatAndReadsBackEqual) {
     pxinfo_shp_destroy_order(&order);
 }
 
-INSTANTIATE_TEST_SUITE_P(Shapes, RoundTrip,
-                         ::testing::Values(Shape{true, 2}, Shape{false, -1}, Shape{false, 0}));
+INSTANTIATE_TEST_SUITE_P(Shapes, RoundTrip, ::testing::Values(Shape{true, 2}, Shape{false, -1}, Shape{false, 0}),
+                         [](const ::testing::TestParamInfo<Shape> &info) {
+                             std::string n = info.param.expiration_and_class ? "AllSections" : "NoExpirationNorClass";
+                             if (info.param.return_hops < 0) return n + "NoReturnRoute";
+                             return n + "ReturnRouteOf" + std::to_string(info.param.return_hops) + "Hops";
+                         });
 
 TEST(WriteOrder, OlderHeaderIsWrittenBackAsTheCurrentOne) {
     Read r("# Quenta Shipping Order\n# Version 1.0\n%CREATION-DATE 1 d\n");
