@@ -1,5 +1,6 @@
 /* String utilities: bounded copy and concatenation, a comparison that
- * disregards whitespace, and number texts. */
+ * disregards whitespace, number texts, searching in texts and a comparison
+ * that disregards case. */
 #ifndef TBS_STRUTL_H
 #define TBS_STRUTL_H
 
@@ -42,6 +43,16 @@ TBS_API char *strutl_u32tostr(uint32_t value, unsigned base, char *buffer, size_
  * TBS_ST_INVALID_ARG. */
 TBS_API tbs_status_t strutl_strtoul(const char *text, int base, uint32_t *out);
 TBS_API tbs_status_t strutl_strtol(const char *text, int base, int32_t *out);
+
+/* 1 when pattern occurs in text at or after byte offset start, with the
+ * offset of its first occurrence in *position (when position is not null);
+ * else 0. An empty pattern occurs at start. Null texts never match. */
+TBS_API int strutl_find_str(const char *text, size_t start, const char *pattern, size_t *position);
+
+/* Compares two texts regardless of case, in the collation order of the
+ * process's locale: negative, 0 (equal) or positive. A null text sorts before
+ * any other. */
+TBS_API int strutl_stricoll(const char *a, const char *b);
 
 TBS_EXTERN_C_END
 
