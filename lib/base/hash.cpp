@@ -1,10 +1,11 @@
 // Hash tables keyed by text, over the standard library's unordered map. Every
-// block (the table, its buckets and nodes, the key copies) comes from the
-// storage service so that exhaustion can be injected and leaks counted.
+// block (the table, its buckets and nodes, long keys) comes from the storage
+// service so that exhaustion can be injected and leaks counted.
 #include "hash.h"
 
 #include <cstring>
 #include <new>
+#include <tuple>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
@@ -36,41 +37,68 @@ struct StgAllocator {
     bool operator!=(const StgAllocator<U> &) const noexcept { return false; }
 };
 
-struct Entry {
-    char *key;   // the table's copy, owned by the entry
-    void *data;  // the data word handed out as the slot
+// A key as the table holds it: a view of its text, whose characters live in
+// the key itself when they are few (no block of their own, and no second
+// cache line to chase on every lookup) or in a block of their own. A probe
+// made for a lookup only views the caller's text. Keys are built in place in
+// their node and never move, so the view of an inline text stays valid.
+class Key {
+  public:
+    struct Owned {};
+    static constexpr size_t kInlineSize = 88;
+
+    explicit Key(std::string_view probe) : view_(probe) {}
+    Key(std::string_view text, Owned) {
+        char *chars = inline_;
+        if (text.size() >= kInlineSize) {
+            StgAllocator<char> allocator;
+            block_ = allocator.allocate(text.size() + 1);
+            chars = block_;
+        }
+        std::memcpy(chars, text.data(), text.size());
+        chars[text.size()] = '\0';
+        view_ = std::string_view(chars, text.size());
+    }
+    ~Key() { stg_free(block_); }
+    Key(const Key &) = delete;
+    Key &operator=(const Key &) = delete;
+
+    std::string_view view() const { return view_; }
+    // The terminated text of an owned key.
+    const char *text() const { return view_.data(); }
+
+  private:
+    std::string_view view_;
+    char *block_ = nullptr;
+    char inline_[kInlineSize];
 };
 
-using Map = std::unordered_map<std::string_view, Entry, std::hash<std::string_view>,
-                               std::equal_to<std::string_view>,
-                               StgAllocator<std::pair<const std::string_view, Entry>>>;
+struct KeyHash {
+    size_t operator()(const Key &key) const { return std::hash<std::string_view>()(key.view()); }
+};
 
-char *copy_key(std::string_view key) {
-    char *copy = static_cast<char *>(stg_malloc(key.size() + 1));
-    if (copy == nullptr) return nullptr;
-    std::memcpy(copy, key.data(), key.size());
-    copy[key.size()] = '\0';
-    return copy;
-}
+struct KeyEqual {
+    bool operator()(const Key &a, const Key &b) const { return a.view() == b.view(); }
+};
 
-void hand_out(Entry &entry, const char **key_out, void ***data_slot_out) {
-    if (key_out != nullptr) *key_out = entry.key;
-    if (data_slot_out != nullptr) *data_slot_out = &entry.data;
+using Map = std::unordered_map<Key, void *, KeyHash, KeyEqual, StgAllocator<std::pair<const Key, void *>>>;
+
+// Hands out an entry's key and data slot.
+template <typename Item>
+void hand_out(Item &key_and_data, const char **key_out, void ***data_slot_out) {
+    if (key_out != nullptr) *key_out = key_and_data.first.text();
+    if (data_slot_out != nullptr) *data_slot_out = &key_and_data.second;
 }
 
 }  // namespace
 
 struct hash_table {
     explicit hash_table(int flags) : reenter(flags == HASH_STR_REENTER) {}
-    ~hash_table() {
-        for (auto &item : map) stg_free(item.second.key);
-        stg_free(removed.key);
-    }
 
     Map map;
     bool reenter;
     // The last removed entry, kept so that its key and slot stay readable.
-    Entry removed{nullptr, nullptr};
+    Map::node_type removed;
     // The walk of hash_str_next.
     Map::iterator walk;
     bool walking = false;
@@ -99,19 +127,17 @@ int hash_str_enter(hash_table_t *table, const char *key, const char **key_out,
     if (table == nullptr || key == nullptr) return 1;
     table->walking = false;
     std::string_view wanted(key);
-    auto found = table->map.find(wanted);
+    auto found = table->map.find(Key(wanted));
     if (found != table->map.end()) {
         if (!table->reenter) return 1;
-        hand_out(found->second, key_out, data_slot_out);
+        hand_out(*found, key_out, data_slot_out);
         return 0;
     }
-    char *copy = copy_key(wanted);
-    if (copy == nullptr) return 1;
     try {
-        auto placed = table->map.emplace(std::string_view(copy, wanted.size()), Entry{copy, nullptr});
-        hand_out(placed.first->second, key_out, data_slot_out);
+        auto placed = table->map.emplace(std::piecewise_construct, std::forward_as_tuple(wanted, Key::Owned{}),
+                                         std::forward_as_tuple(nullptr));
+        hand_out(*placed.first, key_out, data_slot_out);
     } catch (...) {
-        stg_free(copy);
         return 1;
     }
     return 0;
@@ -120,22 +146,23 @@ int hash_str_enter(hash_table_t *table, const char *key, const char **key_out,
 int hash_str_lookup(hash_table_t *table, const char *key, const char **key_out,
                     void ***data_slot_out) {
     if (table == nullptr || key == nullptr) return 0;
-    auto found = table->map.find(std::string_view(key));
+    auto found = table->map.find(Key(std::string_view(key)));
     if (found == table->map.end()) return 0;
-    hand_out(found->second, key_out, data_slot_out);
+    hand_out(*found, key_out, data_slot_out);
     return 1;
 }
 
 int hash_str_free(hash_table_t *table, const char *key, const char **key_out,
                   void ***data_slot_out) {
     if (table == nullptr || key == nullptr) return 0;
-    auto found = table->map.find(std::string_view(key));
+    auto found = table->map.find(Key(std::string_view(key)));
     if (found == table->map.end()) return 0;
     table->walking = false;
-    stg_free(table->removed.key);
-    table->removed = found->second;
-    table->map.erase(found);
-    hand_out(table->removed, key_out, data_slot_out);
+    // The node leaves the table but stays alive (replacing the one removed
+    // before), so what is handed out remains readable.
+    table->removed = table->map.extract(found);
+    if (key_out != nullptr) *key_out = table->removed.key().text();
+    if (data_slot_out != nullptr) *data_slot_out = &table->removed.mapped();
     return 1;
 }
 
@@ -150,7 +177,7 @@ int hash_str_next(hash_table_t *table, hash_iterator_t *iterator, const char **k
         table->walking = false;
         return 0;
     }
-    hand_out(table->walk->second, key_out, data_slot_out);
+    hand_out(*table->walk, key_out, data_slot_out);
     ++table->walk;
     ++*iterator;
     return 1;

@@ -1,0 +1,206 @@
+// Epoch rows: the replica-by-replica comparison of a packet's row with a
+// target replica's row, and copying, freeing and emptying rows.
+//
+// The comparison indexes the target row in a hash table keyed by each
+// replica's full text form, then walks the packet row removing what it
+// matches, so that what stays in the table is what only the target lists.
+// It costs time linear in the two rows.
+#include <cstring>
+
+#include "hash.h"
+#include "pxinfo_frame_internal.h"
+#include "pxinfo_utl_epoch.h"
+#include "pxinfo_utl_selector.h"
+#include "pxinfo_utl_selector_internal.h"
+#include "stg.h"
+
+namespace {
+
+constexpr const char *kSource = pxinfo::kUtlSource;
+
+using Entry = pxinfo_epoch_row_entry_t;
+
+// How one replica's packet epoch stands against its target epoch: their
+// difference modulo 2^32 read as a signed 32-bit number, so a difference of
+// 2^31 or more is behind.
+int compare_epochs(pxinfo_epoch_num_t packet_epoch, pxinfo_epoch_num_t target_epoch) {
+    uint32_t difference = packet_epoch - target_epoch;
+    if (difference == 0) return PXINFO_EPOCH_CMP_EQUAL;
+    return difference >= 0x80000000u ? PXINFO_EPOCH_CMP_LESS : PXINFO_EPOCH_CMP_GREATER;
+}
+
+// Folds one replica's result into the overall one: ahead and behind together
+// make mixed, and mixed stays.
+int combine(int overall, int current) {
+    if (overall == PXINFO_EPOCH_CMP_MIXED || current == PXINFO_EPOCH_CMP_EQUAL) return overall;
+    if (overall == PXINFO_EPOCH_CMP_EQUAL || overall == current) return current;
+    return PXINFO_EPOCH_CMP_MIXED;
+}
+
+void combine_traced(int *overall, int current) {
+    int before = *overall;
+    *overall = combine(before, current);
+    pxinfo::trace_detail(pxinfo::kTraceFine, "given overall result: %d, current result: %d, overall result: %d.\n",
+                         before, current, *overall);
+}
+
+// One comparison: the table of target entries not yet matched, and what the
+// caller passed. The table is deleted with the object, on every path.
+class RowComparison {
+  public:
+    RowComparison(const pxinfo::TraceScope &scope, const pxinfo_selector_t *excluded,
+                  pxinfo_miscompare_functor_t functor, int *result)
+        : scope_(scope),
+          excluded_(pxinfo_selector_is_null(excluded) ? nullptr : excluded),
+          functor_(functor),
+          result_(result) {}
+    ~RowComparison() { hash_delete_ht(&table_); }
+    RowComparison(const RowComparison &) = delete;
+    RowComparison &operator=(const RowComparison &) = delete;
+
+    bool create_table(unsigned size_hint) {
+        table_ = hash_str_create(size_hint, sizeof(const Entry *), HASH_STR_UNIQUE);
+        return table_ != nullptr;
+    }
+    tbs_status_t index_target(unsigned count, const Entry *entries);
+    tbs_status_t walk_packet(unsigned count, const Entry *entries);
+    void walk_target_only();
+
+  private:
+    bool excluded(const Entry &entry) const {
+        return excluded_ != nullptr && pxinfo_selector_eq(&entry.replica, excluded_);
+    }
+    // The entry's key, its replica's full text form; null when it has none.
+    const char *key_of(const Entry &entry) { return pxinfo_selector_to_str(&entry.replica, key_); }
+
+    const pxinfo::TraceScope &scope_;
+    const pxinfo_selector_t *excluded_;
+    pxinfo_miscompare_functor_t functor_;
+    int *result_;
+    hash_table_t *table_ = nullptr;
+    char key_[PXINFO_SELECTOR_STR_SIZE];
+};
+
+tbs_status_t RowComparison::index_target(unsigned count, const Entry *entries) {
+    for (unsigned i = 0; i < count; ++i) {
+        if (excluded(entries[i])) continue;
+        const char *key = key_of(entries[i]);
+        void **slot = nullptr;
+        if (key == nullptr || hash_str_enter(table_, key, nullptr, &slot) != 0)
+            return PXINFO_FAIL(scope_, TBS_ST_INVALID_ARG);
+        *slot = const_cast<Entry *>(&entries[i]);
+    }
+    return TBS_ST_OK;
+}
+
+tbs_status_t RowComparison::walk_packet(unsigned count, const Entry *entries) {
+    for (unsigned i = 0; i < count; ++i) {
+        const Entry &entry = entries[i];
+        if (excluded(entry)) continue;
+        const char *key = key_of(entry);
+        if (key == nullptr) return PXINFO_FAIL(scope_, TBS_ST_INVALID_ARG);
+        void **slot = nullptr;
+        const Entry *partner = nullptr;
+        if (hash_str_free(table_, key, nullptr, &slot) != 0)
+            partner = static_cast<const Entry *>(*slot);
+        else
+            pxinfo::trace_detail(pxinfo::kTraceFine, "Replica %s is not known by the target replica\n", key);
+        int current = compare_epochs(entry.epoch, partner != nullptr ? partner->epoch : 0);
+        if (current == PXINFO_EPOCH_CMP_GREATER && functor_.handle_miscompare != nullptr) {
+            tbs_status_t status = functor_.handle_miscompare(&entry, partner, functor_.context);
+            if (status != TBS_ST_OK) return PXINFO_FAIL_OP(scope_, status, "functor.handle_miscompare");
+        }
+        combine_traced(result_, current);
+    }
+    return TBS_ST_OK;
+}
+
+void RowComparison::walk_target_only() {
+    hash_iterator_t iterator = 0;
+    const char *key = nullptr;
+    void **slot = nullptr;
+    while (hash_str_next(table_, &iterator, &key, &slot) != 0) {
+        const Entry *entry = static_cast<const Entry *>(*slot);
+        pxinfo::trace_detail(pxinfo::kTraceFine, "Replica %s is new in target replica.\n ", key);
+        combine_traced(result_, compare_epochs(0, entry->epoch));
+    }
+}
+
+// The family check on the first entries: sets the result and returns true
+// when the rows belong to different families; *status is TBS_ST_FAILED when
+// the families cannot be compared.
+bool decided_by_family(const Entry &packet_first, const Entry &target_first, int *result, tbs_status_t *status) {
+    int order = pxinfo_selector_family_cmp(&packet_first.replica, &target_first.replica);
+    if (order == 0) return false;
+    if (order == 1) *result = PXINFO_EPOCH_CMP_GREATER;
+    else if (order == -1) *result = PXINFO_EPOCH_CMP_LESS;
+    else *status = TBS_ST_FAILED;
+    return true;
+}
+
+}  // namespace
+
+extern "C" {
+
+tbs_status_t pxinfo_epoch_row_compare(unsigned packet_count, const pxinfo_epoch_row_entry_t *packet_entries,
+                                      unsigned target_count, const pxinfo_epoch_row_entry_t *target_entries,
+                                      const pxinfo_selector_t *excluded, pxinfo_miscompare_functor_t functor,
+                                      int *result) {
+    pxinfo::TraceScope scope("pxinfo_epoch_row_compare", kSource);
+    if (result == nullptr || (packet_count > 0 && packet_entries == nullptr) ||
+        (target_count > 0 && target_entries == nullptr))
+        return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
+    // An empty row names no family, so only two listed rows are checked.
+    if (packet_count > 0 && target_count > 0) {
+        tbs_status_t status = TBS_ST_OK;
+        if (decided_by_family(packet_entries[0], target_entries[0], result, &status))
+            return PXINFO_FAIL(scope, status);
+    }
+    pxinfo::trace_detail(pxinfo::kTraceFine,
+                         "%d rows in packet epoch row table and %d rows in target replica epoch row table.\n",
+                         static_cast<int>(packet_count), static_cast<int>(target_count));
+
+    RowComparison comparison(scope, excluded, functor, result);
+    if (!comparison.create_table(target_count)) return PXINFO_FAIL(scope, TBS_ST_NO_MEMORY);
+    *result = PXINFO_EPOCH_CMP_EQUAL;
+    tbs_status_t status = comparison.index_target(target_count, target_entries);
+    if (status == TBS_ST_OK) status = comparison.walk_packet(packet_count, packet_entries);
+    if (status == TBS_ST_OK) comparison.walk_target_only();
+    return PXINFO_FAIL(scope, status);
+}
+
+tbs_status_t pxinfo_create_new_epoch_row(const pxinfo_epoch_row_t *source, pxinfo_epoch_row_t *destination) {
+    pxinfo::TraceScope scope("pxinfo_create_new_epoch_row", kSource);
+    if (source == nullptr || destination == nullptr || (source->count > 0 && source->entries == nullptr))
+        return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
+    size_t count = source->count > 0 ? static_cast<size_t>(source->count) : 0;
+    *destination = *source;
+    if (count > static_cast<size_t>(-1) / sizeof(Entry)) return PXINFO_FAIL(scope, TBS_ST_NO_MEMORY);
+    auto *entries = static_cast<Entry *>(stg_malloc(count * sizeof(Entry)));
+    if (entries == nullptr) return PXINFO_FAIL(scope, TBS_ST_NO_MEMORY);
+    std::memset(entries, 0, count * sizeof(Entry));
+    if (count > 0) std::memcpy(entries, source->entries, count * sizeof(Entry));
+    destination->entries = entries;
+    return TBS_ST_OK;
+}
+
+tbs_status_t pxinfo_free_new_epoch_row_entry(pxinfo_epoch_row_t *row) {
+    pxinfo::TraceScope scope("pxinfo_free_new_epoch_row_entry", kSource);
+    if (row == nullptr) return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
+    if (row->entries != nullptr) stg_free(row->entries);
+    return TBS_ST_OK;
+}
+
+void pxinfo_make_null_row(pxinfo_epoch_row_t *row) {
+    // Traced on entry only: there is nothing to report on the way out.
+    pxinfo::trace_entry("pxinfo_make_null_row");
+    if (row == nullptr) return;
+    row->name[0] = '\0';
+    row->host[0] = '\0';
+    row->count = 0;
+    row->entries = nullptr;
+    row->row_value1 = 0;
+    row->row_value2 = 0;
+}
+
+}  // extern "C"

@@ -1,0 +1,327 @@
+// Epoch rows: the four-valued comparison with its miscompare callback, and
+// copying, freeing and emptying rows.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "pxinfo_utl_epoch.h"
+#include "pxinfo_utl_selector.h"
+#include "stg.h"
+#include "tbs_uuid.h"
+#include "test_support.h"
+
+namespace {
+
+using Row = std::vector<pxinfo_epoch_row_entry_t>;
+
+tbs_uuid_t oid(unsigned char first) {
+    tbs_uuid_t value = TBS_UUID_NULL;
+    value.bytes[0] = first;
+    value.bytes[15] = 0x5a;
+    return value;
+}
+
+// Replica 'A', 'B', ... of vault family 1.
+pxinfo_selector_t replica(char name, unsigned char family = 1) {
+    pxinfo_selector_t selector;
+    tbs_uuid_t vault = oid(family), rep = oid(static_cast<unsigned char>(name));
+    pxinfo_new_vault_selector(&rep, &vault, &selector);
+    return selector;
+}
+
+std::string key_of(char name) {
+    pxinfo_selector_t selector = replica(name);
+    char text[PXINFO_SELECTOR_STR_SIZE];
+    return pxinfo_selector_to_str(&selector, text);
+}
+
+Row row(std::initializer_list<std::pair<char, pxinfo_epoch_num_t>> columns) {
+    Row entries;
+    for (const auto &column : columns) {
+        pxinfo_epoch_row_entry_t entry = {};
+        entry.epoch = column.second;
+        entry.replica = replica(column.first);
+        entries.push_back(entry);
+    }
+    return entries;
+}
+
+// Records every call of the miscompare callback; answers with a set status.
+struct Calls {
+    std::vector<std::pair<const pxinfo_epoch_row_entry_t *, const pxinfo_epoch_row_entry_t *>> seen;
+    tbs_status_t answer = TBS_ST_OK;
+
+    static tbs_status_t record(const pxinfo_epoch_row_entry_t *packet_entry,
+                               const pxinfo_epoch_row_entry_t *target_entry, void *context) {
+        auto *calls = static_cast<Calls *>(context);
+        calls->seen.emplace_back(packet_entry, target_entry);
+        return calls->answer;
+    }
+    pxinfo_miscompare_functor_t functor() { return {&Calls::record, this}; }
+};
+
+struct Outcome {
+    tbs_status_t status;
+    int result;
+};
+
+Outcome compare(const Row &packet, const Row &target, Calls *calls = nullptr,
+                const pxinfo_selector_t *excluded = nullptr) {
+    Outcome outcome = {TBS_ST_OK, -1};
+    pxinfo_miscompare_functor_t functor = calls != nullptr ? calls->functor() : pxinfo_miscompare_functor_t{};
+    outcome.status = pxinfo_epoch_row_compare(static_cast<unsigned>(packet.size()), packet.data(),
+                                              static_cast<unsigned>(target.size()), target.data(), excluded,
+                                              functor, &outcome.result);
+    return outcome;
+}
+
+// The detail traces of a comparison, entry and exit lines left out.
+std::vector<std::string> detail_traces(const pxtest::CapturedMessages &messages) {
+    std::vector<std::string> texts;
+    for (const auto &line : messages.with_severity(8))
+        if (line.text.rfind("into ", 0) != 0 && line.text.rfind("exiting ", 0) != 0) texts.push_back(line.text);
+    return texts;
+}
+
+std::string joined(const std::vector<std::string> &texts) {
+    std::string all;
+    for (const auto &text : texts) all += text;
+    return all;
+}
+
+// ---- Results ---------------------------------------------------------------
+
+TEST(EpochRowCompare, EqualLessGreaterAndMixed) {
+    {
+        pxtest::CapturedMessages messages(5, "pxinfo");
+        Calls calls;
+        Outcome equal = compare(row({{'A', 5}, {'B', 3}}), row({{'B', 3}, {'A', 5}}), &calls);
+        EXPECT_EQ(TBS_ST_OK, equal.status);
+        EXPECT_EQ(PXINFO_EPOCH_CMP_EQUAL, equal.result);
+        EXPECT_TRUE(calls.seen.empty());
+        std::string traces = joined(detail_traces(messages));
+        EXPECT_EQ(std::string::npos, traces.find("not known")) << traces;
+        EXPECT_EQ(std::string::npos, traces.find("is new")) << traces;
+    }
+    Calls calls;
+    EXPECT_EQ(PXINFO_EPOCH_CMP_LESS, compare(row({{'A', 5}, {'B', 3}}), row({{'A', 5}, {'B', 4}}), &calls).result);
+    EXPECT_TRUE(calls.seen.empty());
+
+    Row packet = row({{'A', 5}, {'B', 5}}), target = row({{'A', 5}, {'B', 4}});
+    EXPECT_EQ(PXINFO_EPOCH_CMP_GREATER, compare(packet, target, &calls).result);
+    ASSERT_EQ(1u, calls.seen.size());
+    EXPECT_EQ(&packet[1], calls.seen[0].first);
+    EXPECT_EQ(&target[1], calls.seen[0].second);
+
+    calls.seen.clear();
+    packet = row({{'A', 5}, {'B', 3}});
+    target = row({{'A', 4}, {'B', 4}});
+    EXPECT_EQ(PXINFO_EPOCH_CMP_MIXED, compare(packet, target, &calls).result);
+    ASSERT_EQ(1u, calls.seen.size());
+    EXPECT_EQ(&packet[0], calls.seen[0].first);
+
+    // Once mixed, the walk goes on and still reports every replica ahead.
+    calls.seen.clear();
+    packet = row({{'A', 3}, {'B', 6}, {'C', 6}});
+    target = row({{'A', 4}, {'B', 5}, {'C', 5}});
+    EXPECT_EQ(PXINFO_EPOCH_CMP_MIXED, compare(packet, target, &calls).result);
+    ASSERT_EQ(2u, calls.seen.size());
+    EXPECT_EQ(&packet[2], calls.seen[1].first);
+}
+
+TEST(EpochRowCompare, ReplicasListedInOneRowCountAsEpochZeroInTheOther) {
+    Calls calls;
+    EXPECT_EQ(PXINFO_EPOCH_CMP_EQUAL, compare(row({{'A', 5}, {'C', 0}}), row({{'A', 5}}), &calls).result);
+    Row packet = row({{'A', 5}, {'C', 7}});
+    EXPECT_EQ(PXINFO_EPOCH_CMP_GREATER, compare(packet, row({{'A', 5}}), &calls).result);
+    ASSERT_EQ(1u, calls.seen.size());
+    EXPECT_EQ(&packet[1], calls.seen[0].first);
+    EXPECT_EQ(nullptr, calls.seen[0].second);
+
+    calls.seen.clear();
+    EXPECT_EQ(PXINFO_EPOCH_CMP_LESS, compare(row({{'A', 5}}), row({{'A', 5}, {'C', 9}}), &calls).result);
+    EXPECT_EQ(PXINFO_EPOCH_CMP_EQUAL, compare(row({{'A', 5}}), row({{'A', 5}, {'C', 0}}), &calls).result);
+    EXPECT_TRUE(calls.seen.empty());  // never called for target-only replicas
+
+    // A replica listed twice in the packet row: the second finds no partner.
+    pxtest::CapturedMessages messages(5, "pxinfo");
+    EXPECT_EQ(PXINFO_EPOCH_CMP_GREATER, compare(row({{'A', 5}, {'A', 5}}), row({{'A', 5}})).result);
+    EXPECT_NE(std::string::npos,
+              joined(detail_traces(messages)).find("Replica " + key_of('A') + " is not known by the target replica\n"));
+}
+
+TEST(EpochRowCompare, EpochsCompareByTheirSigned32BitDifference) {
+    EXPECT_EQ(PXINFO_EPOCH_CMP_GREATER, compare(row({{'A', 1}}), row({{'A', 4294967295u}})).result);
+    EXPECT_EQ(PXINFO_EPOCH_CMP_LESS, compare(row({{'A', 4294967295u}}), row({{'A', 1}})).result);
+    // A difference of exactly 2^31 is behind, whichever way round.
+    EXPECT_EQ(PXINFO_EPOCH_CMP_LESS, compare(row({{'A', 0x80000000u}}), row({{'A', 0}})).result);
+    EXPECT_EQ(PXINFO_EPOCH_CMP_LESS, compare(row({{'A', 0}}), row({{'A', 0x80000000u}})).result);
+    EXPECT_EQ(PXINFO_EPOCH_CMP_GREATER, compare(row({{'A', 0x7fffffffu}}), row({{'A', 0}})).result);
+}
+
+TEST(EpochRowCompare, TheExcludedReplicaIsIgnoredInBothRows) {
+    pxinfo_selector_t b = replica('B');
+    Calls calls;
+    EXPECT_EQ(PXINFO_EPOCH_CMP_EQUAL,
+              compare(row({{'A', 5}, {'B', 9}}), row({{'A', 5}, {'B', 1}}), &calls, &b).result);
+    EXPECT_EQ(PXINFO_EPOCH_CMP_EQUAL, compare(row({{'A', 5}}), row({{'B', 1}, {'A', 5}}), &calls, &b).result);
+    EXPECT_TRUE(calls.seen.empty());
+    pxinfo_selector_t none = {};  // a null selector excludes nothing
+    EXPECT_EQ(PXINFO_EPOCH_CMP_GREATER, compare(row({{'A', 5}, {'B', 9}}), row({{'A', 5}}), nullptr, &none).result);
+}
+
+TEST(EpochRowCompare, RowsOfDifferentFamiliesAreOrderedByFamilyAlone) {
+    Row vault_row = row({{'A', 1}});
+    Row bb_row(1);
+    bb_row[0].epoch = 100;
+    ASSERT_EQ(TBS_ST_OK, pxinfo_new_bb_selector("f", "c", "r", "u", &bb_row[0].replica));
+    Calls calls;
+    unsigned long allocations = stg_allocation_count();
+    EXPECT_EQ(PXINFO_EPOCH_CMP_LESS, compare(vault_row, bb_row, &calls).result);
+    EXPECT_EQ(PXINFO_EPOCH_CMP_GREATER, compare(bb_row, vault_row, &calls).result);
+    EXPECT_EQ(allocations, stg_allocation_count());  // no table was made
+    Row other_family = row({{'A', 1}});
+    other_family[0].replica = replica('A', 2);
+    EXPECT_EQ(PXINFO_EPOCH_CMP_LESS, compare(vault_row, other_family).result);
+    EXPECT_TRUE(calls.seen.empty());
+}
+
+TEST(EpochRowCompare, EmptyRowsHaveNoFamilyToCheck) {
+    EXPECT_EQ(PXINFO_EPOCH_CMP_EQUAL, compare(Row(), Row()).result);
+    EXPECT_EQ(PXINFO_EPOCH_CMP_LESS, compare(Row(), row({{'A', 1}})).result);
+    EXPECT_EQ(PXINFO_EPOCH_CMP_GREATER, compare(row({{'A', 1}}), Row()).result);
+}
+
+// ---- Failures ---------------------------------------------------------------
+
+TEST(EpochRowCompare, CallbackFailureEndsTheWalkWithItsStatus) {
+    pxtest::CapturedMessages messages(1, "pxinfo");
+    Calls calls;
+    calls.answer = 77;
+    Outcome outcome = compare(row({{'A', 6}, {'B', 6}}), row({{'A', 5}, {'B', 5}}), &calls);
+    EXPECT_EQ(77u, outcome.status);
+    EXPECT_EQ(1u, calls.seen.size());
+    EXPECT_EQ(PXINFO_EPOCH_CMP_EQUAL, outcome.result);  // the failing entry was not combined
+    std::vector<std::string> traces = detail_traces(messages);
+    ASSERT_EQ(2u, traces.size()) << joined(traces);
+    EXPECT_EQ(0u, traces[0].rfind("lib/pxinfo/pxinfo_utl:", 0));
+    EXPECT_NE(std::string::npos, traces[0].find(": operation 'functor.handle_miscompare' failed: "));
+    EXPECT_EQ(0u, traces[1].rfind("lib/pxinfo/pxinfo_utl:", 0));
+    EXPECT_NE(std::string::npos, traces[1].find(": failed.\n"));
+}
+
+TEST(EpochRowCompare, BadArgumentsAndIncomparableFamilies) {
+    Row a = row({{'A', 1}});
+    EXPECT_EQ(TBS_ST_INVALID_ARG,
+              pxinfo_epoch_row_compare(1, a.data(), 1, a.data(), nullptr, pxinfo_miscompare_functor_t{}, nullptr));
+    int result = -1;
+    EXPECT_EQ(TBS_ST_INVALID_ARG,
+              pxinfo_epoch_row_compare(1, nullptr, 1, a.data(), nullptr, pxinfo_miscompare_functor_t{}, &result));
+    pxtest::CapturedMessages messages;
+    Row nulls(1);  // entries naming no replica
+    Outcome outcome = compare(nulls, a);
+    EXPECT_EQ(TBS_ST_FAILED, outcome.status);
+    EXPECT_EQ(-1, outcome.result);  // left unset
+    // A replica listed twice in the target row cannot be indexed.
+    EXPECT_EQ(TBS_ST_INVALID_ARG, compare(a, row({{'A', 1}, {'A', 2}})).status);
+}
+
+TEST(EpochRowCompare, ExhaustedStorageGivesNoMemoryOrInvalidArgAndLeaksNothing) {
+    Row packet = row({{'A', 5}, {'B', 3}, {'C', 1}});
+    Row target = row({{'A', 5}, {'B', 4}, {'D', 2}});
+    Outcome outcome = {TBS_ST_OK, -1};
+    stg_fail_allocation(1);
+    outcome = compare(packet, target);
+    stg_fail_allocation(0);
+    EXPECT_EQ(TBS_ST_NO_MEMORY, outcome.status);
+    EXPECT_EQ(-1, outcome.result);
+
+    size_t points = pxtest::sweep_allocation_failures(
+        [&] { return (outcome = compare(packet, target)).status; },
+        [&](tbs_status_t status, unsigned long nth) {
+            // The table and its buckets first; then indexing the target row.
+            EXPECT_EQ(nth <= 2 ? TBS_ST_NO_MEMORY : TBS_ST_INVALID_ARG, status) << nth;
+        });
+    EXPECT_GE(points, 4u);
+    EXPECT_EQ(PXINFO_EPOCH_CMP_MIXED, outcome.result);
+}
+
+// ---- Traces -----------------------------------------------------------------
+
+TEST(EpochRowCompare, FineTracesGiveEachStepOfTheComparison) {
+    Row packet = row({{'A', 5}, {'C', 1}});
+    Row target = row({{'A', 5}, {'B', 2}});
+    pxtest::CapturedMessages messages(5, "pxinfo");
+    EXPECT_EQ(PXINFO_EPOCH_CMP_MIXED, compare(packet, target).result);
+    std::vector<std::string> expected = {
+        "2 rows in packet epoch row table and 2 rows in target replica epoch row table.\n",
+        "given overall result: 3, current result: 3, overall result: 3.\n",
+        "Replica " + key_of('C') + " is not known by the target replica\n",
+        "given overall result: 3, current result: 4, overall result: 4.\n",
+        "Replica " + key_of('B') + " is new in target replica.\n ",
+        "given overall result: 4, current result: 2, overall result: 1.\n",
+    };
+    EXPECT_EQ(expected, detail_traces(messages));
+
+    // Below level 5 none of them is printed.
+    pxtest::CapturedMessages quieter(4, "pxinfo");
+    compare(packet, target);
+    EXPECT_TRUE(detail_traces(quieter).empty()) << joined(detail_traces(quieter));
+}
+
+// ---- Copy, free, null row ---------------------------------------------------
+
+TEST(EpochRows, CopyOwnsItsEntriesAndFreeReleasesThem) {
+    Row entries = row({{'A', 5}, {'B', 3}});
+    pxinfo_epoch_row_t source = {};
+    std::strcpy(source.name, "replica");
+    source.count = 2;
+    source.entries = entries.data();
+    source.row_value2 = 9;
+    pxinfo_epoch_row_t copy;
+    unsigned long live = stg_live_block_count();
+    ASSERT_EQ(TBS_ST_OK, pxinfo_create_new_epoch_row(&source, &copy));
+    EXPECT_NE(source.entries, copy.entries);
+    EXPECT_STREQ("replica", copy.name);
+    EXPECT_EQ(9, copy.row_value2);
+    entries[1].epoch = 99;  // the copy does not follow its source
+    EXPECT_EQ(3u, copy.entries[1].epoch);
+    EXPECT_TRUE(pxinfo_selector_eq(&copy.entries[0].replica, &entries[0].replica));
+    EXPECT_EQ(TBS_ST_OK, pxinfo_free_new_epoch_row_entry(&copy));
+    EXPECT_EQ(live, stg_live_block_count());
+
+    // Exhaustion leaves a shallow copy; an empty row still gets its own block.
+    stg_fail_allocation(1);
+    EXPECT_EQ(TBS_ST_NO_MEMORY, pxinfo_create_new_epoch_row(&source, &copy));
+    stg_fail_allocation(0);
+    EXPECT_EQ(source.entries, copy.entries);
+    source.count = -3;
+    ASSERT_EQ(TBS_ST_OK, pxinfo_create_new_epoch_row(&source, &copy));
+    EXPECT_NE(nullptr, copy.entries);
+    EXPECT_EQ(TBS_ST_OK, pxinfo_free_new_epoch_row_entry(&copy));
+    EXPECT_EQ(live, stg_live_block_count());
+
+    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_create_new_epoch_row(nullptr, &copy));
+    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_free_new_epoch_row_entry(nullptr));
+}
+
+TEST(EpochRows, NullRowIsEmptyAndTracedOnEntryOnly) {
+    Row entries = row({{'A', 5}});
+    pxinfo_epoch_row_t target;
+    std::memset(&target, 0x55, sizeof target);
+    pxtest::CapturedMessages messages(3, "pxinfo");
+    pxinfo_make_null_row(&target);
+    EXPECT_STREQ("", target.name);
+    EXPECT_STREQ("", target.host);
+    EXPECT_EQ(0, target.count);
+    EXPECT_EQ(nullptr, target.entries);
+    EXPECT_EQ(0, target.row_value1);
+    EXPECT_EQ(0, target.row_value2);
+    ASSERT_EQ(1u, messages.lines().size());
+    EXPECT_EQ("into pxinfo_make_null_row..\n", messages.lines()[0].text);
+}
+
+}  // namespace
