@@ -8,6 +8,7 @@
 
 #include "pxinfo_utl_selector.h"
 #include "pfm.h"
+#include "pxinfo_utl_jobid.h"
 #include "pxinfo_utl_selector_internal.h"
 #include "tbs.h"
 #include "tbs_uuid.h"
@@ -378,6 +379,72 @@ TEST(SelectorHash, WhitespaceThatTheOrderDisregardsStillChangesTheHash) {
     pxinfo_selector_t spaced = bb("f", "c", "a b"), packed = bb("f", "c", "ab");
     EXPECT_TRUE(pxinfo_selector_eq(&spaced, &packed));
     EXPECT_NE(pxinfo_selector_to_replica_hash(&spaced), pxinfo_selector_to_replica_hash(&packed));
+}
+
+// ---- Sync job identifiers --------------------------------------------------
+
+TEST(SyncJobId, PairBuildersFillTheInvalidFieldWithItsFiller) {
+    tbs_uuid_t job = oid(0x42, 7);
+    pxinfo_sync_job_id_t local = 12;
+    pxinfo_sync_job_id_pair_t pair;
+    pxinfo_sync_job_ids_to_id_pair(&job, &local, &pair);
+    EXPECT_EQ(PXINFO_JOB_ID_BOTH, pair.validity);
+    EXPECT_TRUE(tbs_uuid_eq(&job, &pair.job_uuid));
+    EXPECT_EQ(12u, pair.local_jobid);
+    pxinfo_sync_job_uuid_to_id_pair(&job, &pair);
+    EXPECT_EQ(PXINFO_JOB_ID_UUID, pair.validity);
+    EXPECT_EQ(0u, pair.local_jobid);
+    pxinfo_sync_job_local_id_to_id_pair(&local, &pair);
+    EXPECT_EQ(PXINFO_JOB_ID_LOCAL, pair.validity);
+    EXPECT_TRUE(tbs_uuid_eq(&TBS_UUID_NULL, &pair.job_uuid));
+    pxinfo_sync_job_id_pair_t copy;
+    pxinfo_sync_job_id_pair_copy(&pair, &copy);
+    EXPECT_EQ(0, std::memcmp(&pair, &copy, sizeof pair));
+    EXPECT_TRUE(pxinfo_jobuuid_eq(&job, &job));
+    EXPECT_FALSE(pxinfo_jobuuid_eq(&job, &TBS_UUID_NULL));
+    EXPECT_EQ(tbs_uuid_to_hash32(&job), pxinfo_jobuuid_hash(&job));
+}
+
+TEST(SyncJobId, TextsReadAsUuidFirstThenAsLocalId) {
+    pxtest::CapturedMessages messages(4, "pxinfo");
+    pxinfo_sync_job_id_pair_t pair;
+    ASSERT_EQ(TBS_ST_OK, pxinfo_str_to_sync_job_id_pair("0123ABCD-4567-89ef-abcd-0123456789ff", &pair));
+    EXPECT_EQ(PXINFO_JOB_ID_UUID, pair.validity);
+    EXPECT_EQ(0u, pair.local_jobid);
+    EXPECT_EQ(0xcd, pair.job_uuid.bytes[3]);
+    ASSERT_EQ(TBS_ST_OK, pxinfo_str_to_sync_job_id_pair("42", &pair));
+    EXPECT_EQ(PXINFO_JOB_ID_LOCAL, pair.validity);
+    EXPECT_EQ(42u, pair.local_jobid);
+    EXPECT_TRUE(tbs_uuid_eq(&TBS_UUID_NULL, &pair.job_uuid));
+    ASSERT_EQ(2u, messages.lines().size());
+    EXPECT_EQ("using job_uuid: 0123abcd-4567-89ef-abcd-0123456789ff.\n", messages.lines()[0].text);
+    EXPECT_EQ("using local_jobid: 42.\n", messages.lines()[1].text);
+
+    messages.clear();
+    pxinfo_sync_job_id_pair_t before = pair;
+    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_str_to_sync_job_id_pair("job-7", &pair));
+    EXPECT_EQ(0, std::memcmp(&before, &pair, sizeof pair));
+    ASSERT_EQ(1u, messages.lines().size());
+    EXPECT_EQ(4, messages.lines()[0].severity);
+    EXPECT_EQ("Cannot interpret the string \"job-7\" as a synchronization manager job identifier.  "
+              "Ignoring it.\n",
+              messages.lines()[0].text);
+
+    unsigned int local = 5;
+    EXPECT_EQ(TBS_ST_OK, pxinfo_str_to_sync_job_id("0x10", local));
+    EXPECT_EQ(16u, local);
+    EXPECT_EQ(TBS_ST_OK, pxinfo_str_to_sync_job_id("-1", local));
+    EXPECT_EQ(4294967295u, local);
+    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_str_to_sync_job_id("", local));
+    EXPECT_EQ(4294967295u, local);
+}
+
+TEST(SyncJobId, LocalIdTexts) {
+    char text[PXINFO_JOB_ID_STR_SIZE];
+    EXPECT_EQ(TBS_ST_OK, pxinfo_sync_job_id_to_str(4294967295u, text));
+    EXPECT_STREQ("4294967295", text);
+    EXPECT_EQ(TBS_ST_OK, pxinfo_sync_job_id_to_str(0, text));
+    EXPECT_STREQ("0", text);
 }
 
 }  // namespace
