@@ -12,11 +12,13 @@
 namespace {
 
 std::string order_text(long destinations) {
-    std::string text = "# Korvane Plexion Shipping Order\n# Version 1.0\n"
-                       "%IDENTIFIER 0f1e2d3c-4b5a-6978-8796-a5b4c3d2e1f0\n"
-                       "%CREATION-DATE 1700000000 2023-11-14\n"
-                       "%ORIGINAL-DATA-PATH \"/data/pkt\"\n%LOCAL-DATA-PATH \"/local/pkt\"\n%DESTINATIONS\n";
-    for (long i = 0; i < destinations; ++i) text += "    host-" + std::to_string(i) + ".example.com\n";
+    std::string text =
+        "# Korvane Plexion Shipping Order\n# Version 1.0\n"
+        "%IDENTIFIER 0f1e2d3c-4b5a-6978-8796-a5b4c3d2e1f0\n"
+        "%CREATION-DATE 1700000000 2023-11-14\n"
+        "%ORIGINAL-DATA-PATH \"/data/pkt\"\n%LOCAL-DATA-PATH \"/local/pkt\"\n%DESTINATIONS\n";
+    for (long i = 0; i < destinations; ++i)
+        text += "    host-" + std::to_string(i) + ".example.com\n";
     text += "%ARRIVAL-ROUTE\n%DELIVERIES\n";
     for (long i = 0; i < destinations; ++i)
         text += "    1700000100 2023-11-14 hub host-" + std::to_string(i) + ".example.com\n";

@@ -37,7 +37,8 @@ std::string stream_text(FILE *f) {
     std::string text;
     char buffer[4096];
     size_t n;
-    while ((n = fread(buffer, 1, sizeof buffer, f)) > 0) text.append(buffer, n);
+    while ((n = fread(buffer, 1, sizeof buffer, f)) > 0)
+        text.append(buffer, n);
     return text;
 }
 
@@ -69,7 +70,8 @@ struct Read {
 template <typename T>
 std::vector<T *> elements(const llist_d_head_t &head) {
     std::vector<T *> out;
-    for (llist_d_link_t *l = head.first; l != LLIST_D_END(&head); l = l->next) out.push_back(static_cast<T *>(l->element));
+    for (llist_d_link_t *l = head.first; l != LLIST_D_END(&head); l = l->next)
+        out.push_back(static_cast<T *>(l->element));
     return out;
 }
 
@@ -84,8 +86,8 @@ std::string describe(const pxinfo_shp_order_t *o) {
     d += "\nclass " + str(o->storage_class) + "\npaths " + str(o->original_data_path) + " " + str(o->local_data_path);
     d += "\ndestinations " + std::to_string(o->destination_count);
     for (auto *x : elements<pxinfo_shp_destination_t>(o->destinations))
-        d += "\n  " + std::string(x->host) + " failed=" + std::to_string(x->failed) + " " + std::to_string(x->delivery_time) +
-             " " + str(x->delivery_string) + " via '" + x->delivery_route + "'";
+        d += "\n  " + std::string(x->host) + " failed=" + std::to_string(x->failed) + " " +
+             std::to_string(x->delivery_time) + " " + str(x->delivery_string) + " via '" + x->delivery_route + "'";
     auto hops = [&](const char *name, uint32_t count, const llist_d_head_t &head) {
         d += std::string("\n") + name + " " + std::to_string(count);
         for (auto *h : elements<pxinfo_shp_hop_t>(head))
@@ -96,11 +98,12 @@ std::string describe(const pxinfo_shp_order_t *o) {
     hops("return", o->return_count, o->return_route);
     d += "\nfailures " + std::to_string(o->failure_count);
     for (auto *f : elements<pxinfo_shp_failure_t>(o->failed_attempts))
-        d += "\n  " + std::to_string(f->type) + " " + std::to_string(f->time) + " " + str(f->time_string) + " " + f->route +
-             " " + f->destination;
+        d += "\n  " + std::to_string(f->type) + " " + std::to_string(f->time) + " " + str(f->time_string) + " " +
+             f->route + " " + f->destination;
     auto texts = [&](const char *name, uint32_t count, const llist_d_head_t &head) {
         d += std::string("\n") + name + " " + std::to_string(count);
-        for (auto *t : elements<pxinfo_shp_text_t>(head)) d += "\n  " + str(t->text);
+        for (auto *t : elements<pxinfo_shp_text_t>(head))
+            d += "\n  " + str(t->text);
     };
     texts("notifications", o->notification_count, o->notification_addresses);
     texts("comments", o->comment_count, o->comment_lines);
@@ -143,7 +146,8 @@ const std::vector<BadFile> kBadFiles = {
      ORDER_FILE "conflicting delivery/failure for destination (a)\n"},
     {"failure for unknown destination", kDestA + "%FAILED-ATTEMPTS\n    R 1 d r b\n", 1002,
      ORDER_FILE "failure for unknown destination (b)\n"},
-    {"invalid creation number", "%CREATION-DATE 12x d\n", 1002, ORDER_FILE "invalid date/time specification (line 3)\n"},
+    {"invalid creation number", "%CREATION-DATE 12x d\n", 1002,
+     ORDER_FILE "invalid date/time specification (line 3)\n"},
     {"invalid delivery number", kDestA + "%DELIVERIES\n    -1 d r a\n", 1002,
      ORDER_FILE "invalid date/time specification (line 6)\n"},
     {"number above 32 bits", "%ARRIVAL-ROUTE\n    a 4294967296 d\n", 1002,
@@ -160,7 +164,8 @@ const std::vector<BadFile> kBadFiles = {
      ORDER_FILE "extra identifier (line 4)\n"},
     {"missing identifier", "%IDENTIFIER\n", 1002, ORDER_FILE "missing identifier (line 3)\n"},
     {"invalid identifier", "%IDENTIFIER 0f1e2d3c\n", 1002, ORDER_FILE "invalid identifier (line 3)\n"},
-    {"extra creation date", "%CREATION-DATE 1 d\n%CREATION-DATE 2 e\n", 1002, ORDER_FILE "extra creation date (line 4)\n"},
+    {"extra creation date", "%CREATION-DATE 1 d\n%CREATION-DATE 2 e\n", 1002,
+     ORDER_FILE "extra creation date (line 4)\n"},
     {"missing creation number", "%CREATION-DATE\n", 1002, ORDER_FILE "missing creation date/time (line 3)\n"},
     {"missing creation string", "%CREATION-DATE 1\n", 1002, ORDER_FILE "missing creation string (line 3)\n"},
     {"extra expiration date", "%EXPIRATION-DATE 1 d\n%EXPIRATION-DATE 1 d\n", 1002,
@@ -194,10 +199,13 @@ const std::vector<BadFile> kBadFiles = {
     {"unknown failure type", "%FAILED-ATTEMPTS\n    c 1 d r a\n", 1002, ORDER_FILE "unknown failure type (line 4)\n"},
     {"long failure type", "%FAILED-ATTEMPTS\n    CR 1 d r a\n", 1002, ORDER_FILE "unknown failure type (line 4)\n"},
     {"failure without number", "%FAILED-ATTEMPTS\n    C\n", 1002, ORDER_FILE "missing failure date/time (line 4)\n"},
-    {"failure with bad number", "%FAILED-ATTEMPTS\n    C x\n", 1002, ORDER_FILE "invalid date/time specification (line 4)\n"},
-    {"failure without string", "%FAILED-ATTEMPTS\n    R 1\n", 1002, ORDER_FILE "missing failure date string (line 4)\n"},
+    {"failure with bad number", "%FAILED-ATTEMPTS\n    C x\n", 1002,
+     ORDER_FILE "invalid date/time specification (line 4)\n"},
+    {"failure without string", "%FAILED-ATTEMPTS\n    R 1\n", 1002,
+     ORDER_FILE "missing failure date string (line 4)\n"},
     {"failure without route", "%FAILED-ATTEMPTS\n    R 1 d\n", 1002, ORDER_FILE "missing delivery route (line 4)\n"},
-    {"failure without destination", "%FAILED-ATTEMPTS\n    R 1 d r\n", 1002, ORDER_FILE "missing destination (line 4)\n"},
+    {"failure without destination", "%FAILED-ATTEMPTS\n    R 1 d r\n", 1002,
+     ORDER_FILE "missing destination (line 4)\n"},
     {"second notification section", "%NOTIFICATION-ADDRESSES\n    x\n%NOTIFICATION-ADDRESSES\n    y\n", 1002,
      ORDER_FILE "multiple notification sections (line 6)\n"},
     {"blank line in notifications", "%NOTIFICATION-ADDRESSES\n\n", 1002, ORDER_FILE "missing address (line 4)\n"},
@@ -233,7 +241,8 @@ TEST_P(BadFileTest, GivesItsOneMessageAndStatusAndNoOrder) {
 
 std::string case_name(const ::testing::TestParamInfo<BadFile> &info) {
     std::string n;
-    for (const char *p = info.param.name; *p; ++p) n += isalnum(static_cast<unsigned char>(*p)) ? *p : '_';
+    for (const char *p = info.param.name; *p; ++p)
+        n += isalnum(static_cast<unsigned char>(*p)) ? *p : '_';
     return n;
 }
 
@@ -241,8 +250,8 @@ INSTANTIATE_TEST_SUITE_P(Messages, BadFileTest, ::testing::ValuesIn(kBadFiles), 
 
 TEST(ReadOrder, FilesThatAreNoShippingOrderGive1002Silently) {
     for (const char *text : {"", "# Korvane Plexion Shipping Order \n# Version 1.0\n",
-                             "# Korvane Plexion Shipping Order\r\n# Version 1.0\n", "# korvane plexion shipping order\n",
-                             "\x14\x82\x35\x16 binary\n"}) {
+                             "# Korvane Plexion Shipping Order\r\n# Version 1.0\n",
+                             "# korvane plexion shipping order\n", "\x14\x82\x35\x16 binary\n"}) {
         Read r(text);
         EXPECT_EQ(TBS_ST_NOT_FOUND, r.status) << text;
         EXPECT_EQ(nullptr, r.order);
@@ -372,7 +381,8 @@ pxinfo_shp_order_t *build_order(const Shape &shape) {
         EXPECT_EQ(TBS_ST_OK, pxinfo_shp_create_destination(o, kFile, host, 1, &d));
     EXPECT_EQ(TBS_ST_OK, pxinfo_shp_create_arrival(o, kFile, "origin", 10, "t10"));
     EXPECT_EQ(TBS_ST_OK, pxinfo_shp_create_arrival(o, kFile, "hub", 11, "t11"));
-    if (shape.return_hops >= 0) o->has_return_route = 1;
+    if (shape.return_hops >= 0)
+        o->has_return_route = 1;
     for (int i = 0; i < shape.return_hops; ++i)
         EXPECT_EQ(TBS_ST_OK, pxinfo_shp_create_return(o, kFile, "hub", 20 + i, "t2"));
     EXPECT_EQ(TBS_ST_OK, pxinfo_shp_record_delivery(o, kFile, "hub", "gamma", 30, "t30"));
@@ -387,12 +397,15 @@ pxinfo_shp_order_t *build_order(const Shape &shape) {
 
 std::string expected_text(const Shape &shape) {
     std::string t = kHeader + "%IDENTIFIER " + kUuid + "\n%CREATION-DATE 1700000000 2023-11-14T22:13:20Z\n";
-    if (shape.expiration_and_class) t += "%EXPIRATION-DATE 4294967295 never\n%STORAGE-CLASS gold\n";
+    if (shape.expiration_and_class)
+        t += "%EXPIRATION-DATE 4294967295 never\n%STORAGE-CLASS gold\n";
     t += "%ORIGINAL-DATA-PATH \"/data/with space/pkt 1\"\n%LOCAL-DATA-PATH \"\"\n"
          "%DESTINATIONS\n    alpha\n    beta\n    gamma\n    delta\n"
          "%ARRIVAL-ROUTE\n    origin 10 t10\n    hub 11 t11\n";
-    if (shape.return_hops >= 0) t += "%RETURN-ROUTE\n";
-    for (int i = 0; i < shape.return_hops; ++i) t += "    hub " + std::to_string(20 + i) + " t2\n";
+    if (shape.return_hops >= 0)
+        t += "%RETURN-ROUTE\n";
+    for (int i = 0; i < shape.return_hops; ++i)
+        t += "    hub " + std::to_string(20 + i) + " t2\n";
     t += "%DELIVERIES\n    31 t31 hub alpha\n    30 t30 hub gamma\n"
          "%FAILED-ATTEMPTS\n    C 40 t40 hub beta\n    R 41 t41 origin gamma\n"
          "%NOTIFICATION-ADDRESSES\n    ops@example.com\n"
@@ -424,7 +437,8 @@ TEST_P(RoundTrip, WrittenTextMatchesTheFormatAndReadsBackEqual) {
 INSTANTIATE_TEST_SUITE_P(Shapes, RoundTrip, ::testing::Values(Shape{true, 2}, Shape{false, -1}, Shape{false, 0}),
                          [](const ::testing::TestParamInfo<Shape> &info) {
                              std::string n = info.param.expiration_and_class ? "AllSections" : "NoExpirationNorClass";
-                             if (info.param.return_hops < 0) return n + "NoReturnRoute";
+                             if (info.param.return_hops < 0)
+                                 return n + "NoReturnRoute";
                              return n + "ReturnRouteOf" + std::to_string(info.param.return_hops) + "Hops";
                          });
 
@@ -450,8 +464,8 @@ TEST(WriteOrder, RefusedWriteGivesMessage7) {
     pxinfo_shp_destroy_order(&order);
     auto errors = error_texts(captured);
     ASSERT_EQ(1u, errors.size());
-    EXPECT_EQ(std::string("unable to write to shipping order file \"" FN "\": ") + tbs_strerror(tbs_errno2status(EBADF)) +
-                  "\n",
+    EXPECT_EQ(std::string("unable to write to shipping order file \"" FN "\": ") +
+                  tbs_strerror(tbs_errno2status(EBADF)) + "\n",
               errors[0]);
 }
 
@@ -468,8 +482,9 @@ TEST(WriteOrder, DataThatCannotReachStorageGivesSharedMessage21) {
     pxinfo_shp_destroy_order(&order);
     auto errors = error_texts(captured);
     ASSERT_EQ(1u, errors.size());
-    EXPECT_EQ(std::string("Unable to flush \"" FN "\" to stable storage: ") + tbs_strerror(tbs_errno2status(EINVAL)) + "\n",
-              errors[0]);
+    EXPECT_EQ(
+        std::string("Unable to flush \"" FN "\" to stable storage: ") + tbs_strerror(tbs_errno2status(EINVAL)) + "\n",
+        errors[0]);
 }
 
 // ---------------------------------------------------------------------------
@@ -522,8 +537,10 @@ TEST_F(OrderFixture, HostsOf63CharactersFitAnd64DoNot) {
     EXPECT_EQ(refused(too_long), run([&] { return pxinfo_shp_create_destination(o, kFile, h64.c_str(), 1, &e); }));
     EXPECT_EQ(refused(too_long), run([&] { return pxinfo_shp_create_arrival(o, kFile, h64.c_str(), 1, "d"); }));
     EXPECT_EQ(refused(too_long), run([&] { return pxinfo_shp_create_return(o, kFile, h64.c_str(), 1, "d"); }));
-    EXPECT_EQ(refused(too_long), run([&] { return pxinfo_shp_record_delivery(o, kFile, h64.c_str(), h63.c_str(), 1, "d"); }));
-    EXPECT_EQ(refused(too_long), run([&] { return pxinfo_shp_record_failure(o, kFile, 0, "r", h64.c_str(), 1, "d", 1); }));
+    EXPECT_EQ(refused(too_long),
+              run([&] { return pxinfo_shp_record_delivery(o, kFile, h64.c_str(), h63.c_str(), 1, "d"); }));
+    EXPECT_EQ(refused(too_long),
+              run([&] { return pxinfo_shp_record_failure(o, kFile, 0, "r", h64.c_str(), 1, "d", 1); }));
     EXPECT_EQ(2u, o->destination_count);
     EXPECT_EQ(1u, o->arrival_count);
     EXPECT_EQ(1u, o->return_count);
@@ -611,7 +628,8 @@ TEST(Storage, NewOrderFailsWithoutMessage) {
             if (status != TBS_ST_OK) {
                 EXPECT_TRUE(order == nullptr || order == reinterpret_cast<pxinfo_shp_order_t *>(8));
             }
-            if (status == TBS_ST_OK) pxinfo_shp_destroy_order(&order);
+            if (status == TBS_ST_OK)
+                pxinfo_shp_destroy_order(&order);
             return status;
         },
         [](tbs_status_t status, unsigned long) { EXPECT_EQ(TBS_ST_FAILED, status); });
@@ -649,13 +667,18 @@ void sweep_on_order(const char *what, const std::function<tbs_status_t(pxinfo_sh
 
 TEST(Storage, EveryCreateOperationFailsCleanly) {
     pxinfo_shp_destination_t *d = nullptr;
-    sweep_on_order("destination", [&](pxinfo_shp_order_t *o) { return pxinfo_shp_create_destination(o, kFile, "new", 1, &d); });
+    sweep_on_order("destination",
+                   [&](pxinfo_shp_order_t *o) { return pxinfo_shp_create_destination(o, kFile, "new", 1, &d); });
     sweep_on_order("arrival", [](pxinfo_shp_order_t *o) { return pxinfo_shp_create_arrival(o, kFile, "h", 1, "d"); });
     sweep_on_order("return", [](pxinfo_shp_order_t *o) { return pxinfo_shp_create_return(o, kFile, "h", 1, "d"); });
-    sweep_on_order("notification", [](pxinfo_shp_order_t *o) { return pxinfo_shp_create_notification(o, kFile, "x@y"); });
+    sweep_on_order("notification",
+                   [](pxinfo_shp_order_t *o) { return pxinfo_shp_create_notification(o, kFile, "x@y"); });
     sweep_on_order("comment", [](pxinfo_shp_order_t *o) { return pxinfo_shp_create_comment(o, kFile, " text"); });
-    sweep_on_order("delivery", [](pxinfo_shp_order_t *o) { return pxinfo_shp_record_delivery(o, kFile, "r", "delta", 1, "d"); });
-    sweep_on_order("failure", [](pxinfo_shp_order_t *o) { return pxinfo_shp_record_failure(o, kFile, 1, "r", "delta", 1, "d", 1); });
+    sweep_on_order("delivery",
+                   [](pxinfo_shp_order_t *o) { return pxinfo_shp_record_delivery(o, kFile, "r", "delta", 1, "d"); });
+    sweep_on_order("failure", [](pxinfo_shp_order_t *o) {
+        return pxinfo_shp_record_failure(o, kFile, 1, "r", "delta", 1, "d", 1);
+    });
 }
 
 TEST(Storage, DestinationIndexGrowthFailsCleanly) {
@@ -673,7 +696,8 @@ TEST(Storage, DestinationIndexGrowthFailsCleanly) {
             status = pxinfo_shp_create_destination(o, kFile, host.c_str(), 1, &d);
             bool reached = stg_allocation_count() - before >= nth;
             stg_fail_allocation(0);
-            if (!reached) break;
+            if (!reached)
+                break;
             ASSERT_EQ(TBS_ST_FAILED, status);
             ASSERT_EQ(static_cast<uint32_t>(i), o->destination_count);
         }

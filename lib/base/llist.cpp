@@ -5,9 +5,7 @@
 
 namespace {
 
-bool is_head(const llist_d_head_t *head, const llist_d_link_t *link) {
-    return link == LLIST_D_END(head);
-}
+bool is_head(const llist_d_head_t *head, const llist_d_link_t *link) { return link == LLIST_D_END(head); }
 
 // Sets the link that follows 'before' (the head's first when before is the head).
 void set_next(llist_d_head_t *head, llist_d_link_t *before, llist_d_link_t *link) {
@@ -36,9 +34,7 @@ void llist_d_init(llist_d_head_t *head) {
     head->last = LLIST_D_END(head);
 }
 
-int llist_d_is_empty(const llist_d_head_t *head) {
-    return head->first == LLIST_D_END(head) || head->first == nullptr;
-}
+int llist_d_is_empty(const llist_d_head_t *head) { return head->first == LLIST_D_END(head) || head->first == nullptr; }
 
 void llist_d_insert(llist_d_head_t *head, void *element, llist_d_link_t *link, int position) {
     link->element = element;

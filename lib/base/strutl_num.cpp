@@ -11,9 +11,7 @@ namespace {
 bool valid_base(int base) { return base == 0 || (base >= 2 && base <= 36); }
 
 // A number starts with a digit or, in bases above 10, a letter.
-bool is_digit_start(char c) {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
+bool is_digit_start(char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 
 // Parses the unsigned magnitude that starts at text; false unless the whole
 // rest of the text is the number and it fits in unsigned long long.

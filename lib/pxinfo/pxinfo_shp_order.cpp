@@ -285,8 +285,8 @@ tbs_status_t pxinfo_shp_create_arrival(pxinfo_shp_order_t *order, const char *fi
     return create_hop(order, file_name, host, time, time_string, &order->arrival_route, &order->arrival_count);
 }
 
-tbs_status_t pxinfo_shp_create_return(pxinfo_shp_order_t *order, const char *file_name, const char *host,
-                                      uint32_t time, const char *time_string) {
+tbs_status_t pxinfo_shp_create_return(pxinfo_shp_order_t *order, const char *file_name, const char *host, uint32_t time,
+                                      const char *time_string) {
     tbs_status_t status =
         create_hop(order, file_name, host, time, time_string, &order->return_route, &order->return_count);
     if (status == TBS_ST_OK) {

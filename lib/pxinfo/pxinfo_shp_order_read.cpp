@@ -62,8 +62,7 @@ tbs_status_t no_more_words(cl_handle_t *handle, const char *file_name, int line_
 }
 
 // A required date/time number: message 'missing' when absent, 6 when invalid.
-tbs_status_t required_time(cl_handle_t *handle, const char *file_name, int line_number, Msg missing,
-                           uint32_t *time) {
+tbs_status_t required_time(cl_handle_t *handle, const char *file_name, int line_number, Msg missing, uint32_t *time) {
     const char *word = nullptr;
     tbs_status_t status = required_word(handle, file_name, line_number, missing, &word);
     if (status != TBS_ST_OK) {
@@ -88,8 +87,8 @@ tbs_status_t keep_word(pxinfo_shp_order_t *order, const char *word, char **field
 }
 
 // A single-value section: "KEYWORD word", refused when the field is set.
-tbs_status_t parse_single_word(cl_handle_t *handle, const char *file_name, int line_number,
-                               pxinfo_shp_order_t *order, char **field, Msg extra, Msg missing) {
+tbs_status_t parse_single_word(cl_handle_t *handle, const char *file_name, int line_number, pxinfo_shp_order_t *order,
+                               char **field, Msg extra, Msg missing) {
     if (*field != nullptr) {
         print_error(extra, file_name, line_number);
         return TBS_ST_FAILED;
@@ -225,8 +224,8 @@ PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_first_storage) {
 PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_first_orig_pname) {
     (void)line;
     (void)first_continuation;
-    return parse_single_word(handle, file_name, line_number, order, &order->original_data_path,
-                             kMsgExtraOriginalPath, kMsgMissingOriginalPath);
+    return parse_single_word(handle, file_name, line_number, order, &order->original_data_path, kMsgExtraOriginalPath,
+                             kMsgMissingOriginalPath);
 }
 
 PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_first_local_pname) {
@@ -326,8 +325,7 @@ PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_cont_failed_attempt) {
         return TBS_ST_FAILED;
     }
     DatedRoute f;
-    status =
-        parse_dated_route(handle, file_name, line_number, kMsgMissingFailureTime, kMsgMissingFailureString, &f);
+    status = parse_dated_route(handle, file_name, line_number, kMsgMissingFailureTime, kMsgMissingFailureString, &f);
     if (status != TBS_ST_OK) {
         return status;
     }
@@ -379,8 +377,7 @@ const SectionKeyword shp_ord_keywords[kSectionCount] = {
      pxinfo_shp_ord_parse_cont_arrival_route},
     {"%RETURN-ROUTE", pxinfo_shp_ord_write_return_route, pxinfo_shp_ord_parse_first_return_route,
      pxinfo_shp_ord_parse_cont_return_route},
-    {"%DELIVERIES", pxinfo_shp_ord_write_delivery, pxinfo_shp_ord_parse_first_none,
-     pxinfo_shp_ord_parse_cont_delivery},
+    {"%DELIVERIES", pxinfo_shp_ord_write_delivery, pxinfo_shp_ord_parse_first_none, pxinfo_shp_ord_parse_cont_delivery},
     {"%FAILED-ATTEMPTS", pxinfo_shp_ord_write_failed_attempt, pxinfo_shp_ord_parse_first_none,
      pxinfo_shp_ord_parse_cont_failed_attempt},
     {"%NOTIFICATION-ADDRESSES", pxinfo_shp_ord_write_notification, pxinfo_shp_ord_parse_first_none,
@@ -535,8 +532,8 @@ tbs_status_t pxinfo_shp_ord_get_next_line(FILE *stream, const char *file_name, i
     }
 }
 
-tbs_status_t pxinfo_shp_ord_get_token(cl_handle_t *handle, const char *file_name, int line_number,
-                                      int skip_comments, const char **word) {
+tbs_status_t pxinfo_shp_ord_get_token(cl_handle_t *handle, const char *file_name, int line_number, int skip_comments,
+                                      const char **word) {
     *word = cl_getarg(handle);
     if (*word != nullptr) {
         return (skip_comments != 0 && (*word)[0] == '#') ? TBS_ST_NOT_FOUND : TBS_ST_OK;
@@ -550,4 +547,3 @@ tbs_status_t pxinfo_shp_ord_get_token(cl_handle_t *handle, const char *file_name
 }
 
 }  // extern "C"
-

@@ -100,8 +100,7 @@ tbs_status_t pxinfo_shp_ord_write_identifier(FILE *stream, const char *file_name
     return result(put_line(stream, file_name, "%s %s\n", keyword(kRowIdentifier), text));
 }
 
-tbs_status_t pxinfo_shp_ord_write_creation_date(FILE *stream, const char *file_name,
-                                                const pxinfo_shp_order_t *order) {
+tbs_status_t pxinfo_shp_ord_write_creation_date(FILE *stream, const char *file_name, const pxinfo_shp_order_t *order) {
     return result(put_line(stream, file_name, "%s %lu %s\n", keyword(kRowCreation), as_ulong(order->creation_time),
                            or_empty(order->creation_string)));
 }
@@ -110,8 +109,8 @@ tbs_status_t pxinfo_shp_ord_write_expiration(FILE *stream, const char *file_name
     if (order->expiration_string == nullptr) {
         return TBS_ST_OK;
     }
-    return result(put_line(stream, file_name, "%s %lu %s\n", keyword(kRowExpiration),
-                           as_ulong(order->expiration_time), order->expiration_string));
+    return result(put_line(stream, file_name, "%s %lu %s\n", keyword(kRowExpiration), as_ulong(order->expiration_time),
+                           order->expiration_string));
 }
 
 tbs_status_t pxinfo_shp_ord_write_storage(FILE *stream, const char *file_name, const pxinfo_shp_order_t *order) {
@@ -122,17 +121,15 @@ tbs_status_t pxinfo_shp_ord_write_storage(FILE *stream, const char *file_name, c
 }
 
 tbs_status_t pxinfo_shp_ord_write_orig_pname(FILE *stream, const char *file_name, const pxinfo_shp_order_t *order) {
-    return result(put_line(stream, file_name, "%s \"%s\"\n", keyword(kRowOriginalPath),
-                           or_empty(order->original_data_path)));
+    return result(
+        put_line(stream, file_name, "%s \"%s\"\n", keyword(kRowOriginalPath), or_empty(order->original_data_path)));
 }
 
 tbs_status_t pxinfo_shp_ord_write_local_pname(FILE *stream, const char *file_name, const pxinfo_shp_order_t *order) {
-    return result(
-        put_line(stream, file_name, "%s \"%s\"\n", keyword(kRowLocalPath), or_empty(order->local_data_path)));
+    return result(put_line(stream, file_name, "%s \"%s\"\n", keyword(kRowLocalPath), or_empty(order->local_data_path)));
 }
 
-tbs_status_t pxinfo_shp_ord_write_destinations(FILE *stream, const char *file_name,
-                                               const pxinfo_shp_order_t *order) {
+tbs_status_t pxinfo_shp_ord_write_destinations(FILE *stream, const char *file_name, const pxinfo_shp_order_t *order) {
     bool ok = put_line(stream, file_name, "%s\n", keyword(kRowDestinations)) &&
               each<pxinfo_shp_destination_t>(&order->destinations, [&](const pxinfo_shp_destination_t *d) {
                   return put_line(stream, file_name, "%s%s\n", kIndent, d->host);
@@ -140,13 +137,11 @@ tbs_status_t pxinfo_shp_ord_write_destinations(FILE *stream, const char *file_na
     return result(ok);
 }
 
-tbs_status_t pxinfo_shp_ord_write_arrival_route(FILE *stream, const char *file_name,
-                                                const pxinfo_shp_order_t *order) {
+tbs_status_t pxinfo_shp_ord_write_arrival_route(FILE *stream, const char *file_name, const pxinfo_shp_order_t *order) {
     return write_route(stream, file_name, kRowArrival, &order->arrival_route);
 }
 
-tbs_status_t pxinfo_shp_ord_write_return_route(FILE *stream, const char *file_name,
-                                               const pxinfo_shp_order_t *order) {
+tbs_status_t pxinfo_shp_ord_write_return_route(FILE *stream, const char *file_name, const pxinfo_shp_order_t *order) {
     if (order->has_return_route == 0) {
         return TBS_ST_OK;
     }
@@ -165,8 +160,7 @@ tbs_status_t pxinfo_shp_ord_write_delivery(FILE *stream, const char *file_name, 
     return result(ok);
 }
 
-tbs_status_t pxinfo_shp_ord_write_failed_attempt(FILE *stream, const char *file_name,
-                                                 const pxinfo_shp_order_t *order) {
+tbs_status_t pxinfo_shp_ord_write_failed_attempt(FILE *stream, const char *file_name, const pxinfo_shp_order_t *order) {
     bool ok = put_line(stream, file_name, "%s\n", keyword(kRowFailures)) &&
               each<pxinfo_shp_failure_t>(&order->failed_attempts, [&](const pxinfo_shp_failure_t *f) {
                   return put_line(stream, file_name, "%s%s %lu %s %s %s\n", kIndent, f->type != 0 ? "C" : "R",
@@ -175,8 +169,7 @@ tbs_status_t pxinfo_shp_ord_write_failed_attempt(FILE *stream, const char *file_
     return result(ok);
 }
 
-tbs_status_t pxinfo_shp_ord_write_notification(FILE *stream, const char *file_name,
-                                               const pxinfo_shp_order_t *order) {
+tbs_status_t pxinfo_shp_ord_write_notification(FILE *stream, const char *file_name, const pxinfo_shp_order_t *order) {
     return write_texts(stream, file_name, kRowNotifications, &order->notification_addresses, kIndent);
 }
 
@@ -189,8 +182,7 @@ tbs_status_t pxinfo_shp_ord_write_comment(FILE *stream, const char *file_name, c
 
 using namespace pxinfo::shp;
 
-extern "C" tbs_status_t pxinfo_shp_write_order(FILE *stream, const char *file_name,
-                                               const pxinfo_shp_order_t *order) {
+extern "C" tbs_status_t pxinfo_shp_write_order(FILE *stream, const char *file_name, const pxinfo_shp_order_t *order) {
     pxinfo::TraceScope scope("pxinfo_shp_write_order", kSource);
     if (!put_line(stream, file_name, "%s\n", kHeaderLine) || !put_line(stream, file_name, "%s\n", kVersionLine)) {
         return PXINFO_FAIL(scope, TBS_ST_FAILED);
