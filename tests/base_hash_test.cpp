@@ -14,7 +14,7 @@ namespace {
 
 void *word(uintptr_t value) { return reinterpret_cast<void *>(value); }
 
-TEST(HashTable, KeepsItsOwnKeysAndHandsOutStableSlots) {
+TEST(HashTable, KeepsItsOwnKeysHandsOutStableSlotsAndRefusesOrReusesKnownKeys) {
     hash_table_t *table = hash_str_create(2, sizeof(void *), HASH_STR_UNIQUE);
     ASSERT_NE(nullptr, table);
     char key[16];
@@ -45,16 +45,14 @@ TEST(HashTable, KeepsItsOwnKeysAndHandsOutStableSlots) {
     hash_delete_ht(&table);
     EXPECT_EQ(nullptr, table);
     hash_delete_ht(&table);  // a null table is left alone
-}
 
-TEST(HashTable, ReenteringAKeyHandsOutItsSlot) {
+    // A set made to be re-entered hands out the slot the key already has.
     hash_table_t *set = hash_str_create(0, 0, HASH_STR_REENTER);
     ASSERT_NE(nullptr, set);
-    void **first = nullptr;
     void **again = nullptr;
-    EXPECT_EQ(0, hash_str_enter(set, "r", nullptr, &first));
+    EXPECT_EQ(0, hash_str_enter(set, "r", nullptr, &first_slot));
     EXPECT_EQ(0, hash_str_enter(set, "r", nullptr, &again));
-    EXPECT_EQ(first, again);
+    EXPECT_EQ(first_slot, again);
     EXPECT_EQ(1u, hash_str_count(set));
     hash_delete_ht(&set);
     EXPECT_EQ(nullptr, hash_str_create(4, sizeof(void *) + 1, HASH_STR_UNIQUE));

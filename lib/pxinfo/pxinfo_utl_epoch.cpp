@@ -86,8 +86,7 @@ tbs_status_t RowComparison::index_target(unsigned count, const Entry *entries) {
         if (excluded(entries[i])) continue;
         const char *key = key_of(entries[i]);
         void **slot = nullptr;
-        if (key == nullptr || hash_str_enter(table_, key, nullptr, &slot) != 0)
-            return PXINFO_FAIL(scope_, TBS_ST_INVALID_ARG);
+        if (key == nullptr || hash_str_enter(table_, key, nullptr, &slot) != 0) return TBS_ST_INVALID_ARG;
         *slot = const_cast<Entry *>(&entries[i]);
     }
     return TBS_ST_OK;
@@ -98,7 +97,7 @@ tbs_status_t RowComparison::walk_packet(unsigned count, const Entry *entries) {
         const Entry &entry = entries[i];
         if (excluded(entry)) continue;
         const char *key = key_of(entry);
-        if (key == nullptr) return PXINFO_FAIL(scope_, TBS_ST_INVALID_ARG);
+        if (key == nullptr) return TBS_ST_INVALID_ARG;
         void **slot = nullptr;
         const Entry *partner = nullptr;
         if (hash_str_free(table_, key, nullptr, &slot) != 0)
