@@ -1,12 +1,11 @@
-// Identifier and name maps: look-ups by name and by position, the map of
-// shipped file types, and the case-insensitive comparison behind them.
+// Identifier and name maps: look-ups by name and by position, and the map of
+// shipped file types.
 #include <gtest/gtest.h>
 
 #include <string>
 
 #include "pxinfo_utl_maps.h"
 #include "pxinfo_utl_maps_internal.h"
-#include "strutl.h"
 #include "test_support.h"
 
 namespace {
@@ -133,28 +132,6 @@ TEST_F(PositionToName, ExhaustedAreaLeavesNameNullWithStatusOk) {
     EXPECT_EQ(TBS_ST_OK, pxinfo_int_id_to_str(area_, kColours, 0, name));
     stg_fail_allocation(0);
     EXPECT_EQ(nullptr, name);
-}
-
-TEST(CaseInsensitiveComparison, EqualityAndOrderIgnoreCase) {
-    EXPECT_EQ(0, strutl_stricoll("KvCreate", "kvcreate"));
-    EXPECT_EQ(0, strutl_stricoll("", ""));
-    EXPECT_LT(strutl_stricoll("Apple", "banana"), 0);
-    EXPECT_GT(strutl_stricoll("BANANA", "apple"), 0);
-    EXPECT_LT(strutl_stricoll("kv", "KVCREATE"), 0);
-    EXPECT_LT(strutl_stricoll(nullptr, "a"), 0);
-    EXPECT_EQ(0, strutl_stricoll(nullptr, nullptr));
-}
-
-TEST(TextSearch, FindsFromTheStartOffset) {
-    size_t position = 99;
-    EXPECT_EQ(1, strutl_find_str("xx LOG=TRUE", 0, "LOG=TRUE", &position));
-    EXPECT_EQ(3u, position);
-    EXPECT_EQ(1, strutl_find_str("abcabc", 1, "abc", &position));
-    EXPECT_EQ(3u, position);
-    EXPECT_EQ(0, strutl_find_str("abcabc", 4, "abc", &position));
-    EXPECT_EQ(0, strutl_find_str("abc", 7, "", &position)) << "start beyond the end";
-    EXPECT_EQ(0, strutl_find_str("LOG=FALSE", 0, "LOG=TRUE", nullptr));
-    EXPECT_EQ(0, strutl_find_str(nullptr, 0, "x", nullptr));
 }
 
 }  // namespace

@@ -208,15 +208,6 @@ TEST_F(SyncLog, RowsKeepOnlyVaultReplicasAndNegativeCountsPrintNothing) {
     EXPECT_EQ("Internal error in pxinfo_selector_to_replica_oid.\n", messages.with_severity(IMSG_SEV_ERROR)[0].text);
 }
 
-TEST_F(SyncLog, RecordsAreAppended) {
-    log("one", "i", "e", "p", row_of(nullptr, 0), row_of(nullptr, 0), 1, "x", 0);
-    log("two", "i", "e", "p", row_of(nullptr, 0), row_of(nullptr, 0), 2, "x", 0);
-    const std::string text = log_text();
-    EXPECT_EQ(2u, count_lines(text, "*****"));
-    EXPECT_LT(text.find("local_tag: one"), text.find("local_tag: two"));
-    EXPECT_EQ(0u, text.find("familu_uuid: "));
-}
-
 TEST_F(SyncLog, UnopenableLogWarnsOnlyUnderDetailTracing) {
     setenv("PXINFO_LOG_DIR", (log_dir_ + "/missing").c_str(), 1);
     {

@@ -82,7 +82,7 @@ bool parse_entry_line(char *line, rgy_entry &out) {
     }
     char *end = nullptr;
     errno = 0;
-    const long indicator = std::strtol(indicator_text, &end, 10);
+    const long long indicator = std::strtoll(indicator_text, &end, 10);
     if (errno != 0 || *end != '\0' || indicator < INT32_MIN || indicator > INT32_MAX) {
         return false;
     }

@@ -99,6 +99,11 @@ extern "C" {
 PXINFO_API pxinfo_sync_status_value_t
 pxinfo_compute_replica_sync_status_value(const pxinfo_replica_sync_status_t *record) {
     pxinfo::TraceScope scope("pxinfo_compute_replica_sync_status_value", kSource);
+    if (record == nullptr) {
+        pxinfo::log_int_error(kSource, __LINE__, scope.name());
+        PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
+        return PXINFO_SYNC_STATUS_UNKNOWN;
+    }
     if (record->last_status != 0 && record->last_status != kLastStatusAcceptable) {
         return PXINFO_SYNC_STATUS_UNKNOWN;
     }
@@ -116,6 +121,11 @@ pxinfo_compute_replica_sync_status_value(const pxinfo_replica_sync_status_t *rec
 PXINFO_API pxinfo_sync_status_value_t
 pxinfo_compute_family_sync_status_value(const pxinfo_family_sync_status_t *record) {
     pxinfo::TraceScope scope("pxinfo_compute_family_sync_status_value", kSource);
+    if (record == nullptr) {
+        pxinfo::print_shared_error(pxinfo::kSharedMsgInternalError, scope.name());
+        PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
+        return PXINFO_SYNC_STATUS_INVALID;
+    }
     pxinfo_sync_status_value_t value = PXINFO_SYNC_STATUS_OK;
     for (int32_t i = 0; i < record->count; ++i) {
         switch (record->replicas[i].status_value) {
@@ -160,7 +170,7 @@ PXINFO_API int pxinfo_sync_attempt_data_cmp_by_time(const void *a, const void *b
 PXINFO_API int pxinfo_st_is_sleep_point(pxinfo_st_progress_t point, const pxinfo_st_sleep_points_t *table,
                                         int *value) {
     pxinfo::TraceScope scope("pxinfo_st_is_sleep_point", kSource);
-    if (value == nullptr) {
+    if (value == nullptr || table == nullptr) {
         pxinfo::log_int_error(kSource, __LINE__, scope.name());
         return 0;
     }

@@ -16,7 +16,8 @@ TBS_EXTERN_C_BEGIN
  * order: per direction, the first attempt that mentions a replica decides for
  * it, and an attempt that was made and did not succeed gives FAILED (4).
  * UNKNOWN (2) when last_status is neither 0 nor 1033 or the record cannot be
- * judged; else OK (3). The record is not changed. */
+ * judged (a null record included); else OK (3). The record is not
+ * changed. */
 PXINFO_API pxinfo_sync_status_value_t
 pxinfo_compute_replica_sync_status_value(const pxinfo_replica_sync_status_t *record);
 
@@ -40,7 +41,7 @@ PXINFO_API int pxinfo_sync_attempt_data_cmp_by_time(const void *a, const void *b
 
 /* 1 when point is a sleep point of table (its entry is non-zero), else 0. The
  * entry, or 0 for a point outside the table, is stored in *value. A null value
- * is an internal error and gives 0. table must be present. */
+ * or table is an internal error and gives 0. */
 PXINFO_API int pxinfo_st_is_sleep_point(pxinfo_st_progress_t point, const pxinfo_st_sleep_points_t *table,
                                         int *value);
 

@@ -50,6 +50,9 @@ void write_row(FILE *log, const char *label, const pxinfo_epoch_row_t &row) {
         std::fputs(kUnavailable, log);
         return;
     }
+    if (row.entries == nullptr) {
+        return;  // a damaged row: nothing to list
+    }
     for (int32_t i = 0; i < row.count; ++i) {
         tbs_oid_t oid;
         if (pxinfo_selector_to_replica_oid(&row.entries[i].replica, &oid) != TBS_ST_OK) {
