@@ -8,7 +8,8 @@
 
 TBS_EXTERN_C_BEGIN
 
-/* The CRC-32 of length bytes (zlib's crc32 starting from 0) into *crc. */
+/* The CRC-32 of length bytes (zlib's crc32 starting from 0) into *crc: the
+ * checksum of "123456789" is 0xCBF43926. A null buffer counts as no bytes. */
 TBS_API void fileutl_crc_buffer(const void *buffer, size_t length, uint32_t *crc);
 
 /* Non-zero when path names an existing file system object. With follow_links

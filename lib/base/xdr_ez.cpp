@@ -67,7 +67,8 @@ void release_elements(void *base, u_int count, u_int elsize, xdr_ez_proc_t elpro
 // The bound a string of at most max bytes is measured with: one byte past the
 // maximum tells an over-long or unterminated text.
 size_t string_probe_length(u_int max) {
-    return static_cast<uint64_t>(max) < SIZE_MAX ? static_cast<size_t>(max) + 1 : SIZE_MAX;
+    const size_t bound = max;
+    return bound == SIZE_MAX ? bound : bound + 1;
 }
 
 bool_t encode_string(XDR *xdrs, const char *text, u_int max) {

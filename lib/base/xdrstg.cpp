@@ -126,7 +126,8 @@ void op_destroy(XDR *xdrs) {
 
 bool_t op_control(XDR *, int, void *) { return FALSE; }
 
-const struct xdr_ops kStgOps = {
+// libtirpc declares the operations table inside the stream's structure.
+const XDR::xdr_ops kStgOps = {
     op_getlong, op_putlong,   op_getbytes, op_putbytes, op_getpostn,
     op_setpostn, op_inline, op_destroy,  op_control,
 };
