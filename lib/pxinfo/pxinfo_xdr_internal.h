@@ -1,0 +1,214 @@
+// The one mechanism behind every record routine of the library: a field
+// coder that turns an inner routine into the list of its fields, the outer
+// routine that normalises the inner one's result, counted arrays, optional
+// elements, inline vectors and enumerations. Never installed.
+#ifndef PXINFO_XDR_INTERNAL_H
+#define PXINFO_XDR_INTERNAL_H
+
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+#include "pxinfo_xdr.h"
+#include "xdr_ez.h"
+
+namespace pxinfo::xdr {
+
+// Unbounded strings are coded with the largest maximum there is.
+constexpr u_int kUnbounded = 0xFFFFFFFFu;
+
+inline bool_t as_bool(bool ok) { return ok ? TRUE : FALSE; }
+
+// Calls a coding routine that takes extra, or one that does not (the
+// enumeration, scalar and message routines take only the stream and value).
+template <auto Routine, typename T>
+bool invoke(XDR *xdrs, T *value, int extra)
+{
+    if constexpr (std::is_invocable_v<decltype(Routine), XDR *, T *, int>) {
+        return Routine(xdrs, value, extra) != 0;
+    } else {
+        (void)extra;
+        return Routine(xdrs, value) != 0;
+    }
+}
+
+// The outer routine of every record: the inner one, answered exactly 1 or 0.
+template <auto Inner, typename T>
+bool_t outer(XDR *xdrs, T *record, int extra)
+{
+    return as_bool(invoke<Inner>(xdrs, record, extra));
+}
+
+// The element routine handed to the xdr_ez_ helpers, with their exact type,
+// so that no function pointer is ever called through another type.
+template <auto Routine, typename T>
+bool_t element_thunk(XDR *xdrs, void *element, int extra)
+{
+    return as_bool(invoke<Routine>(xdrs, static_cast<T *>(element), extra));
+}
+
+// An enumeration as one xdr_enum word, through a local so that the value is
+// never accessed as another type; any value, member or not, passes.
+template <typename E>
+bool_t code_enum(XDR *xdrs, E *value)
+{
+    static_assert(sizeof(E) == sizeof(enum_t), "enumerations are 32-bit");
+    enum_t word = static_cast<enum_t>(*value);
+    if (!xdr_enum(xdrs, &word)) {
+        return FALSE;
+    }
+    if (xdrs->x_op == XDR_DECODE) {
+        *value = static_cast<E>(word);
+    }
+    return TRUE;
+}
+
+// A 32-bit "long" as xdr_long codes it: one signed word, whatever the width
+// of long on the platform.
+inline bool_t code_long(XDR *xdrs, int32_t *value)
+{
+    long word = *value;
+    if (!xdr_long(xdrs, &word)) {
+        return FALSE;
+    }
+    if (xdrs->x_op == XDR_DECODE) {
+        *value = static_cast<int32_t>(word);
+    }
+    return TRUE;
+}
+
+// A 32-bit "u_long" as xdr_u_long codes it: one unsigned word.
+inline bool_t code_u_long(XDR *xdrs, uint32_t *value)
+{
+    u_long word = *value;
+    if (!xdr_u_long(xdrs, &word)) {
+        return FALSE;
+    }
+    if (xdrs->x_op == XDR_DECODE) {
+        *value = static_cast<uint32_t>(word);
+    }
+    return TRUE;
+}
+
+// Runs the same array routine on a freeing stream: releases what a decode
+// allocated, with the number of elements it allocated.
+template <typename Elem>
+void release_array(XDR *xdrs, Elem **elements, u_int allocated, xdr_ez_proc_t routine,
+                   int extra)
+{
+    const enum xdr_op op = xdrs->x_op;
+    void *block = *elements;
+    u_int n = allocated;
+    xdrs->x_op = XDR_FREE;
+    (void)xdr_ez_array(xdrs, &block, &n, allocated, sizeof(Elem), routine, extra);
+    xdrs->x_op = op;
+    *elements = static_cast<Elem *>(block);
+}
+
+// Codes the fields of one record in order, the stream and extra held once.
+// Each method codes one field and reports success, so that an inner routine
+// is the conjunction of its fields and stops at the first that fails.
+class Fields {
+  public:
+    Fields(XDR *xdrs, int extra) : xdrs_(xdrs), extra_(extra) {}
+
+    XDR *stream() const { return xdrs_; }
+    int extra() const { return extra_; }
+
+    // A nested record, enumeration or scalar, by its routine.
+    template <auto Routine, typename T>
+    bool field(T *value) const
+    {
+        return invoke<Routine>(xdrs_, value, extra_);
+    }
+
+    bool i32(int32_t *value) const { return xdr_int(xdrs_, value) != 0; }
+    bool u32(uint32_t *value) const { return xdr_u_int(xdrs_, value) != 0; }
+    bool long32(int32_t *value) const { return code_long(xdrs_, value) != 0; }
+    bool u_long32(uint32_t *value) const { return code_u_long(xdrs_, value) != 0; }
+    bool uuid(tbs_uuid_t *value) const { return xdr_tbs_uuid_t(xdrs_, value, extra_) != 0; }
+    bool name(char *buffer) const { return xdr_tbs_name_t(xdrs_, buffer, extra_) != 0; }
+    bool hostname(char *buffer) const { return xdr_tbs_hostname_t(xdrs_, buffer, extra_) != 0; }
+    bool string(char **text) const { return xdr_ez_string8(xdrs_, text, kUnbounded) != 0; }
+
+    // A counted array whose count field has just been coded: the array's
+    // size and its maximum are both that count. A decode that does not end
+    // with exactly count elements is refused and releases what it
+    // allocated, so the record never claims more elements than it holds.
+    template <auto Routine, typename Count, typename Elem>
+    bool array(Count count, Elem **elements) const
+    {
+        static_assert(std::is_integral_v<Count> && sizeof(Count) == sizeof(u_int),
+                      "counts are 32-bit");
+        const u_int limit = static_cast<u_int>(count);
+        u_int n = limit;
+        void *block = *elements;
+        const xdr_ez_proc_t routine = &element_thunk<Routine, Elem>;
+        const bool ok =
+            xdr_ez_array(xdrs_, &block, &n, limit, sizeof(Elem), routine, extra_) != 0;
+        *elements = static_cast<Elem *>(block);
+        if (xdrs_->x_op == XDR_DECODE && (!ok || n != limit)) {
+            if (*elements != nullptr) {
+                release_array(xdrs_, elements, n, routine, extra_);
+            }
+            return false;
+        }
+        return ok;
+    }
+
+    // An optional single element: a presence word, then the element.
+    template <auto Routine, typename Elem>
+    bool pointer(Elem **element) const
+    {
+        void *block = *element;
+        const bool ok = xdr_ez_pointer(xdrs_, &block, sizeof(Elem), &element_thunk<Routine, Elem>,
+                                       extra_) != 0;
+        *element = static_cast<Elem *>(block);
+        return ok;
+    }
+
+    // A fixed number of inline elements, no count word.
+    template <auto Routine, typename Elem, size_t N>
+    bool vector(Elem (&elements)[N]) const
+    {
+        return xdr_ez_vector(xdrs_, elements, static_cast<u_int>(N), sizeof(Elem),
+                             &element_thunk<Routine, Elem>, extra_) != 0;
+    }
+
+  private:
+    XDR *xdrs_;
+    int extra_;
+};
+
+// The null procedure's filters of a code generator's glue: the argument as
+// one int, the result as one long that must decode with a clear low byte.
+inline bool_t null_proc_back(XDR *xdrs, int *value) { return as_bool(xdr_int(xdrs, value)); }
+
+inline bool_t null_proc_over(XDR *xdrs, long *value)
+{
+    if (!xdr_long(xdrs, value)) {
+        return FALSE;
+    }
+    return as_bool(xdrs->x_op != XDR_DECODE || (*value & 0xFF) == 0);
+}
+
+}  // namespace pxinfo::xdr
+
+// Defines the exported outer routine of a record, enumeration or alias: the
+// given inner routine's result as exactly 1 or 0.
+#define PXINFO_XDR_OUTER(routine, type, inner)                       \
+    bool_t routine(XDR *xdrs, type *record, int extra)               \
+    {                                                                \
+        return pxinfo::xdr::outer<inner>(xdrs, record, extra);       \
+    }
+
+// Defines both routines of an enumeration: the inner one coding one
+// xdr_enum word, and the outer one.
+#define PXINFO_XDR_ENUM(type, inner, routine)                        \
+    bool_t inner(XDR *xdrs, type *value)                             \
+    {                                                                \
+        return pxinfo::xdr::code_enum(xdrs, value);                  \
+    }                                                                \
+    PXINFO_XDR_OUTER(routine, type, inner)
+
+#endif
