@@ -78,14 +78,15 @@ struct Sample {
     }
 };
 
+}  // namespace
+
 // ---- Field-for-field comparison with the rpcgen records ---------------------
+// Global, so that the cross-check template finds them by argument type.
 
-std::string str(const char *s) { return s != nullptr ? s : ""; }
+using xt::expect_same_array;
+using xt::expect_same_uuid;
+using xt::str;
 
-void expect_same_uuid(const tbs_uuid_t &a, const char *b)
-{
-    EXPECT_EQ(0, std::memcmp(a.bytes, b, 16));
-}
 
 void expect_same(const pxinfo_kv_pkt_tgt_desc_t &a, const gx_tgt_desc &b)
 {
@@ -112,16 +113,6 @@ void expect_same(const pxinfo_kv_pkt_rep_desc_3_t &a, const gx_rep_desc_3 &b)
     EXPECT_EQ(a.start_epoch, b.start_epoch);
     EXPECT_EQ(a.end_epoch, b.end_epoch);
     EXPECT_EQ(a.ref_value, b.ref_value);
-}
-
-template <typename A, typename B>
-void expect_same_array(const A *a, int32_t count, const B *b, u_int len)
-{
-    ASSERT_EQ(static_cast<u_int>(count), len);
-    for (int32_t i = 0; i < count; ++i) {
-        SCOPED_TRACE("element " + std::to_string(i));
-        expect_same(a[i], b[i]);
-    }
 }
 
 template <typename Header, typename GxHeader>
@@ -176,41 +167,10 @@ void expect_same(const pxinfo_kv_oplog_desc_1_t &a, const gx_oplog_desc &b)
     EXPECT_EQ(a.second_offset, b.second_offset);
 }
 
-template <typename Routine>
-struct record_of;
-template <typename R, typename S, typename G>
-struct record_of<R (*)(S, G *)> {
-    using type = G;
-};
 
-// Our encoding decodes with the rpcgen routine into the same fields; the
-// rpcgen routine encodes those fields into the same bytes; our routine
-// decodes those bytes into the same fields again.
-template <auto Ours, auto Theirs, typename T>
-void cross_check(T *record)
-{
-    using G = typename record_of<decltype(Theirs)>::type;
-    const Bytes ours = xt::encoded<Ours>(record);
-    G theirs{};
-    xt::Run run = xt::decode<Theirs>(ours, &theirs);
-    ASSERT_TRUE(run.ok);
-    EXPECT_EQ(ours.size(), run.position);
-    expect_same(*record, theirs);
+namespace {
 
-    EXPECT_EQ(ours, xt::encoded<Theirs>(&theirs));
-
-    const unsigned long live = stg_live_block_count();
-    T back{};
-    run = xt::decode<Ours>(ours, &back);
-    EXPECT_TRUE(run.ok);
-    expect_same(back, theirs);
-    xt::release<Ours>(&back);
-    EXPECT_EQ(live, stg_live_block_count());
-
-    XDR freeing{};
-    freeing.x_op = XDR_FREE;
-    Theirs(&freeing, &theirs);
-}
+using xt::cross_check;
 
 // ---- Enumerations -----------------------------------------------------------
 
