@@ -30,13 +30,6 @@ bool is_acceptable_name(const char *name) {
     return false;
 }
 
-// Building a list prints only its entry line, no exit line.
-void trace_entry_only(const char *function_name) {
-    if (pxinfo::trace_gate(pxinfo::kTraceEntryExit)) {
-        imsg_print_shared(IMSG_SEV_TRACE, pxinfo::kTraceComponent, "into %s..\n", -1, function_name);
-    }
-}
-
 }  // namespace
 
 extern "C" int pxinfo_verify_env_list(uint32_t count, const pxinfo_env_var_t *list) {
@@ -62,7 +55,8 @@ extern "C" int pxinfo_verify_env_list(uint32_t count, const pxinfo_env_var_t *li
 
 extern "C" tbs_status_t pxinfo_generate_env_list(stg_area_t *area, uint32_t *count,
                                                  pxinfo_env_var_t **list) {
-    trace_entry_only("pxinfo_generate_env_list");
+    // Building a list traces its entry only.
+    pxinfo::trace_entry("pxinfo_generate_env_list");
     if (area == nullptr || area == STG_AREA_TEMP || count == nullptr || list == nullptr) {
         return TBS_ST_INVALID_ARG;
     }
