@@ -512,7 +512,7 @@ TEST(KvPktReadRefused, StorageExhausted) {
         EXPECT_EQ(statuses[0], statuses[1]);
         // The record itself, then copies of targets, two names, replicas and aux_string.
         EXPECT_EQ(layout.first == 0 ? 5u : 6u, silent);
-        EXPECT_EQ(layout.first == 0 ? 0u : 1u, buffer);
+        EXPECT_EQ(layout.first == 0, buffer == 0u);  // only layouts with a checksum make the buffer
         EXPECT_GE(decoding, 1u);
     }
 }
