@@ -711,4 +711,24 @@ TEST(Storage, DestinationIndexGrowthFailsCleanly) {
     pxinfo_shp_destroy_order(&o);
 }
 
+TEST(ShpOrderArguments, MissingArgumentsAreRefusedAndTheOutArgumentIsOptional) {
+    pxinfo_shp_order_t *o = nullptr;
+    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_shp_new_order(nullptr));
+    ASSERT_EQ(TBS_ST_OK, pxinfo_shp_new_order(&o));
+    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_shp_create_destination(nullptr, "f", "h", 1, nullptr));
+    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_shp_create_destination(o, "f", nullptr, 1, nullptr));
+    EXPECT_EQ(TBS_ST_OK, pxinfo_shp_create_destination(o, "f", "h", 1, nullptr));
+    EXPECT_EQ(1u, o->destination_count);
+    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_shp_create_arrival(o, "f", nullptr, 1, "t"));
+    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_shp_create_return(nullptr, "f", "h", 1, "t"));
+    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_shp_create_notification(o, "f", nullptr));
+    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_shp_create_comment(o, "f", nullptr));
+    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_shp_record_delivery(o, "f", nullptr, "h", 1, "t"));
+    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_shp_record_failure(o, "f", 1, "r", nullptr, 1, "t", 1));
+    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_shp_write_order(nullptr, "f", o));
+    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_shp_read_order(stdin, "f", nullptr));
+    EXPECT_EQ(0u, o->arrival_count + o->return_count + o->notification_count + o->comment_count + o->failure_count);
+    pxinfo_shp_destroy_order(&o);
+}
+
 }  // namespace

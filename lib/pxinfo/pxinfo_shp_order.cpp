@@ -215,6 +215,9 @@ using namespace pxinfo::shp;
 extern "C" {
 
 tbs_status_t pxinfo_shp_new_order(pxinfo_shp_order_t **order) {
+    if (order == nullptr) {
+        return TBS_ST_INVALID_ARG;
+    }
     stg_area_t *area = stg_create_area(kAreaSizeHint);
     if (area == nullptr) {
         return TBS_ST_FAILED;
@@ -251,6 +254,14 @@ tbs_status_t pxinfo_shp_destroy_order(pxinfo_shp_order_t **order) {
 
 tbs_status_t pxinfo_shp_create_destination(pxinfo_shp_order_t *order, const char *file_name, const char *host,
                                            int report_duplicate, pxinfo_shp_destination_t **destination) {
+    if (order == nullptr || host == nullptr) {
+        return TBS_ST_INVALID_ARG;
+    }
+    // The element is handed back only to a caller that asks for it.
+    pxinfo_shp_destination_t *unused = nullptr;
+    if (destination == nullptr) {
+        destination = &unused;
+    }
     pxinfo_shp_destination_t *existing = find_destination(order, host);
     if (existing != nullptr) {
         *destination = existing;
@@ -282,11 +293,17 @@ tbs_status_t pxinfo_shp_create_destination(pxinfo_shp_order_t *order, const char
 
 tbs_status_t pxinfo_shp_create_arrival(pxinfo_shp_order_t *order, const char *file_name, const char *host,
                                        uint32_t time, const char *time_string) {
+    if (order == nullptr || host == nullptr) {
+        return TBS_ST_INVALID_ARG;
+    }
     return create_hop(order, file_name, host, time, time_string, &order->arrival_route, &order->arrival_count);
 }
 
 tbs_status_t pxinfo_shp_create_return(pxinfo_shp_order_t *order, const char *file_name, const char *host, uint32_t time,
                                       const char *time_string) {
+    if (order == nullptr || host == nullptr) {
+        return TBS_ST_INVALID_ARG;
+    }
     tbs_status_t status =
         create_hop(order, file_name, host, time, time_string, &order->return_route, &order->return_count);
     if (status == TBS_ST_OK) {
@@ -296,15 +313,24 @@ tbs_status_t pxinfo_shp_create_return(pxinfo_shp_order_t *order, const char *fil
 }
 
 tbs_status_t pxinfo_shp_create_notification(pxinfo_shp_order_t *order, const char *, const char *address) {
+    if (order == nullptr || address == nullptr) {
+        return TBS_ST_INVALID_ARG;
+    }
     return create_text(order, address, &order->notification_addresses, &order->notification_count);
 }
 
 tbs_status_t pxinfo_shp_create_comment(pxinfo_shp_order_t *order, const char *, const char *text) {
+    if (order == nullptr || text == nullptr) {
+        return TBS_ST_INVALID_ARG;
+    }
     return create_text(order, text, &order->comment_lines, &order->comment_count);
 }
 
 tbs_status_t pxinfo_shp_record_delivery(pxinfo_shp_order_t *order, const char *file_name, const char *route,
                                         const char *destination, uint32_t time, const char *time_string) {
+    if (order == nullptr || route == nullptr || destination == nullptr) {
+        return TBS_ST_INVALID_ARG;
+    }
     pxinfo_shp_destination_t *d = find_destination(order, destination);
     if (d == nullptr) {
         print_error(kMsgDeliveryUnknownDestination, file_name, destination);
@@ -335,6 +361,9 @@ tbs_status_t pxinfo_shp_record_delivery(pxinfo_shp_order_t *order, const char *f
 tbs_status_t pxinfo_shp_record_failure(pxinfo_shp_order_t *order, const char *file_name, uint32_t type,
                                        const char *route, const char *destination, uint32_t time,
                                        const char *time_string, int accept_r_after_delivery) {
+    if (order == nullptr || route == nullptr || destination == nullptr) {
+        return TBS_ST_INVALID_ARG;
+    }
     if (!check_host_length(file_name, route) || !check_host_length(file_name, destination)) {
         return TBS_ST_FAILED;
     }

@@ -469,6 +469,9 @@ extern "C" {
 
 tbs_status_t pxinfo_shp_read_order(FILE *stream, const char *file_name, pxinfo_shp_order_t **order) {
     pxinfo::TraceScope scope("pxinfo_shp_read_order", kSource);
+    if (stream == nullptr || file_name == nullptr || order == nullptr) {
+        return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
+    }
     *order = nullptr;
     pxinfo_shp_order_t *o = nullptr;
     tbs_status_t status = pxinfo_shp_new_order(&o);
@@ -490,6 +493,10 @@ tbs_status_t pxinfo_shp_read_order(FILE *stream, const char *file_name, pxinfo_s
 
 tbs_status_t pxinfo_shp_ord_get_next_line(FILE *stream, const char *file_name, int skip_comments, int buffer_size,
                                           char *buffer, int *line_number, cl_handle_t **handle) {
+    if (stream == nullptr || file_name == nullptr || buffer == nullptr || buffer_size < 2 || line_number == nullptr ||
+        handle == nullptr) {
+        return TBS_ST_INVALID_ARG;
+    }
     for (;;) {
         errno = 0;
         if (fgets(buffer, buffer_size, stream) == nullptr) {
@@ -534,6 +541,9 @@ tbs_status_t pxinfo_shp_ord_get_next_line(FILE *stream, const char *file_name, i
 
 tbs_status_t pxinfo_shp_ord_get_token(cl_handle_t *handle, const char *file_name, int line_number, int skip_comments,
                                       const char **word) {
+    if (handle == nullptr || word == nullptr) {
+        return TBS_ST_INVALID_ARG;
+    }
     *word = cl_getarg(handle);
     if (*word != nullptr) {
         return (skip_comments != 0 && (*word)[0] == '#') ? TBS_ST_NOT_FOUND : TBS_ST_OK;

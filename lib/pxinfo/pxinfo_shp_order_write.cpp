@@ -184,6 +184,9 @@ using namespace pxinfo::shp;
 
 extern "C" tbs_status_t pxinfo_shp_write_order(FILE *stream, const char *file_name, const pxinfo_shp_order_t *order) {
     pxinfo::TraceScope scope("pxinfo_shp_write_order", kSource);
+    if (stream == nullptr || file_name == nullptr || order == nullptr) {
+        return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
+    }
     if (!put_line(stream, file_name, "%s\n", kHeaderLine) || !put_line(stream, file_name, "%s\n", kVersionLine)) {
         return PXINFO_FAIL(scope, TBS_ST_FAILED);
     }
