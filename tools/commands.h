@@ -25,6 +25,8 @@ struct Command {
 
 // Every command, in the order the help lists them.
 const std::vector<Command> &all_commands();
+// The command of that name ("order check"), or null.
+const Command *find_command_named(const std::string &name);
 
 // Helpers shared by the commands.
 int usage_error(const Command &command, const std::string &problem);

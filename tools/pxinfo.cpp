@@ -24,12 +24,6 @@ void print_overview(FILE *out) {
     std::fputs(kExitStatusHelp, out);
 }
 
-const Command *find_command(const std::string &name) {
-    for (const Command &command : all_commands())
-        if (name == command.name) return &command;
-    return nullptr;
-}
-
 int help(const Args &args) {
     if (args.empty()) {
         print_overview(stdout);
@@ -37,7 +31,7 @@ int help(const Args &args) {
     }
     std::string name = args[0];
     for (size_t i = 1; i < args.size(); ++i) name += " " + args[i];
-    const Command *command = find_command(name);
+    const Command *command = find_command_named(name);
     if (command == nullptr) {
         std::fprintf(stderr, "pxinfo: no command '%s'; see 'pxinfo --help'\n", name.c_str());
         return kExitUsage;
@@ -52,7 +46,7 @@ const Command *match_command(int argc, char **argv, int &words) {
     std::string name;
     for (int i = 1; i < argc && i <= 2; ++i) {
         name += (i > 1 ? " " : "") + std::string(argv[i]);
-        if (const Command *command = find_command(name)) {
+        if (const Command *command = find_command_named(name)) {
             found = command;
             words = i;
         }

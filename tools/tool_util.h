@@ -1,0 +1,68 @@
+// Helpers the pxinfo commands share: texts of identifiers, selectors, times
+// and file types, and small RAII holders for library resources.
+#ifndef PXINFO_TOOL_UTIL_H
+#define PXINFO_TOOL_UTIL_H
+
+#include <cstdio>
+#include <ctime>
+#include <string>
+
+#include "pxinfo/pxinfo.h"
+
+namespace pxtool {
+
+std::string uuid_text(const tbs_uuid_t &uuid);
+// Parses a uuid text; false (and a message naming what) when it is none.
+bool parse_uuid(const std::string &text, const char *what, tbs_uuid_t &uuid);
+// Parses a whole unsigned 32-bit decimal number.
+bool parse_u32(const std::string &text, const char *what, uint32_t &value);
+std::string selector_text(const pxinfo_selector_t &selector);
+// "shorder", "kvcreate", "kvupdate", "other", or the number.
+std::string file_type_name(int type);
+// ISO 8601 in UTC, e.g. 2026-11-22T19:38:33Z.
+std::string utc_text(time_t seconds);
+
+// A stdio stream closed when it goes out of scope.
+class File {
+  public:
+    File(const std::string &path, const char *mode) : stream_(std::fopen(path.c_str(), mode)) {}
+    ~File() {
+        if (stream_ != nullptr) std::fclose(stream_);
+    }
+    File(const File &) = delete;
+    File &operator=(const File &) = delete;
+    FILE *get() const { return stream_; }
+    // Closes now; false when the close failed.
+    bool close() {
+        FILE *stream = stream_;
+        stream_ = nullptr;
+        return stream == nullptr || std::fclose(stream) == 0;
+    }
+
+  private:
+    FILE *stream_;
+};
+
+// A storage area deleted when it goes out of scope.
+class Area {
+  public:
+    Area() : area_(stg_create_area(4096)) {}
+    ~Area() { stg_delete_area(&area_); }
+    Area(const Area &) = delete;
+    Area &operator=(const Area &) = delete;
+    stg_area_t *get() const { return area_; }
+
+  private:
+    stg_area_t *area_;
+};
+
+// Opens a file for reading; prints why and returns null when it cannot.
+FILE *open_for_reading(File &file, const std::string &path);
+
+// Writes bytes to a new file (replacing it only with force); false after a
+// message when it cannot.
+bool write_new_file(const std::string &path, const void *bytes, size_t size, bool force);
+
+}  // namespace pxtool
+
+#endif
