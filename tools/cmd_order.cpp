@@ -165,6 +165,11 @@ bool parse_date(const std::string &value, const char *what, uint32_t &time, std:
     size_t blank = value.find(' ');
     if (!parse_u32(value.substr(0, blank), what, time)) return false;
     text = blank == std::string::npos ? utc_text(static_cast<time_t>(time)) : value.substr(blank + 1);
+    // Orders hold a date text as one bare word.
+    if (text.empty() || text.find_first_of(" \t\"") != std::string::npos) {
+        std::fprintf(stderr, "pxinfo: the %s text \"%s\" must be one word without quotes\n", what, text.c_str());
+        return false;
+    }
     return true;
 }
 
@@ -192,7 +197,8 @@ int run_order_new(const Args &given) {
     spec.notifications = take_all(args, "--notify");
     spec.comment_lines = take_all(args, "--comment");
     if (!args.empty()) return usage_error(command, "unexpected \"" + args[0] + "\"");
-    return write_order_file(output, spec, force) ? kExitOk : kExitFailed;
+    if (!may_write(output, force)) return kExitExists;
+    return write_order_file(output, spec, true) ? kExitOk : kExitFailed;
 }
 
 // Builds the order in the library's record; false after the library's message.
@@ -253,7 +259,7 @@ const std::vector<Command> &order_commands() {
         {"order new", "write a new shipping order",
          "usage: pxinfo order new --output FILE [options]\n\n"
          "  --id UUID                 the order's identifier (default: the null uuid)\n"
-         "  --created \"TIME [TEXT]\"   creation time in seconds and its text (default: now)\n"
+         "  --created \"TIME [TEXT]\"   creation time in seconds and its text, one word (default: now)\n"
          "  --expires \"TIME [TEXT]\"   expiration time and its text (default: none)\n"
          "  --storage-class NAME      storage class (default: none)\n"
          "  --original-path PATH      original data path\n"

@@ -273,7 +273,8 @@ int run_packet_new(const Args &given) {
         spec.replicas.push_back(replica);
     }
     if (!args.empty()) return usage_error(command, "unexpected \"" + args[0] + "\"");
-    return write_packet_file(output, spec, force) ? kExitOk : kExitFailed;
+    if (!may_write(output, force)) return kExitExists;
+    return write_packet_file(output, spec, true) ? kExitOk : kExitFailed;
 }
 
 // ---- order-of --------------------------------------------------------------
