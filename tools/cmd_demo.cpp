@@ -64,20 +64,20 @@ bool export_packets(const DemoFamily &family, const std::string &dir, bool force
     step(1, "The exporting site (boston) writes three update packets and their shipping orders");
     uint32_t now = static_cast<uint32_t>(std::time(nullptr));
     for (uint32_t n = 1; n <= 3; ++n) {
-        PacketSpec spec;
-        spec.family = family.family;
-        spec.source = family.replicas[0].uuid;
-        spec.sequence = n;
-        spec.log_uuid = family.log;
-        for (int r = 1; r < 3; ++r) spec.targets.push_back({family.replicas[r].uuid, family.replicas[r].name});
+        PacketPlan plan;
+        plan.family = family.family;
+        plan.source = family.replicas[0].uuid;
+        plan.sequence = n;
+        plan.log_uuid = family.log;
+        for (int r = 1; r < 3; ++r) plan.targets.push_back({family.replicas[r].uuid, family.replicas[r].name});
         // boston's own epoch grows with each packet; the others stay.
-        spec.replicas.push_back({family.replicas[0].uuid, 100 + 10 * (n - 1), 100 + 10 * n, 0});
-        spec.replicas.push_back({family.replicas[1].uuid, 40, 40, 0});
-        spec.replicas.push_back({family.replicas[2].uuid, 70, 70, 0});
+        plan.replicas.push_back({family.replicas[0].uuid, 100 + 10 * (n - 1), 100 + 10 * n, 0});
+        plan.replicas.push_back({family.replicas[1].uuid, 40, 40, 0});
+        plan.replicas.push_back({family.replicas[2].uuid, 70, 70, 0});
         std::string packet = dir + "/boston-" + std::to_string(n) + ".pkt";
-        if (!write_packet_file(packet, spec, force)) return false;
+        if (!write_packet_file(packet, plan, force)) return false;
 
-        OrderSpec order;
+        OrderPlan order;
         tbs_str_to_uuid(("00000000-0000-4000-8000-00000000000" + std::to_string(n)).c_str(), &order.identifier);
         order.creation_time = now;
         order.creation_string = utc_text(now);
@@ -88,7 +88,7 @@ bool export_packets(const DemoFamily &family, const std::string &dir, bool force
         std::string order_path = dir + "/boston-" + std::to_string(n) + ".ord";
         if (!write_order_file(order_path, order, force)) return false;
         std::printf("   wrote %s (sequence %u, boston at epoch %u) and %s\n", packet.c_str(), n,
-                    spec.replicas[0].start_epoch, order_path.c_str());
+                    plan.replicas[0].start_epoch, order_path.c_str());
         packets.push_back(packet);
     }
     return true;

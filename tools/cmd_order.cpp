@@ -176,59 +176,59 @@ bool parse_date(const std::string &value, const char *what, uint32_t &time, std:
 int run_order_new(const Args &given) {
     const Command &command = *find_command_named("order new");
     Args args = given;
-    OrderSpec spec;
+    OrderPlan plan;
     bool force = take_flag(args, "--force");
     std::string output, value;
     if (!take_option(args, "--output", output)) return usage_error(command, "--output FILE is required");
-    if (take_option(args, "--id", value) && !parse_uuid(value, "identifier", spec.identifier)) return kExitUsage;
-    spec.creation_time = static_cast<uint32_t>(std::time(nullptr));
-    spec.creation_string = utc_text(static_cast<time_t>(spec.creation_time));
+    if (take_option(args, "--id", value) && !parse_uuid(value, "identifier", plan.identifier)) return kExitUsage;
+    plan.creation_time = static_cast<uint32_t>(std::time(nullptr));
+    plan.creation_string = utc_text(static_cast<time_t>(plan.creation_time));
     if (take_option(args, "--created", value) &&
-        !parse_date(value, "creation time", spec.creation_time, spec.creation_string))
+        !parse_date(value, "creation time", plan.creation_time, plan.creation_string))
         return kExitUsage;
     if (take_option(args, "--expires", value)) {
-        spec.has_expiration = true;
-        if (!parse_date(value, "expiration time", spec.expiration_time, spec.expiration_string)) return kExitUsage;
+        plan.has_expiration = true;
+        if (!parse_date(value, "expiration time", plan.expiration_time, plan.expiration_string)) return kExitUsage;
     }
-    spec.has_storage_class = take_option(args, "--storage-class", spec.storage_class);
-    take_option(args, "--original-path", spec.original_data_path);
-    take_option(args, "--local-path", spec.local_data_path);
-    spec.destinations = take_all(args, "--destination");
-    spec.notifications = take_all(args, "--notify");
-    spec.comment_lines = take_all(args, "--comment");
+    plan.has_storage_class = take_option(args, "--storage-class", plan.storage_class);
+    take_option(args, "--original-path", plan.original_data_path);
+    take_option(args, "--local-path", plan.local_data_path);
+    plan.destinations = take_all(args, "--destination");
+    plan.notifications = take_all(args, "--notify");
+    plan.comment_lines = take_all(args, "--comment");
     if (!args.empty()) return usage_error(command, "unexpected \"" + args[0] + "\"");
     if (!may_write(output, force)) return kExitExists;
-    return write_order_file(output, spec, true) ? kExitOk : kExitFailed;
+    return write_order_file(output, plan, true) ? kExitOk : kExitFailed;
 }
 
 // Builds the order in the library's record; false after the library's message.
-bool build_order(const std::string &path, const OrderSpec &spec, pxinfo_shp_order_t *order) {
+bool build_order(const std::string &path, const OrderPlan &plan, pxinfo_shp_order_t *order) {
     const char *file = path.c_str();
     stg_area_t *area = order->area;
-    order->identifier = spec.identifier;
-    order->creation_time = spec.creation_time;
-    order->creation_string = stg_area_strdup(area, spec.creation_string.c_str());
-    if (spec.has_expiration) {
-        order->expiration_time = spec.expiration_time;
-        order->expiration_string = stg_area_strdup(area, spec.expiration_string.c_str());
+    order->identifier = plan.identifier;
+    order->creation_time = plan.creation_time;
+    order->creation_string = stg_area_strdup(area, plan.creation_string.c_str());
+    if (plan.has_expiration) {
+        order->expiration_time = plan.expiration_time;
+        order->expiration_string = stg_area_strdup(area, plan.expiration_string.c_str());
     }
-    if (spec.has_storage_class) order->storage_class = stg_area_strdup(area, spec.storage_class.c_str());
-    order->original_data_path = stg_area_strdup(area, spec.original_data_path.c_str());
-    order->local_data_path = stg_area_strdup(area, spec.local_data_path.c_str());
+    if (plan.has_storage_class) order->storage_class = stg_area_strdup(area, plan.storage_class.c_str());
+    order->original_data_path = stg_area_strdup(area, plan.original_data_path.c_str());
+    order->local_data_path = stg_area_strdup(area, plan.local_data_path.c_str());
     if (order->creation_string == nullptr || order->original_data_path == nullptr || order->local_data_path == nullptr)
         return false;
-    for (const std::string &host : spec.destinations)
+    for (const std::string &host : plan.destinations)
         if (pxinfo_shp_create_destination(order, file, host.c_str(), 1, nullptr) != TBS_ST_OK) return false;
-    for (const std::string &address : spec.notifications)
+    for (const std::string &address : plan.notifications)
         if (pxinfo_shp_create_notification(order, file, address.c_str()) != TBS_ST_OK) return false;
-    for (const std::string &line : spec.comment_lines)
+    for (const std::string &line : plan.comment_lines)
         if (pxinfo_shp_create_comment(order, file, line.c_str()) != TBS_ST_OK) return false;
     return true;
 }
 
 }  // namespace
 
-bool write_order_file(const std::string &path, const OrderSpec &spec, bool force) {
+bool write_order_file(const std::string &path, const OrderPlan &plan, bool force) {
     if (!may_write(path, force)) return false;
     pxinfo_shp_order_t *order = nullptr;
     if (pxinfo_shp_new_order(&order) != TBS_ST_OK) {
@@ -236,7 +236,7 @@ bool write_order_file(const std::string &path, const OrderSpec &spec, bool force
         return false;
     }
     bool written = false;
-    if (build_order(path, spec, order)) {
+    if (build_order(path, plan, order)) {
         File out(path, "w");
         if (out.get() == nullptr) std::fprintf(stderr, "pxinfo: cannot create \"%s\"\n", path.c_str());
         else written = pxinfo_shp_write_order(out.get(), path.c_str(), order) == TBS_ST_OK && out.close();

@@ -10,7 +10,7 @@
 
 namespace pxtool {
 
-struct OrderSpec {
+struct OrderPlan {
     tbs_uuid_t identifier = TBS_UUID_NULL;
     uint32_t creation_time = 0;
     std::string creation_string;
@@ -27,7 +27,7 @@ struct OrderSpec {
 };
 
 // Writes the order with the library's writer (which forces it to storage).
-bool write_order_file(const std::string &path, const OrderSpec &spec, bool force);
+bool write_order_file(const std::string &path, const OrderPlan &plan, bool force);
 
 const std::vector<Command> &order_commands();
 

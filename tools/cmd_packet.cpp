@@ -210,14 +210,14 @@ int run_header(const Args &given) {
 // ---- packet new ------------------------------------------------------------
 
 // "UUID[:NAME]"
-bool parse_target(const std::string &text, PacketSpec::Target &target) {
+bool parse_target(const std::string &text, PacketPlan::Target &target) {
     size_t colon = text.find(':');
     target.name = colon == std::string::npos ? "" : text.substr(colon + 1);
     return parse_uuid(text.substr(0, colon), "target", target.replica);
 }
 
 // "UUID:START[:END[:REF]]"
-bool parse_replica(const std::string &text, PacketSpec::Replica &replica) {
+bool parse_replica(const std::string &text, PacketPlan::Replica &replica) {
     std::vector<std::string> parts;
     size_t start = 0;
     for (size_t colon; (colon = text.find(':', start)) != std::string::npos; start = colon + 1)
@@ -241,40 +241,40 @@ bool parse_replica(const std::string &text, PacketSpec::Replica &replica) {
 int run_packet_new(const Args &given) {
     const Command &command = *find_command_named("packet new");
     Args args = given;
-    PacketSpec spec;
+    PacketPlan plan;
     bool force = take_flag(args, "--force");
     std::string output, value;
     if (!take_option(args, "--output", output)) return usage_error(command, "--output FILE is required");
     if (take_option(args, "--major", value)) {
         uint32_t major = 0;
         if (!parse_u32(value, "major version", major)) return kExitUsage;
-        spec.major_version = static_cast<int>(major);
+        plan.major_version = static_cast<int>(major);
     }
     if (take_option(args, "--sync-type", value)) {
-        if (value == "update") spec.sync_type = 1;
-        else if (value == "creation") spec.sync_type = 2;
+        if (value == "update") plan.sync_type = 1;
+        else if (value == "creation") plan.sync_type = 2;
         else return usage_error(command, "--sync-type is update or creation");
     }
-    if (!take_option(args, "--family", value) || !parse_uuid(value, "family", spec.family))
+    if (!take_option(args, "--family", value) || !parse_uuid(value, "family", plan.family))
         return usage_error(command, "--family UUID is required");
-    if (!take_option(args, "--source", value) || !parse_uuid(value, "source", spec.source))
+    if (!take_option(args, "--source", value) || !parse_uuid(value, "source", plan.source))
         return usage_error(command, "--source UUID is required");
-    if (take_option(args, "--seq", value) && !parse_u32(value, "sequence number", spec.sequence)) return kExitUsage;
-    if (take_option(args, "--log-uuid", value) && !parse_uuid(value, "log uuid", spec.log_uuid)) return kExitUsage;
-    take_option(args, "--aux-string", spec.aux_string);
+    if (take_option(args, "--seq", value) && !parse_u32(value, "sequence number", plan.sequence)) return kExitUsage;
+    if (take_option(args, "--log-uuid", value) && !parse_uuid(value, "log uuid", plan.log_uuid)) return kExitUsage;
+    take_option(args, "--aux-string", plan.aux_string);
     for (const std::string &text : take_all(args, "--target")) {
-        PacketSpec::Target target;
+        PacketPlan::Target target;
         if (!parse_target(text, target)) return kExitUsage;
-        spec.targets.push_back(target);
+        plan.targets.push_back(target);
     }
     for (const std::string &text : take_all(args, "--replica")) {
-        PacketSpec::Replica replica;
+        PacketPlan::Replica replica;
         if (!parse_replica(text, replica)) return kExitUsage;
-        spec.replicas.push_back(replica);
+        plan.replicas.push_back(replica);
     }
     if (!args.empty()) return usage_error(command, "unexpected \"" + args[0] + "\"");
     if (!may_write(output, force)) return kExitExists;
-    return write_packet_file(output, spec, true) ? kExitOk : kExitFailed;
+    return write_packet_file(output, plan, true) ? kExitOk : kExitFailed;
 }
 
 // ---- order-of --------------------------------------------------------------
@@ -311,29 +311,29 @@ std::vector<const pxinfo_packet_info_t *> import_order(const std::vector<pxinfo_
     return order;
 }
 
-bool write_packet_file(const std::string &path, const PacketSpec &spec, bool force) {
+bool write_packet_file(const std::string &path, const PacketPlan &plan, bool force) {
     std::vector<pxinfo_kv_pkt_tgt_desc_t> targets;
-    for (const PacketSpec::Target &target : spec.targets)
+    for (const PacketPlan::Target &target : plan.targets)
         targets.push_back(pxinfo_kv_pkt_tgt_desc_t{target.replica, const_cast<char *>(target.name.c_str())});
     std::vector<pxinfo_kv_pkt_rep_desc_t> replicas;
-    for (const PacketSpec::Replica &replica : spec.replicas)
+    for (const PacketPlan::Replica &replica : plan.replicas)
         replicas.push_back(
             pxinfo_kv_pkt_rep_desc_t{replica.replica, replica.start_epoch, replica.end_epoch, replica.ref_value});
     pxinfo_kv_pkt_header_t header;
     std::memset(&header, 0, sizeof header);
-    header.minor_version = spec.minor_version;
-    header.source_replica_uuid = spec.source;
-    header.family_uuid = spec.family;
+    header.minor_version = plan.minor_version;
+    header.source_replica_uuid = plan.source;
+    header.family_uuid = plan.family;
     header.target_count = static_cast<int32_t>(targets.size());
-    header.sync_type = spec.sync_type;
-    header.pkt_seq_num = spec.sequence;
+    header.sync_type = plan.sync_type;
+    header.pkt_seq_num = plan.sequence;
     header.aux_count = 1;
-    header.log_pkt_uuid = spec.log_uuid;
+    header.log_pkt_uuid = plan.log_uuid;
     header.compress_type = PXINFO_COMPRESS_DEFAULT;
     header.targets = targets.empty() ? nullptr : targets.data();
     header.replica_count = static_cast<int32_t>(replicas.size());
     header.replicas = replicas.empty() ? nullptr : replicas.data();
-    header.aux_string = const_cast<char *>(spec.aux_string.c_str());
+    header.aux_string = const_cast<char *>(plan.aux_string.c_str());
 
     XDR xdrs;
     if (xdrstg_create(&xdrs, 32768, 0) != TBS_ST_OK) {
@@ -341,7 +341,7 @@ bool write_packet_file(const std::string &path, const PacketSpec &spec, bool for
         return false;
     }
     u_int size = 0;
-    tbs_status_t status = pxinfo_kv_pkt_write_header(&header, spec.major_version, &xdrs, &size);
+    tbs_status_t status = pxinfo_kv_pkt_write_header(&header, plan.major_version, &xdrs, &size);
     bool written = status == TBS_ST_OK && write_new_file(path, xdrs.x_base, size, force);
     xdrstg_destroy(&xdrs);
     return written;

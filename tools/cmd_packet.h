@@ -11,7 +11,7 @@
 namespace pxtool {
 
 // What a packet file to write holds.
-struct PacketSpec {
+struct PacketPlan {
     struct Target {
         tbs_uuid_t replica;
         std::string name;
@@ -34,8 +34,8 @@ struct PacketSpec {
     std::vector<Replica> replicas;
 };
 
-// Writes the packet header of spec to path with the library's writer.
-bool write_packet_file(const std::string &path, const PacketSpec &spec, bool force);
+// Writes the packet header of plan to path with the library's writer.
+bool write_packet_file(const std::string &path, const PacketPlan &plan, bool force);
 
 // The packets in import order (pointers into packets).
 std::vector<const pxinfo_packet_info_t *> import_order(const std::vector<pxinfo_packet_info_t> &packets);
