@@ -143,7 +143,8 @@ int run_order_check(const Args &args) {
     if (args.size() != 1) return usage_error(*find_command_named("order check"), "give one file");
     pxinfo_shp_order_t *order = read_order(args[0]);
     if (order == nullptr) return kExitFailed;
-    std::printf("%s: a well-formed shipping order with %u destinations\n", args[0].c_str(), order->destination_count);
+    std::printf("%s: a well-formed shipping order with %u destination%s\n", args[0].c_str(), order->destination_count,
+                order->destination_count == 1 ? "" : "s");
     pxinfo_shp_destroy_order(&order);
     return kExitOk;
 }

@@ -141,6 +141,20 @@ class ToolTest(unittest.TestCase):
         self.assertEqual(1, code)
         self.assertIn("duplicate destination (h)", err)
 
+    def test_the_sample_files_are_what_their_names_say(self):
+        examples = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "examples")
+        kinds = {"update-v7.pkt": "kvupdate", "create-v4.pkt": "kvcreate", "update-v0.pkt": "kvupdate",
+                 "update-v7.ord": "shorder", "older-header.ord": "shorder", "family.health": "other"}
+        for name, kind in kinds.items():
+            code, out, err = run("type", os.path.join(examples, name))
+            self.assertEqual(0, code, err)
+            self.assertEqual(kind, out.split()[1], name)
+        self.assertEqual(0, run("order", "check", os.path.join(examples, "older-header.ord"))[0])
+        self.assertEqual(0, run("health", "check", os.path.join(examples, "family.health"))[0])
+        layouts = {"update-v7.pkt": 3, "create-v4.pkt": 2, "update-v0.pkt": 0}
+        for name, layout in layouts.items():
+            self.assertEqual(layout, json.loads(run("header", "--json", os.path.join(examples, name))[1])["layout"])
+
     def test_order_with_a_wrong_line(self):
         name = self.path("wrong.ord")
         with open(name, "w") as f:
