@@ -5,15 +5,92 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <new>
+
+#include <pthread.h>
 
 #include "stg_internal.h"
 
 namespace {
 
-std::atomic<unsigned long> g_allocations{0};
-std::atomic<unsigned long> g_fail_at{0};  // absolute allocation number that fails; 0 = none
-std::atomic<long> g_live_blocks{0};
+// The allocation counts are kept per thread, each written by its own thread
+// only, so that the allocation path takes no lock and no locked instruction
+// (a shared atomic counter cost as much as the allocation itself). A reader
+// adds up the counts of the running threads and those of the threads that
+// have ended.
+struct ThreadCounts {
+    std::atomic<unsigned long> allocations;
+    std::atomic<long> live;
+    ThreadCounts *next;
+    bool listed;
+};
+
+// Zero-initialised and trivially destructible: reaching it costs no guard.
+// Initial-exec: the library is loaded with the program, and the block is
+// small.
+thread_local ThreadCounts t_counts __attribute__((tls_model("initial-exec")));
+
+void thread_ended(void *counts);
+
+struct Registry {
+    Registry() { pthread_key_create(&key, &thread_ended); }
+
+    std::mutex mutex;
+    ThreadCounts *threads = nullptr;
+    unsigned long ended_allocations = 0;
+    long ended_live = 0;
+    pthread_key_t key;  // its destructor folds an ending thread's counts in
+};
+
+// Never destroyed: threads may still allocate while the process exits.
+Registry &registry() {
+    static Registry *made = new Registry();
+    return *made;
+}
+
+void thread_ended(void *counts) {
+    auto *ended = static_cast<ThreadCounts *>(counts);
+    Registry &r = registry();
+    std::lock_guard<std::mutex> lock(r.mutex);
+    for (ThreadCounts **link = &r.threads; *link != nullptr; link = &(*link)->next) {
+        if (*link == ended) {
+            *link = ended->next;
+            break;
+        }
+    }
+    r.ended_allocations += ended->allocations.load(std::memory_order_relaxed);
+    r.ended_live += ended->live.load(std::memory_order_relaxed);
+    ended->allocations.store(0, std::memory_order_relaxed);
+    ended->live.store(0, std::memory_order_relaxed);
+    ended->listed = false;
+}
+
+// This thread's counts, listed with the registry on first use.
+ThreadCounts &thread_counts() {
+    ThreadCounts &counts = t_counts;
+    if (!counts.listed) {
+        Registry &r = registry();
+        std::lock_guard<std::mutex> lock(r.mutex);
+        counts.next = r.threads;
+        r.threads = &counts;
+        counts.listed = true;
+        pthread_setspecific(r.key, &counts);
+    }
+    return counts;
+}
+
+// Only the owning thread writes a count: a plain increment that others may
+// read at any time.
+template <typename T>
+void add(std::atomic<T> &count, T delta) {
+    count.store(count.load(std::memory_order_relaxed) + delta, std::memory_order_relaxed);
+}
+
+// Fault injection: while armed, the allocation that brings the countdown
+// from 1 to 0 fails.
+std::atomic<bool> g_fail_armed{false};
+std::atomic<unsigned long> g_fail_countdown{0};
 
 // One block of an area: blocks are chained so that deleting the area walks
 // them once. The header keeps the payload aligned for any type.
@@ -30,10 +107,9 @@ struct stg_area {
 namespace tbsbase {
 
 bool allocation_allowed() {
-    unsigned long n = ++g_allocations;
-    unsigned long fail_at = g_fail_at.load();
-    if (fail_at != 0 && n == fail_at) {
-        g_fail_at = 0;
+    add(thread_counts().allocations, 1ul);
+    if (g_fail_armed.load(std::memory_order_relaxed) && g_fail_countdown.fetch_sub(1) == 1) {
+        g_fail_armed = false;
         return false;
     }
     return true;
@@ -42,13 +118,13 @@ bool allocation_allowed() {
 void *heap_alloc(size_t size) {
     if (!allocation_allowed()) return nullptr;
     void *block = std::malloc(size == 0 ? 1 : size);
-    if (block != nullptr) ++g_live_blocks;
+    if (block != nullptr) add(thread_counts().live, 1l);
     return block;
 }
 
 void heap_free(void *block) {
     if (block == nullptr) return;
-    --g_live_blocks;
+    add(thread_counts().live, -1l);
     std::free(block);
 }
 
@@ -114,10 +190,28 @@ void *stg_realloc(void *block, size_t size) {
 
 void stg_free(void *block) { heap_free(block); }
 
-void stg_fail_allocation(unsigned long nth) { g_fail_at = nth == 0 ? 0 : g_allocations.load() + nth; }
+void stg_fail_allocation(unsigned long nth) {
+    g_fail_armed = false;
+    g_fail_countdown = nth;
+    g_fail_armed = nth != 0;
+}
 
-unsigned long stg_allocation_count(void) { return g_allocations.load(); }
+unsigned long stg_allocation_count(void) {
+    Registry &r = registry();
+    std::lock_guard<std::mutex> lock(r.mutex);
+    unsigned long total = r.ended_allocations;
+    for (const ThreadCounts *counts = r.threads; counts != nullptr; counts = counts->next)
+        total += counts->allocations.load(std::memory_order_relaxed);
+    return total;
+}
 
-unsigned long stg_live_block_count(void) { return static_cast<unsigned long>(g_live_blocks.load()); }
+unsigned long stg_live_block_count(void) {
+    Registry &r = registry();
+    std::lock_guard<std::mutex> lock(r.mutex);
+    long total = r.ended_live;
+    for (const ThreadCounts *counts = r.threads; counts != nullptr; counts = counts->next)
+        total += counts->live.load(std::memory_order_relaxed);
+    return static_cast<unsigned long>(total);
+}
 
 }  // extern "C"
