@@ -2,6 +2,7 @@
 // sink, with the trace controls and the shared table.
 #include "imsg.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -24,6 +25,11 @@ struct TraceSettings {
 
 std::mutex g_mutex;
 TraceSettings g_trace;
+// Every traced function asks for the desired verbosity on entry and on exit,
+// so it is mirrored here: once the environment has been read, asking takes
+// no lock.
+std::atomic<bool> g_trace_loaded{false};
+std::atomic<int> g_verbosity{0};
 imsg_sink_fn g_sink = nullptr;
 void *g_sink_ctx = nullptr;
 
@@ -50,6 +56,8 @@ TraceSettings &trace_settings() {
         const char *verbosity = std::getenv("PXINFO_VERBOSITY");
         if (verbosity != nullptr) g_trace.verbosity = std::atoi(verbosity);
         parse_components(g_trace, std::getenv("PXINFO_TRACE"));
+        g_verbosity.store(g_trace.verbosity, std::memory_order_relaxed);
+        g_trace_loaded.store(true, std::memory_order_release);
     }
     return g_trace;
 }
@@ -189,6 +197,7 @@ void imsg_set_sink(imsg_sink_fn sink, void *ctx) {
 }
 
 int imsg_get_desired_verbosity(void) {
+    if (g_trace_loaded.load(std::memory_order_acquire)) return g_verbosity.load(std::memory_order_relaxed);
     std::lock_guard<std::mutex> lock(g_mutex);
     return trace_settings().verbosity;
 }
@@ -196,6 +205,7 @@ int imsg_get_desired_verbosity(void) {
 void imsg_set_desired_verbosity(int level) {
     std::lock_guard<std::mutex> lock(g_mutex);
     trace_settings().verbosity = level;
+    g_verbosity.store(level, std::memory_order_relaxed);
 }
 
 void imsg_set_trace_components(const char *list) {
