@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <cstring>
 #include <map>
+#include <random>
+#include <set>
 #include <string>
 
 #include "hash.h"
@@ -94,6 +96,45 @@ TEST(HashTable, FreeHandsBackTheRemovedEntryAndNextVisitsTheRest) {
     ASSERT_NE(0, hash_str_next(table, &iterator, &key, &slot));
     ASSERT_NE(0, hash_str_free(table, "replica 0", nullptr, nullptr));
     EXPECT_EQ(0, hash_str_next(table, &iterator, &key, &slot));
+    hash_delete_ht(&table);
+}
+
+TEST(HashTable, ManyEntersAndRemovalsKeepEveryOtherKeyReachable) {
+    // A small table grown many times, with keys removed from the middle of
+    // probe runs: after each step exactly the expected keys are found, with
+    // their own slots, and a walk visits each of them once.
+    hash_table_t *table = hash_str_create(0, sizeof(void *), HASH_STR_UNIQUE);
+    ASSERT_NE(nullptr, table);
+    std::map<std::string, void **> present;
+    std::mt19937 random(7);
+    for (int round = 0; round < 3000; ++round) {
+        std::string key = "r" + std::to_string(random() % 700);
+        void **slot = nullptr;
+        if (present.count(key) != 0) {
+            ASSERT_NE(0, hash_str_free(table, key.c_str(), nullptr, &slot)) << key;
+            EXPECT_EQ(present[key], slot);
+            present.erase(key);
+        } else {
+            ASSERT_EQ(0, hash_str_enter(table, key.c_str(), nullptr, &slot)) << key;
+            present[key] = slot;
+        }
+        if (round % 500 != 499) continue;
+        ASSERT_EQ(present.size(), hash_str_count(table));
+        for (int k = 0; k < 700; ++k) {
+            std::string probe = "r" + std::to_string(k);
+            auto known = present.find(probe);
+            void **found = nullptr;
+            ASSERT_EQ(known != present.end() ? 1 : 0, hash_str_lookup(table, probe.c_str(), nullptr, &found)) << probe;
+            if (known != present.end()) {
+                EXPECT_EQ(known->second, found) << probe;
+            }
+        }
+        std::set<std::string> visited;
+        hash_iterator_t iterator = 0;
+        const char *key_seen = nullptr;
+        while (hash_str_next(table, &iterator, &key_seen, nullptr) != 0) EXPECT_TRUE(visited.insert(key_seen).second);
+        EXPECT_EQ(present.size(), visited.size());
+    }
     hash_delete_ht(&table);
 }
 
