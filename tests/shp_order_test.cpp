@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -729,6 +731,34 @@ TEST(ShpOrderArguments, MissingArgumentsAreRefusedAndTheOutArgumentIsOptional) {
     EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_shp_read_order(stdin, "f", nullptr));
     EXPECT_EQ(0u, o->arrival_count + o->return_count + o->notification_count + o->comment_count + o->failure_count);
     pxinfo_shp_destroy_order(&o);
+}
+
+TEST(Storage, DeliveriesInAnyOrderFindTheirOwnDestinations) {
+    // Deliveries listed in the order of the destinations, against it, and
+    // shuffled, each land on their own destination; a second delivery of
+    // the same destination is still refused.
+    for (int order_kind = 0; order_kind < 3; ++order_kind) {
+        pxinfo_shp_order_t *o = nullptr;
+        ASSERT_EQ(TBS_ST_OK, pxinfo_shp_new_order(&o));
+        std::vector<pxinfo_shp_destination_t *> destinations(300);
+        std::vector<int> sequence;
+        for (int i = 0; i < 300; ++i) {
+            std::string host = "h" + std::to_string(i);
+            ASSERT_EQ(TBS_ST_OK, pxinfo_shp_create_destination(o, kFile, host.c_str(), 1, &destinations[i]));
+            sequence.push_back(i);
+        }
+        if (order_kind == 1) std::reverse(sequence.begin(), sequence.end());
+        if (order_kind == 2) std::shuffle(sequence.begin(), sequence.end(), std::mt19937(3));
+        for (int i : sequence) {
+            std::string host = "h" + std::to_string(i);
+            ASSERT_EQ(TBS_ST_OK, pxinfo_shp_record_delivery(o, kFile, "r", host.c_str(), static_cast<uint32_t>(i), "d"));
+            EXPECT_EQ(static_cast<uint32_t>(i), destinations[i]->delivery_time) << host;
+        }
+        pxtest::CapturedMessages captured;
+        EXPECT_EQ(TBS_ST_FAILED, pxinfo_shp_record_delivery(o, kFile, "r", "h1", 1, "d"));
+        EXPECT_EQ(TBS_ST_FAILED, pxinfo_shp_record_delivery(o, kFile, "r", "h300", 1, "d"));
+        pxinfo_shp_destroy_order(&o);
+    }
 }
 
 }  // namespace

@@ -22,12 +22,24 @@ constexpr size_t kAreaSizeHint = 4098;
 constexpr uint32_t kIndexInitialCapacity = 16;
 
 // Open addressing with linear probing; capacity is a power of two and the
-// table is kept at most half full. Tables are allocated in the order's area;
-// a table outgrown stays there until the area is deleted.
+// table is kept at most half full. Each slot keeps its host's hash, so that a
+// probe compares hosts only when the hashes agree and growing the table never
+// reads the destinations again. Tables are allocated in the order's area; a
+// table outgrown stays there until the area is deleted.
+struct IndexSlot {
+    pxinfo_shp_destination_t *destination;  // null for an empty slot
+    uint32_t hash;
+};
+
 struct DestinationIndex {
-    pxinfo_shp_destination_t **slots;
+    IndexSlot *slots;
     uint32_t capacity;
     uint32_t used;
+    // The destination the last look-up found. Deliveries and failed attempts
+    // are usually listed in the order of the destinations, so the one after
+    // it is tried first: a long order is then looked up in memory order
+    // rather than at random places of the table.
+    pxinfo_shp_destination_t *last_found;
 };
 
 // The block pxinfo_shp_new_order allocates: the public record first.
@@ -40,21 +52,29 @@ DestinationIndex &index_of(const pxinfo_shp_order_t *order) {
     return reinterpret_cast<OrderStorage *>(const_cast<pxinfo_shp_order_t *>(order))->index;
 }
 
+// FNV-1a, then a final mix: the index takes the low bits, and FNV-1a alone
+// leaves them poorly spread for host names that differ in a few digits, which
+// made probe runs long.
 uint32_t host_hash(const char *host) {
-    uint32_t h = 2166136261u;  // FNV-1a
+    uint32_t h = 2166136261u;
     for (const unsigned char *p = reinterpret_cast<const unsigned char *>(host); *p != '\0'; ++p) {
         h = (h ^ *p) * 16777619u;
     }
+    h ^= h >> 16;
+    h *= 0x85ebca6bu;
+    h ^= h >> 13;
+    h *= 0xc2b2ae35u;
+    h ^= h >> 16;
     return h;
 }
 
-void index_put(DestinationIndex &index, pxinfo_shp_destination_t *destination) {
+void index_put(DestinationIndex &index, pxinfo_shp_destination_t *destination, uint32_t hash) {
     uint32_t mask = index.capacity - 1;
-    uint32_t i = host_hash(destination->host) & mask;
-    while (index.slots[i] != nullptr) {
+    uint32_t i = hash & mask;
+    while (index.slots[i].destination != nullptr) {
         i = (i + 1) & mask;
     }
-    index.slots[i] = destination;
+    index.slots[i] = IndexSlot{destination, hash};
     ++index.used;
 }
 
@@ -64,19 +84,32 @@ bool index_reserve_one(stg_area_t *area, DestinationIndex &index) {
         return true;
     }
     uint32_t capacity = index.capacity == 0 ? kIndexInitialCapacity : index.capacity * 2;
-    auto **slots = static_cast<pxinfo_shp_destination_t **>(
-        stg_calloc(area, static_cast<size_t>(capacity) * sizeof(pxinfo_shp_destination_t *)));
+    auto *slots = static_cast<IndexSlot *>(stg_calloc(area, static_cast<size_t>(capacity) * sizeof(IndexSlot)));
     if (slots == nullptr) {
         return false;
     }
-    DestinationIndex grown{slots, capacity, 0};
+    DestinationIndex grown{slots, capacity, 0, index.last_found};
     for (uint32_t i = 0; i < index.capacity; ++i) {
-        if (index.slots[i] != nullptr) {
-            index_put(grown, index.slots[i]);
+        if (index.slots[i].destination != nullptr) {
+            index_put(grown, index.slots[i].destination, index.slots[i].hash);
         }
     }
     index = grown;
     return true;
+}
+
+// The destination listed after destination; null at the end of the list, for
+// none, or for a destination no longer in a list.
+pxinfo_shp_destination_t *next_destination(const pxinfo_shp_order_t *order,
+                                           const pxinfo_shp_destination_t *destination) {
+    if (destination == nullptr) {
+        return nullptr;
+    }
+    const llist_d_link_t *next = destination->link.next;
+    if (next == nullptr || next == LLIST_D_END(&order->destinations)) {
+        return nullptr;
+    }
+    return static_cast<pxinfo_shp_destination_t *>(next->element);
 }
 
 pxinfo_shp_destination_t *walk_for_destination(const pxinfo_shp_order_t *order, const char *host) {
@@ -190,7 +223,7 @@ bool check_host_length(const char *file_name, const char *host) {
 }
 
 pxinfo_shp_destination_t *find_destination(const pxinfo_shp_order_t *order, const char *host) {
-    const DestinationIndex &index = index_of(order);
+    DestinationIndex &index = index_of(order);
     if (index.used != order->destination_count) {
         // The list was changed behind the index's back: trust only the list.
         return walk_for_destination(order, host);
@@ -198,10 +231,18 @@ pxinfo_shp_destination_t *find_destination(const pxinfo_shp_order_t *order, cons
     if (index.capacity == 0) {
         return nullptr;
     }
+    pxinfo_shp_destination_t *next = next_destination(order, index.last_found);
+    if (next != nullptr && strcmp(next->host, host) == 0) {
+        index.last_found = next;
+        return next;
+    }
+    uint32_t hash = host_hash(host);
     uint32_t mask = index.capacity - 1;
-    for (uint32_t i = host_hash(host) & mask; index.slots[i] != nullptr; i = (i + 1) & mask) {
-        if (strcmp(index.slots[i]->host, host) == 0) {
-            return index.slots[i];
+    for (uint32_t i = hash & mask; index.slots[i].destination != nullptr; i = (i + 1) & mask) {
+        pxinfo_shp_destination_t *candidate = index.slots[i].destination;
+        if (index.slots[i].hash == hash && strcmp(candidate->host, host) == 0) {
+            index.last_found = candidate;
+            return candidate;
         }
     }
     return nullptr;
@@ -237,7 +278,7 @@ tbs_status_t pxinfo_shp_new_order(pxinfo_shp_order_t **order) {
     llist_d_init(&o->failed_attempts);
     llist_d_init(&o->notification_addresses);
     llist_d_init(&o->comment_lines);
-    storage->index = DestinationIndex{nullptr, 0, 0};
+    storage->index = DestinationIndex{nullptr, 0, 0, nullptr};
     return TBS_ST_OK;
 }
 
@@ -286,7 +327,7 @@ tbs_status_t pxinfo_shp_create_destination(pxinfo_shp_order_t *order, const char
     copy_host(d->host, host);  // failed, delivery time, string and route stay zero
     llist_d_insert(&order->destinations, d, &d->link, LLIST_D_TAIL);
     ++order->destination_count;
-    index_put(index, d);
+    index_put(index, d, host_hash(d->host));
     *destination = d;
     return TBS_ST_OK;
 }

@@ -169,6 +169,9 @@ tbs_status_t parse_dated_route(cl_handle_t *handle, const char *file_name, int l
 
 // Matches the first word of a line against the keyword table; -1 for none.
 int keyword_row(const char *word) {
+    if (word[0] != '%') {
+        return -1;  // every keyword starts with '%': a continuation line
+    }
     for (int row = 0; row < kSectionCount; ++row) {
         if (strcmp(word, shp_ord_keywords[row].keyword) == 0) {
             return row;
