@@ -1,24 +1,19 @@
-// Cost of the epoch row comparison against rows of 1,000, 10,000 and 100,000
+// The epoch row comparison against rows of 1,000, 10,000 and 100,000
 // replicas, next to a baseline: the same comparison (index the target row,
 // walk the packet row removing matches, then walk what is left) over a hash
 // map keyed by the raw 32 bytes of the vault and replica oids, with no text
-// forms, tracing or storage service. After the runs the program prints the
-// library's time as a multiple of the baseline's at each size, and how each
-// grows per tenfold size; the comparison should stay within 4 times the
-// baseline at 10,000 replicas and grow by at most 12 times per tenfold size.
-#include <benchmark/benchmark.h>
-
+// forms, tracing or storage service. The comparison should stay within 4
+// times the baseline at 10,000 replicas and grow linearly.
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <cstring>
 #include <map>
 #include <random>
-#include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
+#include "bench_util.h"
 #include "pxinfo_utl_epoch.h"
 #include "pxinfo_utl_selector.h"
 
@@ -31,22 +26,15 @@ struct Rows {
     std::vector<Entry> target;
 };
 
-tbs_uuid_t numbered_oid(uint32_t n, unsigned char tag) {
-    tbs_uuid_t oid = {};
-    oid.bytes[0] = tag;
-    std::memcpy(oid.bytes + 12, &n, sizeof n);
-    return oid;
-}
-
 // Two rows of one family listing the same replicas in different orders, most
 // at the same epoch, a few ahead or behind, and a few listed in one row only.
 Rows make_rows(uint32_t replicas) {
     Rows rows;
-    tbs_uuid_t family = numbered_oid(1, 0xfa);
+    tbs_uuid_t family = bench::numbered_uuid(1, 0xfa);
     std::mt19937 random(replicas);
     for (uint32_t i = 0; i < replicas; ++i) {
         Entry entry = {};
-        tbs_uuid_t replica = numbered_oid(i, 0x0e);
+        tbs_uuid_t replica = bench::numbered_uuid(i, 0x0e);
         pxinfo_new_vault_selector(&replica, &family, &entry.replica);
         entry.epoch = 1000 + i;
         Entry packet_entry = entry;
@@ -115,73 +103,36 @@ int baseline_compare(const std::vector<Entry> &packet, const std::vector<Entry> 
 
 // ---- Benchmarks -------------------------------------------------------------
 
-void BM_EpochRowCompare(benchmark::State &state) {
+void epoch_compare_library(benchmark::State &state) {
     const Rows &rows = rows_of(static_cast<uint32_t>(state.range(0)));
     for (auto _ : state) {
         int result = 0;
         tbs_status_t status = pxinfo_epoch_row_compare(
             static_cast<unsigned>(rows.packet.size()), rows.packet.data(), static_cast<unsigned>(rows.target.size()),
             rows.target.data(), nullptr, pxinfo_miscompare_functor_t{}, &result);
-        if (status != TBS_ST_OK || result != PXINFO_EPOCH_CMP_MIXED) state.SkipWithError("unexpected comparison");
+        if (status != TBS_ST_OK || result != PXINFO_EPOCH_CMP_MIXED) {
+            state.SkipWithError("unexpected comparison");
+            break;
+        }
         benchmark::DoNotOptimize(result);
     }
 }
 
-void BM_Baseline(benchmark::State &state) {
+void epoch_compare_baseline(benchmark::State &state) {
     const Rows &rows = rows_of(static_cast<uint32_t>(state.range(0)));
     for (auto _ : state) {
         int result = baseline_compare(rows.packet, rows.target);
-        if (result != PXINFO_EPOCH_CMP_MIXED) state.SkipWithError("unexpected comparison");
+        if (result != PXINFO_EPOCH_CMP_MIXED) {
+            state.SkipWithError("unexpected comparison");
+            break;
+        }
         benchmark::DoNotOptimize(result);
     }
 }
 
-// Medians of a few repetitions, compared by CPU time: the machine the
-// benchmark runs on is often shared, and wall time then measures the others.
-BENCHMARK(BM_EpochRowCompare)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMicrosecond)
-    ->Repetitions(5)->ReportAggregatesOnly(true);
-BENCHMARK(BM_Baseline)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMicrosecond)
-    ->Repetitions(5)->ReportAggregatesOnly(true);
-
-// Keeps the median CPU time of every benchmark while printing as usual.
-class CollectingReporter : public benchmark::ConsoleReporter {
-  public:
-    void ReportRuns(const std::vector<Run> &runs) override {
-        for (const Run &run : runs)
-            if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median" && !run.error_occurred)
-                times[run.run_name.function_name][std::stol(run.run_name.args)] = run.GetAdjustedCPUTime();
-        ConsoleReporter::ReportRuns(runs);
-    }
-    std::map<std::string, std::map<long, double>> times;
-};
-
-void print_summary(const CollectingReporter &reporter) {
-    auto library = reporter.times.find("BM_EpochRowCompare");
-    auto baseline = reporter.times.find("BM_Baseline");
-    if (library == reporter.times.end() || baseline == reporter.times.end()) return;
-    std::printf("\nmedian CPU time\nreplicas   library/baseline   library growth   baseline growth\n");
-    double previous_library = 0, previous_baseline = 0;
-    for (const auto &[replicas, library_time] : library->second) {
-        auto base = baseline->second.find(replicas);
-        if (base == baseline->second.end()) continue;
-        std::printf("%8ld   %16.2f", replicas, library_time / base->second);
-        if (previous_library > 0)
-            std::printf("   %14.2f   %15.2f", library_time / previous_library, base->second / previous_baseline);
-        std::printf("\n");
-        previous_library = library_time;
-        previous_baseline = base->second;
-    }
-    std::printf("targets: at most 4 times the baseline at 10000 replicas; growth at most 12 per tenfold size\n");
-}
+BENCHMARK(epoch_compare_library)->Name("epoch_row_compare/library")->Arg(1000)->Arg(10000)->Arg(100000)->Unit(bench::kUnit);
+BENCHMARK(epoch_compare_baseline)->Name("epoch_row_compare/baseline")->Arg(1000)->Arg(10000)->Arg(100000)->Unit(bench::kUnit);
 
 }  // namespace
 
-int main(int argc, char **argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    CollectingReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    print_summary(reporter);
-    benchmark::Shutdown();
-    return 0;
-}
+BENCHMARK_MAIN();
