@@ -47,18 +47,24 @@ std::string CapturedMessages::dump() const {
 
 size_t sweep_allocation_failures(const std::function<tbs_status_t()> &op,
                                  const std::function<void(tbs_status_t, unsigned long)> &check) {
+    return sweep_allocation_failures(SweptOperation{nullptr, op, check, nullptr});
+}
+
+size_t sweep_allocation_failures(const SweptOperation &operation) {
     // A generous bound: no operation of the library makes this many allocations
     // in a test, so reaching it means the injection never took effect.
     constexpr unsigned long kMaxPoints = 100000;
     for (unsigned long nth = 1; nth < kMaxPoints; ++nth) {
         unsigned long live_before = stg_live_block_count();
+        if (operation.setup) operation.setup();
         unsigned long count_before = stg_allocation_count();
         stg_fail_allocation(nth);
-        tbs_status_t status = op();
+        tbs_status_t status = operation.op();
         bool reached = stg_allocation_count() - count_before >= nth;
         stg_fail_allocation(0);
+        if (reached && operation.check) operation.check(status, nth);
+        if (operation.teardown) operation.teardown();
         if (!reached) return nth - 1;
-        check(status, nth);
         EXPECT_EQ(live_before, stg_live_block_count()) << "blocks leaked with allocation " << nth << " failing";
     }
     ADD_FAILURE() << "allocation sweep did not end";

@@ -50,6 +50,18 @@ class CapturedMessages {
 size_t sweep_allocation_failures(const std::function<tbs_status_t()> &op,
                                  const std::function<void(tbs_status_t, unsigned long nth)> &check);
 
+// The same loop for an operation that needs fresh inputs on every run: setup
+// and teardown (either may be empty) run around op with no failure armed, so
+// only op's own allocations are swept; check (may be empty) sees each failing
+// run before teardown, and the leak check spans setup to teardown.
+struct SweptOperation {
+    std::function<void()> setup;
+    std::function<tbs_status_t()> op;
+    std::function<void(tbs_status_t, unsigned long nth)> check;
+    std::function<void()> teardown;
+};
+size_t sweep_allocation_failures(const SweptOperation &operation);
+
 // A path in a fresh temporary directory, removed at exit of the test program.
 std::string temp_path(const std::string &name);
 

@@ -1,0 +1,369 @@
+// Exhausted storage across the public interface: every operation of the
+// library that allocates is run with each of its allocations failing in turn,
+// and every run must end in the operation's documented outcome with nothing
+// leaked. Operations whose own tests already sweep them are listed with the
+// test that does; a last test keeps the lists complete against the exported
+// names, so that a new allocating operation cannot arrive without a sweep.
+#include <dirent.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cctype>
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "imsg.h"
+#include "pxinfo_shp_order.h"
+#include "pxinfo_utl_epoch.h"
+#include "pxinfo_utl_maps.h"
+#include "pxinfo_utl_msglist.h"
+#include "pxinfo_utl_status.h"
+#include "pxinfo_utl_synclog.h"
+#include "pxinfo_xdr.h"
+#include "stg.h"
+#include "tbs.h"
+#include "tbs_uuid.h"
+#include "test_support.h"
+
+namespace {
+
+constexpr const char kFile[] = "swept.ord";
+
+pxinfo_epoch_row_entry_t vault_entry(unsigned char replica, pxinfo_epoch_num_t epoch) {
+    pxinfo_epoch_row_entry_t entry{};
+    entry.epoch = epoch;
+    entry.replica.type = PXINFO_COMPONENT_VAULT;
+    entry.replica.u.vault.vault_oid.bytes[0] = 0xf0;
+    entry.replica.u.vault.replica_oid.bytes[15] = replica;
+    return entry;
+}
+
+// Everything an operation of the table works on, made before the failure is
+// armed and released after the run, so that each run starts afresh and the
+// sweep's leak check covers exactly one run.
+struct World {
+    World() {
+        area = stg_create_area(0);
+        row_entries = {vault_entry(1, 5), vault_entry(2, 3)};
+        source_row.count = static_cast<int32_t>(row_entries.size());
+        source_row.entries = row_entries.data();
+        sleepers_source.count = static_cast<uint32_t>(sleep_points.size());
+        sleepers_source.points = sleep_points.data();
+        imessages = imsg_list_create();
+        EXPECT_EQ(TBS_ST_OK, pxinfo_add_msg_to_list(IMSG_SEV_WARNING, "first", area, &messages));
+        EXPECT_EQ(TBS_ST_OK, pxinfo_add_msg_to_list(IMSG_SEV_ERROR, "second", area, &messages));
+        captured = std::make_unique<pxtest::CapturedMessages>();
+    }
+    ~World() {
+        captured.reset();
+        cl_destroy(&handle);
+        if (stream != nullptr) std::fclose(stream);
+        if (row_copy.entries != nullptr && row_copy.entries != source_row.entries)
+            pxinfo_free_new_epoch_row_entry(&row_copy);
+        imsg_list_destroy(imessages);
+        stg_delete_area(&area);
+    }
+    World(const World &) = delete;
+    World &operator=(const World &) = delete;
+
+    stg_area_t *area = nullptr;
+    std::unique_ptr<pxtest::CapturedMessages> captured;
+    // Shipping-order lines.
+    FILE *stream = nullptr;
+    cl_handle_t *handle = nullptr;
+    char line[PXINFO_SHP_LINE_SIZE] = {};
+    int line_number = 0;
+    // Epoch rows.
+    std::vector<pxinfo_epoch_row_entry_t> row_entries;
+    pxinfo_epoch_row_t source_row{};
+    pxinfo_epoch_row_t row_copy{};
+    // Name maps.
+    char *name = nullptr;
+    int id = -1;
+    // Message lists.
+    pxinfo_msg_list_t messages{0, nullptr};
+    imsg_list_t *imessages = nullptr;
+    // Sleep points.
+    std::vector<pxinfo_one_sleep_point_t> sleep_points{0, 1, 0, 1};
+    pxinfo_st_sleep_points_t sleepers_source{};
+    pxinfo_st_sleep_points_t sleepers{};
+};
+
+// Name look-ups compare case-insensitively with the collation order, which
+// needs storage outside the "C" locale; without it they must still find the
+// same entry.
+class CollationOfC_UTF8 {
+  public:
+    CollationOfC_UTF8() : previous_(std::setlocale(LC_COLLATE, nullptr)) {
+        EXPECT_NE(nullptr, std::setlocale(LC_COLLATE, "C.UTF-8"));
+    }
+    ~CollationOfC_UTF8() { std::setlocale(LC_COLLATE, previous_.c_str()); }
+
+  private:
+    std::string previous_;
+};
+
+const pxinfo_id_and_name_map_entry_t kColours[] = {{7, "red"}, {3, "Green"}, {11, "blue"}, {0, nullptr}};
+
+std::string text_of(const std::string &path) {
+    const auto bytes = pxtest::read_file(path);
+    return std::string(bytes.begin(), bytes.end());
+}
+
+std::string log_path() {
+    const char *dir = std::getenv("PXINFO_LOG_DIR");
+    return std::string(dir != nullptr ? dir : "") + "/gm_log";
+}
+
+// One row per operation: how to run it on a fresh world, and the state its
+// documentation promises after a run whose allocation failed. A function that
+// returns no status tells its outcome through the status run returns.
+struct SweptRow {
+    const char *name;
+    std::function<tbs_status_t(World &)> run;
+    std::function<void(World &, tbs_status_t)> failed;
+};
+
+const std::vector<SweptRow> &swept_rows() {
+    static const std::vector<SweptRow> rows = {
+        {"pxinfo_shp_ord_get_next_line",
+         [](World &w) {
+             static const char text[] = "  \"quoted word\" plain\n";
+             w.stream = fmemopen(const_cast<char *>(text), sizeof text - 1, "r");
+             return pxinfo_shp_ord_get_next_line(w.stream, kFile, 1, sizeof w.line, w.line, &w.line_number,
+                                                 &w.handle);
+         },
+         [](World &w, tbs_status_t status) {
+             EXPECT_EQ(TBS_ST_FAILED, status);
+             EXPECT_EQ(nullptr, w.handle);
+             EXPECT_EQ(1, w.line_number);
+             EXPECT_EQ(1u, w.captured->with_severity(IMSG_SEV_ERROR).size()) << w.captured->dump();
+         }},
+        {"pxinfo_create_new_epoch_row",
+         [](World &w) { return pxinfo_create_new_epoch_row(&w.source_row, &w.row_copy); },
+         [](World &w, tbs_status_t status) {
+             EXPECT_EQ(TBS_ST_NO_MEMORY, status);
+             EXPECT_EQ(w.source_row.entries, w.row_copy.entries) << "a shallow copy is left";
+             EXPECT_EQ(w.source_row.count, w.row_copy.count);
+         }},
+        {"pxinfo_int_id_to_str",
+         [](World &w) {
+             tbs_status_t status = pxinfo_int_id_to_str(w.area, kColours, 1, w.name);
+             return status == TBS_ST_OK && w.name == nullptr ? TBS_ST_NO_MEMORY : status;
+         },
+         [](World &w, tbs_status_t status) {
+             // Documented as success without a name.
+             EXPECT_EQ(TBS_ST_NO_MEMORY, status);
+             EXPECT_EQ(nullptr, w.name);
+         }},
+        {"pxinfo_str_to_int_id",
+         [](World &w) {
+             CollationOfC_UTF8 collation;
+             return pxinfo_str_to_int_id(kColours, "GREEN", &w.id);
+         },
+         [](World &w, tbs_status_t status) {
+             EXPECT_EQ(TBS_ST_OK, status);
+             EXPECT_EQ(3, w.id);
+         }},
+        {"pxinfo_str_to_ship_filetype",
+         [](World &w) {
+             CollationOfC_UTF8 collation;
+             pxinfo_file_type_t type = PXINFO_FILE_OTHER;
+             tbs_status_t status = pxinfo_str_to_ship_filetype("KVUpdate", &type);
+             w.id = static_cast<int>(type);
+             return status;
+         },
+         [](World &w, tbs_status_t status) {
+             EXPECT_EQ(TBS_ST_OK, status);
+             EXPECT_EQ(PXINFO_FILE_KVUPDATE, w.id);
+         }},
+        {"pxinfo_msg_list_to_imsg_list",
+         [](World &w) {
+             pxinfo_msg_list_to_imsg_list(&w.messages, w.imessages);
+             return imsg_list_count(w.imessages) == w.messages.count ? TBS_ST_OK : TBS_ST_NO_MEMORY;
+         },
+         [](World &w, tbs_status_t) {
+             // The text that could not be copied is left out; the others keep
+             // their order.
+             ASSERT_EQ(1u, imsg_list_count(w.imessages));
+             const std::string kept = imsg_list_get(w.imessages, 0);
+             EXPECT_TRUE(kept == "first" || kept == "second") << kept;
+         }},
+        {"pxinfo_copy_st_sleepers",
+         [](World &w) { return pxinfo_copy_st_sleepers(&w.sleepers_source, w.area, &w.sleepers); },
+         [](World &w, tbs_status_t status) {
+             EXPECT_EQ(TBS_ST_NO_MEMORY, status);
+             EXPECT_EQ(nullptr, w.sleepers.points);
+         }},
+        {"pxinfo_log_gm_sync_entry",
+         [](World &w) {
+             std::remove(log_path().c_str());
+             tbs_uuid_t family = TBS_UUID_NULL;
+             family.bytes[0] = 0x11;
+             pxinfo_log_gm_sync_entry(family, "tag", family, "importer", family, "exporter", "packet.pkt",
+                                      w.source_row, w.source_row, PXINFO_SYNC_EXPORT, nullptr, TBS_ST_OK);
+             // Without the record buffer the record is still written whole.
+             const std::string text = text_of(log_path());
+             const std::string ending = "\ndirection: export\nerror: " + std::string(tbs_strerror(TBS_ST_OK)) +
+                                        "\n*****\n\n";
+             bool whole = text.rfind("familu_uuid: ", 0) == 0 && text.size() > ending.size() &&
+                          text.compare(text.size() - ending.size(), ending.size(), ending) == 0;
+             return whole ? TBS_ST_OK : TBS_ST_FAILED;
+         },
+         [](World &, tbs_status_t status) { EXPECT_EQ(TBS_ST_OK, status); }},
+    };
+    return rows;
+}
+
+// Allocating operations whose own tests sweep every allocation, by the test
+// file that does.
+const std::set<std::string> kSweptInTheirOwnTests = {
+    // chk_ev_test
+    "pxinfo_generate_env_list",
+    // settings_test
+    "pxinfo_setting_get_str_value", "pxinfo_setting_set_str_value",
+    // shp_order_test
+    "pxinfo_shp_new_order", "pxinfo_shp_read_order", "pxinfo_shp_create_destination", "pxinfo_shp_create_arrival",
+    "pxinfo_shp_create_return", "pxinfo_shp_create_notification", "pxinfo_shp_create_comment",
+    "pxinfo_shp_record_delivery", "pxinfo_shp_record_failure",
+    // utl_epoch_test
+    "pxinfo_epoch_row_compare",
+    // utl_msglist_test
+    "pxinfo_add_msg_to_list",
+    // utl_rgy_test
+    "pxinfo_is_local_vault_replica",
+    // utl_status_test
+    "pxinfo_compute_replica_sync_status_value",
+};
+
+// Exported names that allocate nothing from the base services' storage:
+// message tables (data), and functions that work in the caller's buffers
+// and records or only on streams they are given.
+const std::set<std::string> kAllocatingNothing = {
+    "_pxinfo_kv_pkt_pxinfo_msg_table", "_pxinfo_pxinfo_msg_table", "_pxinfo_shp_order_pxinfo_msg_table",
+    "libquentapxinfobase_print_verid", "libquentapxinfobase_sprintf_verid",
+    // environment lists, settings
+    "pxinfo_verify_env_list", "pxinfo_setting_eq", "pxinfo_setting_get_int_value", "pxinfo_setting_get_type",
+    "pxinfo_setting_set_int_value",
+    // shipping orders: releasing, writing (formatted output only), words of a line
+    "pxinfo_shp_destroy_order", "pxinfo_shp_write_order", "pxinfo_shp_ord_get_token",
+    // epoch rows
+    "pxinfo_free_new_epoch_row_entry", "pxinfo_make_null_row",
+    // job identifiers
+    "pxinfo_sync_job_ids_to_id_pair", "pxinfo_sync_job_uuid_to_id_pair", "pxinfo_sync_job_local_id_to_id_pair",
+    "pxinfo_sync_job_id_pair_copy", "pxinfo_sync_job_id_to_str", "pxinfo_str_to_sync_job_id",
+    "pxinfo_str_to_sync_job_id_pair", "pxinfo_jobuuid_eq", "pxinfo_jobuuid_hash",
+    // message lists: printing
+    "pxinfo_print_msg_list",
+    // oids of selectors
+    "pxinfo_selector_to_oids", "pxinfo_selector_to_replica_oid", "pxinfo_selector_to_vault_oid",
+    // selectors
+    "pxinfo_new_vault_selector", "pxinfo_new_bb_selector", "pxinfo_new_replica_set_selector",
+    "pxinfo_selector_nullify", "pxinfo_selector_is_null", "pxinfo_get_selector_type",
+    "pxinfo_selector_get_replica_set", "pxinfo_selector_to_str", "pxinfo_selector_to_replica_str",
+    "pxinfo_selector_to_family_str", "pxinfo_selector_to_family_dstr", "pxinfo_replica_set_selector_to_str",
+    "pxinfo_selector_to_bb_family_str", "pxinfo_selector_to_bb_clan_str", "pxinfo_selector_to_bb_replica_set_str",
+    "pxinfo_selector_to_bb_replica_set_uuid_str", "pxinfo_selector_to_bb_strs", "pxinfo_selector_family_cmp",
+    "pxinfo_selector_replica_cmp", "pxinfo_selector_cmp", "pxinfo_selector_eq", "pxinfo_replica_set_selector_cmp",
+    "pxinfo_replica_set_selector_eq", "pxinfo_selector_to_replica_hash", "pxinfo_selector_to_family_hash",
+    // status values
+    "pxinfo_compute_family_sync_status_value", "pxinfo_st_is_sleep_point", "pxinfo_sync_attempt_data_cmp_by_time",
+    "pxinfo_sync_window_to_date_time",
+    // sync log switch
+    "pxinfo_do_gm_logging",
+};
+
+// Fresh configuration and log directories, so that the log lands in a place
+// of the test's own.
+class SweptOperations : public ::testing::TestWithParam<SweptRow> {
+  public:
+    static void SetUpTestSuite() {
+        const std::string dir = pxtest::temp_path("fault-injection-logs");
+        mkdir(dir.c_str(), 0700);
+        setenv("PXINFO_LOG_DIR", dir.c_str(), 1);
+        setenv("PXINFO_CONFIG_DIR", dir.c_str(), 1);
+    }
+    static void TearDownTestSuite() {
+        unsetenv("PXINFO_LOG_DIR");
+        unsetenv("PXINFO_CONFIG_DIR");
+        std::printf("fault injection: %zu operations swept here, %zu injection points\n", operations_, points_);
+    }
+
+  protected:
+    static inline size_t operations_ = 0;
+    static inline size_t points_ = 0;
+};
+
+TEST_P(SweptOperations, EveryFailingAllocationEndsAsDocumentedWithoutLeaks) {
+    const SweptRow &row = GetParam();
+    std::unique_ptr<World> world;
+    tbs_status_t last = TBS_ST_FAILED;
+    const size_t points = pxtest::sweep_allocation_failures(pxtest::SweptOperation{
+        [&] { world = std::make_unique<World>(); },
+        [&] { return last = row.run(*world); },
+        [&](tbs_status_t status, unsigned long nth) {
+            SCOPED_TRACE("allocation " + std::to_string(nth) + " failing");
+            row.failed(*world, status);
+        },
+        [&] { world.reset(); },
+    });
+    EXPECT_GE(points, 1u) << row.name << " allocates nothing: list it with those that allocate nothing";
+    EXPECT_EQ(TBS_ST_OK, last) << "the run in which no allocation fails";
+    ++operations_;
+    points_ += points;
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, SweptOperations, ::testing::ValuesIn(swept_rows()),
+                         [](const ::testing::TestParamInfo<SweptRow> &info) { return std::string(info.param.name); });
+
+// The plain name of an exported symbol: C++ names are kept mangled in the
+// lists (_Z<length><name>...).
+std::string plain_name(const std::string &symbol) {
+    if (symbol.rfind("_Z", 0) != 0) return symbol;
+    size_t digits = 2;
+    while (digits < symbol.size() && std::isdigit(static_cast<unsigned char>(symbol[digits]))) ++digits;
+    const size_t length = std::stoul(symbol.substr(2, digits - 2));
+    return symbol.substr(digits, length);
+}
+
+std::set<std::string> exported_names() {
+    const std::string dir = std::string(PXINFO_SOURCE_DIR) + "/lib/pxinfo/symbols";
+    std::set<std::string> names;
+    DIR *listing = opendir(dir.c_str());
+    if (listing == nullptr) return names;
+    while (const dirent *entry = readdir(listing)) {
+        const std::string file = entry->d_name;
+        if (file.size() < 4 || file.compare(file.size() - 4, 4, ".txt") != 0) continue;
+        std::ifstream in(dir + "/" + file);
+        for (std::string symbol; std::getline(in, symbol);)
+            if (!symbol.empty()) names.insert(plain_name(symbol));
+    }
+    closedir(listing);
+    return names;
+}
+
+TEST(SweepCoverage, EveryExportedNameIsSweptOrAllocatesNothing) {
+    const std::set<std::string> exported = exported_names();
+    ASSERT_FALSE(exported.empty());
+    std::set<std::string> classified = kSweptInTheirOwnTests;
+    classified.insert(kAllocatingNothing.begin(), kAllocatingNothing.end());
+    for (const SweptRow &row : swept_rows()) {
+        EXPECT_TRUE(classified.insert(row.name).second) << row.name << " is listed twice";
+    }
+    for (const std::string &name : exported) {
+        EXPECT_EQ(1u, classified.count(name)) << name << ": sweep it, or list it as allocating nothing";
+    }
+    for (const std::string &name : classified) {
+        EXPECT_EQ(1u, exported.count(name)) << name << " is not exported";
+    }
+}
+
+}  // namespace
