@@ -1,0 +1,145 @@
+// Writes the seed corpus of the record targets: for every record kind, the
+// encoding of its all-zero record and of two filled records. A filled record
+// is made by decoding from a stream that answers every number with the same
+// small value (1 or 2: counts, lengths, tags and presence words alike) and
+// every byte with a letter, so that each kind gets arrays, strings, selectors
+// of both arms and present optional parts without a hand-written sample.
+//
+// The health-file target's seeds are the filled epoch and sync status records
+// of a two-replica family (consistent by construction: every count is 2),
+// read with and without epoch_only.
+//
+// Usage: fuzz_seed_writer records DIRECTORY...   (each directory gets every seed)
+//        fuzz_seed_writer health DIRECTORY
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "record_routines.h"
+
+namespace {
+
+// A decoding stream of endless filler: every number is value, every byte 'a'.
+struct Filler {
+    long value;
+    u_int position;
+    u_int limit;  // words handed out before the stream runs dry
+};
+
+Filler &filler_of(XDR *xdrs) { return *static_cast<Filler *>(xdrs->x_private); }
+
+bool_t filler_getlong(XDR *xdrs, long *value) {
+    Filler &f = filler_of(xdrs);
+    if (f.position >= f.limit) return FALSE;
+    f.position += 4;
+    *value = f.value;
+    return TRUE;
+}
+bool_t filler_getbytes(XDR *xdrs, char *bytes, u_int count) {
+    Filler &f = filler_of(xdrs);
+    if (count > f.limit - f.position) return FALSE;
+    f.position += count;
+    for (u_int i = 0; i < count; ++i) bytes[i] = 'a';
+    return TRUE;
+}
+bool_t filler_putlong(XDR *, const long *) { return FALSE; }
+bool_t filler_putbytes(XDR *, const char *, u_int) { return FALSE; }
+u_int filler_getpos(XDR *xdrs) { return filler_of(xdrs).position; }
+bool_t filler_setpos(XDR *, u_int) { return FALSE; }
+int32_t *filler_inline(XDR *, u_int) { return nullptr; }
+void filler_destroy(XDR *) {}
+bool_t filler_control(XDR *, int, void *) { return FALSE; }
+
+const XDR::xdr_ops kFillerOps = {filler_getlong, filler_putlong, filler_getbytes, filler_putbytes, filler_getpos,
+                                   filler_setpos,  filler_inline,  filler_destroy,  filler_control};
+
+// The encoding of a record decoded from filler of the given value; false when
+// the kind refuses such a record.
+bool filled_encoding(const pxfuzz::RecordRoutine &kind, long value, std::vector<uint8_t> *bytes) {
+    Filler filler{value, 0, 1u << 16};
+    XDR xdrs{};
+    xdrs.x_op = XDR_DECODE;
+    xdrs.x_ops = &kFillerOps;
+    xdrs.x_private = reinterpret_cast<char *>(&filler);
+    pxfuzz::RecordBuffer record(kind.size);
+    bool ok = kind.routine(&xdrs, record.get(), 0) != 0 && pxfuzz::encode_record(kind, record.get(), bytes);
+    xdr_ez_free(record.get(), kind.routine, 0);
+    return ok;
+}
+
+bool write_seed(const std::string &path, uint8_t kind_number, const std::vector<uint8_t> &encoding) {
+    FILE *file = std::fopen(path.c_str(), "wb");
+    if (file == nullptr) return false;
+    bool ok = std::fputc(kind_number, file) != EOF &&
+              std::fwrite(encoding.data(), 1, encoding.size(), file) == encoding.size();
+    return std::fclose(file) == 0 && ok;
+}
+
+const pxfuzz::RecordRoutine &kind_named(const char *name) {
+    for (const pxfuzz::RecordRoutine &kind : pxfuzz::record_routines())
+        if (std::string(kind.name) == name) return kind;
+    std::fprintf(stderr, "no record kind %s\n", name);
+    std::exit(1);
+}
+
+int write_record_seeds(int count, char **directories) {
+    const auto &kinds = pxfuzz::record_routines();
+    int written = 0;
+    for (size_t number = 0; number < kinds.size(); ++number) {
+        const pxfuzz::RecordRoutine &kind = kinds[number];
+        std::vector<std::pair<std::string, std::vector<uint8_t>>> seeds;
+        pxfuzz::RecordBuffer zero(kind.size);
+        std::vector<uint8_t> bytes;
+        if (pxfuzz::encode_record(kind, zero.get(), &bytes)) seeds.emplace_back("zero", bytes);
+        for (long value : {1L, 2L}) {
+            bytes.clear();
+            if (filled_encoding(kind, value, &bytes)) seeds.emplace_back("filled" + std::to_string(value), bytes);
+        }
+        if (seeds.empty()) std::fprintf(stderr, "%s: no seed\n", kind.name);
+        for (const auto &seed : seeds) {
+            const std::string file = (number < 10 ? "0" : "") + std::to_string(number) + "-" + (kind.name + 4) + "-" +
+                                     seed.first;
+            for (int i = 0; i < count; ++i) {
+                if (!write_seed(std::string(directories[i]) + "/" + file, static_cast<uint8_t>(number),
+                                seed.second)) {
+                    std::perror(directories[i]);
+                    return 1;
+                }
+            }
+            ++written;
+        }
+    }
+    std::printf("%d seeds for %zu record kinds\n", written, kinds.size());
+    return 0;
+}
+
+int write_health_seeds(const char *directory) {
+    std::vector<uint8_t> epoch, sync;
+    if (!filled_encoding(kind_named("xdr_pxinfo_family_epoch_status_t"), 2, &epoch) ||
+        !filled_encoding(kind_named("xdr_pxinfo_family_sync_status_t"), 2, &sync)) {
+        std::fprintf(stderr, "no filled family records\n");
+        return 1;
+    }
+    std::vector<uint8_t> file = epoch;
+    file.insert(file.end(), sync.begin(), sync.end());
+    for (uint8_t epoch_only : {0, 1}) {
+        const std::string path = std::string(directory) + "/two-replicas" + (epoch_only ? "-epoch-only" : "");
+        if (!write_seed(path, epoch_only, file)) {
+            std::perror(directory);
+            return 1;
+        }
+    }
+    std::printf("2 health file seeds\n");
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    const std::string target = argc > 2 ? argv[1] : "";
+    if (target == "records") return write_record_seeds(argc - 2, argv + 2);
+    if (target == "health" && argc == 3) return write_health_seeds(argv[2]);
+    std::fprintf(stderr, "usage: %s records DIRECTORY... | health DIRECTORY\n", argv[0]);
+    return 2;
+}
