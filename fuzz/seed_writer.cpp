@@ -9,13 +9,19 @@
 // of a two-replica family (consistent by construction: every count is 2),
 // read with and without epoch_only.
 //
+// The packet-header target's seeds are the header of the packet-header tests
+// written in every layout the writer knows (versions 0, 5, 6, 7 and 7.1), and
+// once with a trailing byte, which makes the target set the checksum.
+//
 // Usage: fuzz_seed_writer records DIRECTORY...   (each directory gets every seed)
 //        fuzz_seed_writer health DIRECTORY
+//        fuzz_seed_writer headers DIRECTORY
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "pxinfo_kv_pkt.h"
 #include "record_routines.h"
 
 namespace {
@@ -68,12 +74,18 @@ bool filled_encoding(const pxfuzz::RecordRoutine &kind, long value, std::vector<
     return ok;
 }
 
-bool write_seed(const std::string &path, uint8_t kind_number, const std::vector<uint8_t> &encoding) {
+bool write_file(const std::string &path, const std::vector<uint8_t> &bytes) {
     FILE *file = std::fopen(path.c_str(), "wb");
     if (file == nullptr) return false;
-    bool ok = std::fputc(kind_number, file) != EOF &&
-              std::fwrite(encoding.data(), 1, encoding.size(), file) == encoding.size();
+    bool ok = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
     return std::fclose(file) == 0 && ok;
+}
+
+// A seed of the record and health targets: a leading byte, then the bytes.
+bool write_seed(const std::string &path, uint8_t first, const std::vector<uint8_t> &bytes) {
+    std::vector<uint8_t> seed{first};
+    seed.insert(seed.end(), bytes.begin(), bytes.end());
+    return write_file(path, seed);
 }
 
 const pxfuzz::RecordRoutine &kind_named(const char *name) {
@@ -134,12 +146,61 @@ int write_health_seeds(const char *directory) {
     return 0;
 }
 
+tbs_uuid_t uuid_of(uint8_t first) {
+    tbs_uuid_t uuid{};
+    uuid.bytes[0] = first;
+    uuid.bytes[15] = 0xa5;
+    return uuid;
+}
+
+bool header_bytes(const pxinfo_kv_pkt_header_t &header, int major, std::vector<uint8_t> *bytes) {
+    XDR xdrs;
+    u_int size = 0;
+    bool ok = xdrstg_create(&xdrs, 1024, 0) == TBS_ST_OK &&
+              pxinfo_kv_pkt_write_header(&header, major, &xdrs, &size) == TBS_ST_OK;
+    if (ok) bytes->assign(xdrs.x_base, xdrs.x_base + size);
+    xdrstg_destroy(&xdrs);
+    return ok;
+}
+
+int write_header_seeds(const char *directory) {
+    char alpha[] = "alpha", empty[] = "", four[] = "replica-four", text[] = "aux text!";
+    pxinfo_kv_pkt_tgt_desc_t targets[4] = {
+        {uuid_of(0x10), alpha}, {uuid_of(0x20), empty}, {uuid_of(0x30), nullptr}, {uuid_of(0x40), four}};
+    pxinfo_kv_pkt_rep_desc_t replicas[2] = {{uuid_of(0x50), 11, 19, -5},
+                                            {uuid_of(0x60), 0xFFFFFFF0u, 0x80000001u, 0x7FFFFFFF}};
+    pxinfo_kv_pkt_header_t header = {0, uuid_of(1), uuid_of(2), 4, 2, -3, 42, 7, uuid_of(3), uuid_of(4), uuid_of(5),
+                                     static_cast<pxinfo_compress_type_t>(4), 0xDEADBEEFu, 9,
+                                     static_cast<pxinfo_kv_oplog_descriptor_type_t>(2), targets, 2, replicas, 1234,
+                                     text};
+    int written = 0;
+    for (int version : {0, 5, 6, 7, 71}) {
+        header.minor_version = version == 71 ? 1 : 0;
+        std::vector<uint8_t> bytes;
+        if (!header_bytes(header, version == 71 ? 7 : version, &bytes)) {
+            std::fprintf(stderr, "version %d: the header does not write\n", version);
+            return 1;
+        }
+        const std::string name = std::string(directory) + "/version-" + std::to_string(version);
+        std::vector<uint8_t> odd = bytes;
+        odd.push_back(0);
+        if (!write_file(name, bytes) || (version == 7 && !write_file(name + "-odd", odd))) {
+            std::perror(directory);
+            return 1;
+        }
+        written += version == 7 ? 2 : 1;
+    }
+    std::printf("%d packet header seeds\n", written);
+    return 0;
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
     const std::string target = argc > 2 ? argv[1] : "";
     if (target == "records") return write_record_seeds(argc - 2, argv + 2);
     if (target == "health" && argc == 3) return write_health_seeds(argv[2]);
-    std::fprintf(stderr, "usage: %s records DIRECTORY... | health DIRECTORY\n", argv[0]);
+    if (target == "headers" && argc == 3) return write_header_seeds(argv[2]);
+    std::fprintf(stderr, "usage: %s records DIRECTORY... | health DIRECTORY | headers DIRECTORY\n", argv[0]);
     return 2;
 }

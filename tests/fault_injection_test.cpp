@@ -23,6 +23,7 @@
 
 #include "../fuzz/record_routines.h"
 #include "imsg.h"
+#include "pxinfo_kv_pkt.h"
 #include "pxinfo_shp_order.h"
 #include "pxinfo_utl_epoch.h"
 #include "pxinfo_utl_maps.h"
@@ -60,12 +61,14 @@ struct World {
         sleepers_source.count = static_cast<uint32_t>(sleep_points.size());
         sleepers_source.points = sleep_points.data();
         imessages = imsg_list_create();
+        write_packet_header();
         EXPECT_EQ(TBS_ST_OK, pxinfo_add_msg_to_list(IMSG_SEV_WARNING, "first", area, &messages));
         EXPECT_EQ(TBS_ST_OK, pxinfo_add_msg_to_list(IMSG_SEV_ERROR, "second", area, &messages));
         captured = std::make_unique<pxtest::CapturedMessages>();
     }
     ~World() {
         captured.reset();
+        pxinfo_free_kv_pkt_hdr(&header);
         cl_destroy(&handle);
         if (stream != nullptr) std::fclose(stream);
         if (row_copy.entries != nullptr && row_copy.entries != source_row.entries)
@@ -97,6 +100,31 @@ struct World {
     std::vector<pxinfo_one_sleep_point_t> sleep_points{0, 1, 0, 1};
     pxinfo_st_sleep_points_t sleepers_source{};
     pxinfo_st_sleep_points_t sleepers{};
+    // Packet headers: a version-7 header with targets, replicas and a text.
+    std::vector<char> packet;
+    pxinfo_kv_pkt_header_t header{};
+    int major = -1;
+
+  private:
+    void write_packet_header() {
+        static char name[] = "target", text[] = "aux";
+        pxinfo_kv_pkt_tgt_desc_t targets[2] = {{vault_entry(1, 0).replica.u.vault.replica_oid, name},
+                                               {vault_entry(2, 0).replica.u.vault.replica_oid, nullptr}};
+        pxinfo_kv_pkt_rep_desc_t replicas[1] = {{vault_entry(3, 0).replica.u.vault.replica_oid, 1, 2, 3}};
+        pxinfo_kv_pkt_header_t source{};
+        source.sync_type = 1;
+        source.target_count = 2;
+        source.targets = targets;
+        source.replica_count = 1;
+        source.replicas = replicas;
+        source.aux_string = text;
+        XDR xdrs;
+        u_int size = 0;
+        ASSERT_EQ(TBS_ST_OK, xdrstg_create(&xdrs, 1024, 0));
+        EXPECT_EQ(TBS_ST_OK, pxinfo_kv_pkt_write_header(&source, 7, &xdrs, &size));
+        packet.assign(xdrs.x_base, xdrs.x_base + size);
+        xdrstg_destroy(&xdrs);
+    }
 };
 
 // Name look-ups compare case-insensitively with the collation order, which
@@ -148,6 +176,27 @@ const std::vector<SweptRow> &swept_rows() {
              EXPECT_EQ(nullptr, w.handle);
              EXPECT_EQ(1, w.line_number);
              EXPECT_EQ(1u, w.captured->with_severity(IMSG_SEV_ERROR).size()) << w.captured->dump();
+         }},
+        {"pxinfo_kv_pkt_read_import_header_no_xdr",
+         [](World &w) {
+             w.stream = fmemopen(w.packet.data(), w.packet.size(), "r");
+             return pxinfo_kv_pkt_read_import_header_no_xdr(w.stream, 0, &w.major, &w.header);
+         },
+         [](World &w, tbs_status_t status) {
+             // The reader's own storage gives 1062; storage that the record's
+             // decoding cannot get makes the record undecodable (1001).
+             if (status == TBS_ST_FAILED) {
+                 const auto errors = w.captured->with_severity(IMSG_SEV_ERROR);
+                 ASSERT_EQ(1u, errors.size()) << w.captured->dump();
+                 EXPECT_EQ("Error decoding xdr information (sync header)\n", errors[0].text);
+             } else {
+                 EXPECT_EQ(TBS_ST_NO_MEMORY, status);
+             }
+             EXPECT_EQ(0, std::ftell(w.stream)) << "the file is rewound";
+             EXPECT_EQ(nullptr, w.header.targets);
+             EXPECT_EQ(nullptr, w.header.replicas);
+             EXPECT_EQ(nullptr, w.header.aux_string);
+             EXPECT_EQ(0, w.header.target_count);
          }},
         {"pxinfo_create_new_epoch_row",
          [](World &w) { return pxinfo_create_new_epoch_row(&w.source_row, &w.row_copy); },
@@ -232,6 +281,8 @@ const std::set<std::string> kSweptInTheirOwnTests = {
     "pxinfo_generate_env_list",
     // fileutl_test
     "pxinfo_read_health_file",
+    // kv_pkt_test
+    "pxinfo_kv_pkt_read_header", "pxinfo_kv_pkt_write_header",
     // settings_test
     "pxinfo_setting_get_str_value", "pxinfo_setting_set_str_value",
     // shp_order_test
@@ -283,6 +334,12 @@ const std::set<std::string> kAllocatingNothing = {
     "pxinfo_sync_window_to_date_time",
     // sync log switch
     "pxinfo_do_gm_logging",
+    // packet headers: releasing, the version and type maps, the stdio
+    // wrappers and the file stream
+    "pxinfo_free_kv_pkt_hdr", "pxinfo_kv_pkt_finish_import_header_no_xdr", "pxinfo_map_flevel_to_protocol_versions",
+    "pxinfo_kv_pkt_major_version_to_header_type", "pxinfo_kv_pkt_sync_type_to_file_type",
+    "pxinfo_kv_pkt_file_type_to_sync_type", "pxinfo_kv_pkt_fread", "pxinfo_kv_pkt_fwrite", "pxinfo_kv_pkt_fseek",
+    "pxinfo_xdrio_create",
     // health files: writing encodes on the caller's stream; releasing
     "pxinfo_write_health_file", "pxinfo_free_family_epoch_status_from_file",
     "pxinfo_free_family_sync_status_from_file",
