@@ -11,10 +11,9 @@
 #include <cstring>
 #include <vector>
 
-#include "fileutl.h"
 #include "imsg.h"
 #include "pxinfo_kv_pkt.h"
-#include "record_routines.h"
+#include "packet_checksum.h"
 #include "stg.h"
 
 namespace {
@@ -26,38 +25,6 @@ void discard(void *, int, const char *, const char *) {}
     std::abort();
 }
 
-uint32_t word_at(const std::vector<uint8_t> &bytes, size_t offset) {
-    return static_cast<uint32_t>(bytes[offset]) << 24 | static_cast<uint32_t>(bytes[offset + 1]) << 16 |
-           static_cast<uint32_t>(bytes[offset + 2]) << 8 | bytes[offset + 3];
-}
-
-// Writes over the stored checksum the one the reader will compute, when the
-// bytes hold a whole record of a layout that has a checksum.
-void set_checksum(std::vector<uint8_t> *bytes) {
-    if (bytes->size() < 8) return;
-    pxinfo_kv_pkt_header_type_t layout;
-    const int major = static_cast<int32_t>(word_at(*bytes, 4));
-    if (pxinfo_kv_pkt_major_version_to_header_type(major, 1, &layout) != TBS_ST_OK) return;
-    pxfuzz::RecordRoutine kind{};
-    if (layout == PXINFO_KV_PKT_HEADER_TYPE_2)
-        kind = {"", &pxfuzz::with_extra<pxinfo_kv_pkt_header_2_t, &xdr_pxinfo_kv_pkt_header_2_t>,
-                sizeof(pxinfo_kv_pkt_header_2_t)};
-    else if (layout == PXINFO_KV_PKT_HEADER_TYPE_3)
-        kind = {"", &pxfuzz::with_extra<pxinfo_kv_pkt_header_t, &xdr_pxinfo_kv_pkt_header_t>,
-                sizeof(pxinfo_kv_pkt_header_t)};
-    else
-        return;
-    pxfuzz::RecordBuffer record(kind.size);
-    size_t used = 0;
-    const bool whole = pxfuzz::decode_record(kind, bytes->data() + 8, bytes->size() - 8, record.get(), &used);
-    xdr_ez_free(record.get(), kind.routine, 0);
-    const size_t end = 8 + used;
-    if (!whole || bytes->size() < end + 4) return;
-    uint32_t crc = 0;
-    fileutl_crc_buffer(bytes->data(), end, &crc);
-    for (int i = 0; i < 4; ++i) (*bytes)[end + i] = static_cast<uint8_t>(crc >> (24 - 8 * i));
-}
-
 FILE *stream_of(std::vector<uint8_t> &bytes) {
     return bytes.empty() ? std::fopen("/dev/null", "r") : fmemopen(bytes.data(), bytes.size(), "r");
 }
@@ -67,7 +34,7 @@ FILE *stream_of(std::vector<uint8_t> &bytes) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     imsg_set_sink(discard, nullptr);
     std::vector<uint8_t> bytes(data, data + size);
-    if (size % 2 == 1) set_checksum(&bytes);
+    if (size % 2 == 1) pxfuzz::set_checksum(&bytes);
     const unsigned long live_before = stg_live_block_count();
 
     FILE *file = stream_of(bytes);

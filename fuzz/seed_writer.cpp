@@ -11,7 +11,9 @@
 //
 // The packet-header target's seeds are the header of the packet-header tests
 // written in every layout the writer knows (versions 0, 5, 6, 7 and 7.1), and
-// once with a trailing byte, which makes the target set the checksum.
+// once with a trailing byte, which makes the target set the checksum; it is a
+// creation packet, and an update packet is written as well. The packet-file
+// target starts from these and from the shipping-order seeds.
 //
 // Usage: fuzz_seed_writer records DIRECTORY...   (each directory gets every seed)
 //        fuzz_seed_writer health DIRECTORY
@@ -190,6 +192,15 @@ int write_header_seeds(const char *directory) {
         }
         written += version == 7 ? 2 : 1;
     }
+    // An update packet (sync type 1); the sample above is a creation packet.
+    header.minor_version = 0;
+    header.sync_type = 1;
+    std::vector<uint8_t> update;
+    if (!header_bytes(header, 7, &update) || !write_file(std::string(directory) + "/version-7-update", update)) {
+        std::fprintf(stderr, "the update packet header does not write\n");
+        return 1;
+    }
+    ++written;
     std::printf("%d packet header seeds\n", written);
     return 0;
 }
