@@ -182,6 +182,16 @@ void expect_truncations_fail(const Bytes &valid)
     }
 }
 
+// A round trip without leak, and every truncation of the encoding failing
+// cleanly. Returns the encoding.
+template <auto Routine, typename T>
+Bytes expect_sound(T *record, int extra = 0)
+{
+    const Bytes wire = expect_round_trip<Routine>(record, extra);
+    expect_truncations_fail<Routine, T>(wire);
+    return wire;
+}
+
 // Decoding fails (hostile input), and freeing the result leaks nothing.
 template <auto Routine, typename T>
 void expect_refused(const Bytes &bytes)
