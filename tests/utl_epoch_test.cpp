@@ -94,72 +94,60 @@ std::string joined(const std::vector<std::string> &texts) {
 
 // ---- Results ---------------------------------------------------------------
 
-TEST(EpochRowCompare, EqualLessGreaterAndMixed) {
-    {
-        pxtest::CapturedMessages messages(5, "pxinfo");
+// Each case: the two rows, the result, and the calls of the miscompare
+// callback as (packet entry, target entry) indexes, -1 for no target entry.
+// A replica listed in one row only counts as epoch 0 in the other, and the
+// callback is never called for target-only replicas. Epochs compare by their
+// signed 32-bit difference: a difference of exactly 2^31 is behind either way.
+struct ResultCase {
+    const char *what;
+    Row packet, target;
+    int result;
+    std::vector<std::pair<int, int>> calls;
+};
+
+TEST(EpochRowCompare, ResultsAndMiscompareCalls) {
+    const ResultCase cases[] = {
+        {"equal in any order", row({{'A', 5}, {'B', 3}}), row({{'B', 3}, {'A', 5}}), PXINFO_EPOCH_CMP_EQUAL, {}},
+        {"less", row({{'A', 5}, {'B', 3}}), row({{'A', 5}, {'B', 4}}), PXINFO_EPOCH_CMP_LESS, {}},
+        {"greater", row({{'A', 5}, {'B', 5}}), row({{'A', 5}, {'B', 4}}), PXINFO_EPOCH_CMP_GREATER, {{1, 1}}},
+        {"mixed", row({{'A', 5}, {'B', 3}}), row({{'A', 4}, {'B', 4}}), PXINFO_EPOCH_CMP_MIXED, {{0, 0}}},
+        {"mixed, every replica ahead still reported", row({{'A', 3}, {'B', 6}, {'C', 6}}),
+         row({{'A', 4}, {'B', 5}, {'C', 5}}), PXINFO_EPOCH_CMP_MIXED, {{1, 1}, {2, 2}}},
+        {"packet-only replica at 0", row({{'A', 5}, {'C', 0}}), row({{'A', 5}}), PXINFO_EPOCH_CMP_EQUAL, {}},
+        {"packet-only replica ahead", row({{'A', 5}, {'C', 7}}), row({{'A', 5}}), PXINFO_EPOCH_CMP_GREATER, {{1, -1}}},
+        {"target-only replica ahead", row({{'A', 5}}), row({{'A', 5}, {'C', 9}}), PXINFO_EPOCH_CMP_LESS, {}},
+        {"target-only replica at 0", row({{'A', 5}}), row({{'A', 5}, {'C', 0}}), PXINFO_EPOCH_CMP_EQUAL, {}},
+        {"1 after 2^32-1", row({{'A', 1}}), row({{'A', 4294967295u}}), PXINFO_EPOCH_CMP_GREATER, {{0, 0}}},
+        {"2^32-1 before 1", row({{'A', 4294967295u}}), row({{'A', 1}}), PXINFO_EPOCH_CMP_LESS, {}},
+        {"2^31 ahead", row({{'A', 0x80000000u}}), row({{'A', 0}}), PXINFO_EPOCH_CMP_LESS, {}},
+        {"2^31 behind", row({{'A', 0}}), row({{'A', 0x80000000u}}), PXINFO_EPOCH_CMP_LESS, {}},
+        {"2^31-1 ahead", row({{'A', 0x7fffffffu}}), row({{'A', 0}}), PXINFO_EPOCH_CMP_GREATER, {{0, 0}}},
+    };
+    for (const ResultCase &c : cases) {
+        SCOPED_TRACE(c.what);
         Calls calls;
-        Outcome equal = compare(row({{'A', 5}, {'B', 3}}), row({{'B', 3}, {'A', 5}}), &calls);
-        EXPECT_EQ(TBS_ST_OK, equal.status);
-        EXPECT_EQ(PXINFO_EPOCH_CMP_EQUAL, equal.result);
-        EXPECT_TRUE(calls.seen.empty());
-        std::string traces = joined(detail_traces(messages));
-        EXPECT_EQ(std::string::npos, traces.find("not known")) << traces;
-        EXPECT_EQ(std::string::npos, traces.find("is new")) << traces;
+        Outcome outcome = compare(c.packet, c.target, &calls);
+        EXPECT_EQ(TBS_ST_OK, outcome.status);
+        EXPECT_EQ(c.result, outcome.result);
+        std::vector<std::pair<const pxinfo_epoch_row_entry_t *, const pxinfo_epoch_row_entry_t *>> expected;
+        for (const auto &call : c.calls)
+            expected.emplace_back(&c.packet[call.first], call.second < 0 ? nullptr : &c.target[call.second]);
+        EXPECT_EQ(expected, calls.seen);
     }
-    Calls calls;
-    EXPECT_EQ(PXINFO_EPOCH_CMP_LESS, compare(row({{'A', 5}, {'B', 3}}), row({{'A', 5}, {'B', 4}}), &calls).result);
-    EXPECT_TRUE(calls.seen.empty());
-
-    Row packet = row({{'A', 5}, {'B', 5}}), target = row({{'A', 5}, {'B', 4}});
-    EXPECT_EQ(PXINFO_EPOCH_CMP_GREATER, compare(packet, target, &calls).result);
-    ASSERT_EQ(1u, calls.seen.size());
-    EXPECT_EQ(&packet[1], calls.seen[0].first);
-    EXPECT_EQ(&target[1], calls.seen[0].second);
-
-    calls.seen.clear();
-    packet = row({{'A', 5}, {'B', 3}});
-    target = row({{'A', 4}, {'B', 4}});
-    EXPECT_EQ(PXINFO_EPOCH_CMP_MIXED, compare(packet, target, &calls).result);
-    ASSERT_EQ(1u, calls.seen.size());
-    EXPECT_EQ(&packet[0], calls.seen[0].first);
-
-    // Once mixed, the walk goes on and still reports every replica ahead.
-    calls.seen.clear();
-    packet = row({{'A', 3}, {'B', 6}, {'C', 6}});
-    target = row({{'A', 4}, {'B', 5}, {'C', 5}});
-    EXPECT_EQ(PXINFO_EPOCH_CMP_MIXED, compare(packet, target, &calls).result);
-    ASSERT_EQ(2u, calls.seen.size());
-    EXPECT_EQ(&packet[2], calls.seen[1].first);
 }
 
-TEST(EpochRowCompare, ReplicasListedInOneRowCountAsEpochZeroInTheOther) {
-    Calls calls;
-    EXPECT_EQ(PXINFO_EPOCH_CMP_EQUAL, compare(row({{'A', 5}, {'C', 0}}), row({{'A', 5}}), &calls).result);
-    Row packet = row({{'A', 5}, {'C', 7}});
-    EXPECT_EQ(PXINFO_EPOCH_CMP_GREATER, compare(packet, row({{'A', 5}}), &calls).result);
-    ASSERT_EQ(1u, calls.seen.size());
-    EXPECT_EQ(&packet[1], calls.seen[0].first);
-    EXPECT_EQ(nullptr, calls.seen[0].second);
-
-    calls.seen.clear();
-    EXPECT_EQ(PXINFO_EPOCH_CMP_LESS, compare(row({{'A', 5}}), row({{'A', 5}, {'C', 9}}), &calls).result);
-    EXPECT_EQ(PXINFO_EPOCH_CMP_EQUAL, compare(row({{'A', 5}}), row({{'A', 5}, {'C', 0}}), &calls).result);
-    EXPECT_TRUE(calls.seen.empty());  // never called for target-only replicas
-
-    // A replica listed twice in the packet row: the second finds no partner.
+TEST(EpochRowCompare, OnlyUnmatchedReplicasAreTracedAsUnknownOrNew) {
     pxtest::CapturedMessages messages(5, "pxinfo");
+    compare(row({{'A', 5}, {'B', 3}}), row({{'B', 3}, {'A', 5}}));
+    std::string traces = joined(detail_traces(messages));
+    EXPECT_EQ(std::string::npos, traces.find("not known")) << traces;
+    EXPECT_EQ(std::string::npos, traces.find("is new")) << traces;
+    // A replica listed twice in the packet row: the second finds no partner.
+    messages.clear();
     EXPECT_EQ(PXINFO_EPOCH_CMP_GREATER, compare(row({{'A', 5}, {'A', 5}}), row({{'A', 5}})).result);
     EXPECT_NE(std::string::npos,
               joined(detail_traces(messages)).find("Replica " + key_of('A') + " is not known by the target replica\n"));
-}
-
-TEST(EpochRowCompare, EpochsCompareByTheirSigned32BitDifference) {
-    EXPECT_EQ(PXINFO_EPOCH_CMP_GREATER, compare(row({{'A', 1}}), row({{'A', 4294967295u}})).result);
-    EXPECT_EQ(PXINFO_EPOCH_CMP_LESS, compare(row({{'A', 4294967295u}}), row({{'A', 1}})).result);
-    // A difference of exactly 2^31 is behind, whichever way round.
-    EXPECT_EQ(PXINFO_EPOCH_CMP_LESS, compare(row({{'A', 0x80000000u}}), row({{'A', 0}})).result);
-    EXPECT_EQ(PXINFO_EPOCH_CMP_LESS, compare(row({{'A', 0}}), row({{'A', 0x80000000u}})).result);
-    EXPECT_EQ(PXINFO_EPOCH_CMP_GREATER, compare(row({{'A', 0x7fffffffu}}), row({{'A', 0}})).result);
 }
 
 TEST(EpochRowCompare, TheExcludedReplicaIsIgnoredInBothRows) {
