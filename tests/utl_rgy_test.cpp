@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <tuple>
 
 #include "fileutl.h"
 #include "pxinfo_utl_rgy.h"
@@ -132,59 +133,48 @@ TEST(OidReaders, OtherSelectorsGiveInvalidArgWithInternalErrorMessage) {
     EXPECT_EQ(4u, messages.with_severity(IMSG_SEV_ERROR).size()) << "one message, from the replica reader";
 }
 
-TEST_F(Registry, SecondOfTwoEntriesOnThisHostMakesTheReplicaLocal) {
-    pxtest::CapturedMessages messages(4, "pxinfo");
-    add(kReplicaText, RGY_IND_ACTIVE, "far-away.invalid");
-    add(kReplicaText, RGY_IND_ACTIVE, own_host_name());
-    add(kVaultText, RGY_IND_ACTIVE, "other-uuid.invalid");
+// Every entry of the replica is visited: one active entry on this host makes
+// it local (a later remote one does not undo that), and then the last entry
+// visited is handed over; a remote replica hands none over.
+TEST_F(Registry, ActiveEntryOnThisHostMakesTheReplicaLocal) {
+    const std::string own = own_host_name();
+    const struct {
+        const char *what;
+        std::vector<std::tuple<const char *, int, std::string>> entries;
+        int is_local;
+        std::string handed_over;  // empty: none
+    } cases[] = {
+        {"second of two on this host",
+         {{kReplicaText, RGY_IND_ACTIVE, "far-away.invalid"}, {kReplicaText, RGY_IND_ACTIVE, own},
+          {kVaultText, RGY_IND_ACTIVE, "other-uuid.invalid"}},
+         1, own},
+        {"local, then remote",
+         {{kReplicaText, RGY_IND_ACTIVE, "localhost"}, {kReplicaText, RGY_IND_ACTIVE, "far-away.invalid"}},
+         1, "far-away.invalid"},
+        {"inactive on this host",
+         {{kReplicaText, 0, own}, {kReplicaText, RGY_IND_ACTIVE, "far-away.invalid"}}, 0, ""},
+        {"unknown replica", {{kVaultText, RGY_IND_ACTIVE, own}}, 0, ""},
+    };
     const pxinfo_selector_t selector = vault_selector();
-    int is_local = -1;
-    rgy_entry_t *entry = nullptr;
-    ASSERT_EQ(TBS_ST_OK, pxinfo_is_local_vault_replica(&selector, &is_local, &entry));
-    EXPECT_EQ(1, is_local);
-    ASSERT_NE(nullptr, entry);
-    EXPECT_EQ(own_host_name(), entry_host(entry));
-    rgy_delete_entry(&entry);
-    EXPECT_TRUE(printed(messages, IMSG_SEV_TRACE,
-                        std::string("check rgy for replica: ") + kReplicaText + " in family: " + kVaultText + "\n"))
-        << messages.dump();
-}
-
-TEST_F(Registry, EveryEntryIsVisitedAndTheLastOneIsHandedOver) {
-    add(kReplicaText, RGY_IND_ACTIVE, "localhost");
-    add(kReplicaText, RGY_IND_ACTIVE, "far-away.invalid");
-    const pxinfo_selector_t selector = vault_selector();
-    int is_local = 0;
-    rgy_entry_t *entry = nullptr;
-    ASSERT_EQ(TBS_ST_OK, pxinfo_is_local_vault_replica(&selector, &is_local, &entry));
-    EXPECT_EQ(1, is_local) << "a later remote entry does not undo a local one";
-    ASSERT_NE(nullptr, entry);
-    EXPECT_EQ("far-away.invalid", entry_host(entry));
-    rgy_delete_entry(&entry);
-
-    // Without a place for the entry, it is released here.
-    is_local = 0;
-    ASSERT_EQ(TBS_ST_OK, pxinfo_is_local_vault_replica(&selector, &is_local, nullptr));
-    EXPECT_EQ(1, is_local);
-}
-
-TEST_F(Registry, InactiveRemoteOrMissingEntriesLeaveTheReplicaRemote) {
-    add(kReplicaText, 0, own_host_name());
-    add(kReplicaText, RGY_IND_ACTIVE, "far-away.invalid");
-    const pxinfo_selector_t selector = vault_selector();
-    int is_local = 1;
-    rgy_entry_t *entry = reinterpret_cast<rgy_entry_t *>(&is_local);  // must be cleared
-    ASSERT_EQ(TBS_ST_OK, pxinfo_is_local_vault_replica(&selector, &is_local, &entry));
-    EXPECT_EQ(0, is_local);
-    EXPECT_EQ(nullptr, entry);
-
-    // A replica the registry does not know: the first search step ends it.
-    pxinfo_selector_t unknown = selector;
-    unknown.u.vault.replica_oid = uuid_of(kVaultText);
-    is_local = 1;
-    EXPECT_EQ(TBS_ST_OK, pxinfo_is_local_vault_replica(&unknown, &is_local, &entry));
-    EXPECT_EQ(0, is_local);
-    EXPECT_EQ(nullptr, entry);
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.what);
+        rgy_test_clear_entries();
+        for (const auto &e : c.entries) add(std::get<0>(e), std::get<1>(e), std::get<2>(e));
+        pxtest::CapturedMessages messages(4, "pxinfo");
+        int is_local = -1;
+        rgy_entry_t *entry = reinterpret_cast<rgy_entry_t *>(&is_local);  // must be set
+        ASSERT_EQ(TBS_ST_OK, pxinfo_is_local_vault_replica(&selector, &is_local, &entry));
+        EXPECT_EQ(c.is_local, is_local);
+        EXPECT_EQ(c.handed_over, entry != nullptr ? entry_host(entry) : "");
+        if (entry != nullptr) rgy_delete_entry(&entry);
+        EXPECT_TRUE(printed(messages, IMSG_SEV_TRACE,
+                            std::string("check rgy for replica: ") + kReplicaText + " in family: " + kVaultText + "\n"))
+            << messages.dump();
+        // Without a place for the entry, it is released here.
+        is_local = -1;
+        ASSERT_EQ(TBS_ST_OK, pxinfo_is_local_vault_replica(&selector, &is_local, nullptr));
+        EXPECT_EQ(c.is_local, is_local);
+    }
 }
 
 TEST_F(Registry, BbSelectorGivesInvalidArgWithTheOidReadersMessage) {
