@@ -170,25 +170,22 @@ TEST(XdrWireForms, SampleRecordEncodesToTheHandWrittenBytes) {
     EXPECT_EQ(12, g_last_extra) << "extra reaches the element routines unchanged";
 }
 
-TEST(XdrWireForms, NullStringIsTheEmptyStringAndNullPointerIsAZeroWord) {
+// A null string is the empty string, a null pointer or empty array a zero
+// word; signed scalars keep their bits.
+TEST(XdrWireForms, NullsAndSignedScalars) {
     char *none = nullptr;
     Item *absent = nullptr;
     u_int zero = 0;
+    ks_off64_t offset = -2;
+    struct timeval tv = {-1, 999999};
     Bytes wire;
     ASSERT_TRUE(encode(&wire, [&](XDR *x) {
         return xdr_ez_string8(x, &none, kUnbounded) &&
                xdr_ez_pointer(x, reinterpret_cast<void **>(&absent), sizeof(Item), xdr_item, 0) &&
-               xdr_ez_array(x, reinterpret_cast<void **>(&absent), &zero, 0, sizeof(Item), xdr_item, 0);
+               xdr_ez_array(x, reinterpret_cast<void **>(&absent), &zero, 0, sizeof(Item), xdr_item, 0) &&
+               xdr_ks_off64_t(x, &offset, 0) && xdr_timeval(x, &tv);
     }));
-    EXPECT_EQ(words({0, 0, 0}), wire);
-}
-
-TEST(XdrWireForms, SignedScalarsKeepTheirBits) {
-    ks_off64_t offset = -2;
-    struct timeval tv = {-1, 999999};
-    Bytes wire;
-    ASSERT_TRUE(encode(&wire, [&](XDR *x) { return xdr_ks_off64_t(x, &offset, 0) && xdr_timeval(x, &tv); }));
-    EXPECT_EQ(words({0xFFFFFFFF, 0xFFFFFFFE, 0xFFFFFFFF, 999999}), wire);
+    EXPECT_EQ(words({0, 0, 0, 0xFFFFFFFF, 0xFFFFFFFE, 0xFFFFFFFF, 999999}), wire);
 }
 
 TEST(XdrWireForms, EncodingRefusesWhatTheWireCannotHold) {
@@ -230,22 +227,12 @@ TEST(XdrRoundTrip, SampleDecodesToTheSameValuesAndFreesCompletely) {
     LeakGuard guard;
     Composite decoded{};
     ASSERT_TRUE(decode(kSampleWire, [&](XDR *x) { return xdr_composite(x, &decoded, 0); }));
-    Sample sample;
-    EXPECT_EQ(0, std::memcmp(&sample.record.id, &decoded.id, sizeof decoded.id));
-    EXPECT_STREQ("name", decoded.name);
-    EXPECT_STREQ("h1", decoded.host);
-    EXPECT_STREQ("hello", decoded.text);
-    ASSERT_EQ(2u, decoded.item_count);
-    EXPECT_EQ(1u, decoded.items[0].id);
-    EXPECT_STREQ("a", decoded.items[0].label);
+    // Every field is on the wire: encoding the decoded record again gives the
+    // same bytes only if every value came back.
+    Bytes again;
+    ASSERT_TRUE(encode(&again, [&](XDR *x) { return xdr_composite(x, &decoded, 0); }));
+    EXPECT_EQ(kSampleWire, again);
     EXPECT_STREQ("", decoded.items[1].label) << "a null string comes back empty";
-    ASSERT_NE(nullptr, decoded.optional);
-    EXPECT_STREQ("xyz", decoded.optional->label);
-    EXPECT_STREQ("abcd", decoded.pair[1].label);
-    EXPECT_EQ(0xDEADBEEFu, decoded.word);
-    EXPECT_EQ(0x0000000100000002LL, decoded.offset);
-    EXPECT_EQ(-2, decoded.when.tv_sec);
-    EXPECT_EQ(500000, decoded.when.tv_usec);
 
     xdr_ez_free(&decoded, xdr_composite, 0);
     EXPECT_EQ(nullptr, decoded.text);
