@@ -3,11 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <set>
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "imsg.h"
 #include "pfm.h"
@@ -48,6 +52,33 @@ TEST(Storage, DeletingAnAreaReleasesEverythingAndNullsTheHandle) {
     stg_area_t *temp = STG_AREA_TEMP;
     stg_delete_area(&temp);
     EXPECT_EQ(STG_AREA_TEMP, temp);
+}
+
+TEST(Storage, AreaBlocksAreAlignedDisjointAndEachOneCanBeMadeToFail) {
+    // Blocks of every size, small ones packed together and large ones on
+    // their own, each aligned for any type and never overlapping another;
+    // each request counts as one allocation that fault injection can fail.
+    stg_area_t *area = stg_create_area(0);
+    ASSERT_NE(nullptr, area);
+    std::vector<std::pair<unsigned char *, size_t>> blocks;
+    for (size_t i = 0; i < 400; ++i) {
+        size_t size = i % 50 == 0 ? 20000 + i : i % 7 == 0 ? 3000 + 31 * i : i % 13;
+        unsigned long before = stg_allocation_count();
+        auto *block = static_cast<unsigned char *>(stg_alloc(area, size));
+        ASSERT_NE(nullptr, block);
+        EXPECT_EQ(before + 1, stg_allocation_count());
+        EXPECT_EQ(0u, reinterpret_cast<uintptr_t>(block) % alignof(std::max_align_t));
+        std::memset(block, static_cast<int>(i), size);
+        blocks.emplace_back(block, size);
+    }
+    for (size_t i = 0; i < blocks.size(); ++i)
+        for (size_t j = 0; j < blocks[i].second; ++j)
+            ASSERT_EQ(static_cast<unsigned char>(i), blocks[i].first[j]) << "block " << i << " was overwritten";
+    stg_fail_allocation(2);
+    EXPECT_NE(nullptr, stg_alloc(area, 8));
+    EXPECT_EQ(nullptr, stg_alloc(area, 8));
+    EXPECT_NE(nullptr, stg_calloc(area, 8));
+    stg_delete_area(&area);
 }
 
 TEST(Storage, NoAreaGivesNoStorageAndTheTemporaryAreaIsTheHeap) {

@@ -10,6 +10,13 @@
 
 #include <pthread.h>
 
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/asan_interface.h>
+#else
+#define ASAN_POISON_MEMORY_REGION(addr, size) ((void)(addr), (void)(size))
+#define ASAN_UNPOISON_MEMORY_REGION(addr, size) ((void)(addr), (void)(size))
+#endif
+
 #include "stg_internal.h"
 
 namespace {
@@ -92,22 +99,10 @@ void add(std::atomic<T> &count, T delta) {
 std::atomic<bool> g_fail_armed{false};
 std::atomic<unsigned long> g_fail_countdown{0};
 
-// One block of an area: blocks are chained so that deleting the area walks
-// them once. The header keeps the payload aligned for any type.
-struct alignas(std::max_align_t) AreaBlock {
-    AreaBlock *next;
-};
-
-}  // namespace
-
-struct stg_area {
-    AreaBlock *blocks = nullptr;
-};
-
-namespace tbsbase {
-
-bool allocation_allowed() {
-    add(thread_counts().allocations, 1ul);
+// Counts one allocation of this thread; false when fault injection makes it
+// fail.
+bool count_allocation(ThreadCounts &counts) {
+    add(counts.allocations, 1ul);
     if (g_fail_armed.load(std::memory_order_relaxed) && g_fail_countdown.fetch_sub(1) == 1) {
         g_fail_armed = false;
         return false;
@@ -115,10 +110,98 @@ bool allocation_allowed() {
     return true;
 }
 
+// An area serves its requests from chunks of the heap, each request a piece
+// of the current chunk, so that many small requests cost few heap blocks, lie
+// next to each other and go back to the heap together. A request still counts
+// as one allocation that fault injection can make fail. A request larger
+// than a quarter of the largest chunk gets a chunk of its own. In builds with
+// the address sanitizer every piece is followed by a poisoned gap, so that
+// overrunning a piece is caught as overrunning a heap block is. Each piece
+// counts as a live block until its area is deleted, as a block of its own
+// did.
+struct alignas(std::max_align_t) AreaChunk {
+    AreaChunk *next;
+};
+
+constexpr size_t kPieceAlignment = alignof(std::max_align_t);
+constexpr size_t kSmallestChunk = 1024;
+constexpr size_t kLargestChunk = 64 * 1024;
+#if defined(__SANITIZE_ADDRESS__)
+constexpr size_t kPieceGap = kPieceAlignment;
+#else
+constexpr size_t kPieceGap = 0;
+#endif
+
+size_t chunk_size_for(size_t size_hint) {
+    return size_hint < kSmallestChunk ? kSmallestChunk : size_hint > kLargestChunk ? kLargestChunk : size_hint;
+}
+
+}  // namespace
+
+struct stg_area {
+    explicit stg_area(size_t size_hint) : next_chunk_size(chunk_size_for(size_hint)) {}
+
+    AreaChunk *chunks = nullptr;
+    char *free = nullptr;  // the unused end of the current chunk
+    size_t room = 0;
+    size_t next_chunk_size;
+    long pieces = 0;  // handed out so far, each counted as a live block
+
+    // A chunk of size bytes linked into the area; null when the heap is
+    // exhausted.
+    char *add_chunk(size_t size) {
+        void *memory = std::malloc(sizeof(AreaChunk) + size);
+        if (memory == nullptr) return nullptr;
+        auto *chunk = static_cast<AreaChunk *>(memory);
+        chunk->next = chunks;
+        chunks = chunk;
+        ASAN_POISON_MEMORY_REGION(chunk + 1, size);
+        return reinterpret_cast<char *>(chunk + 1);
+    }
+
+    // size bytes aligned for any type; null when the heap is exhausted.
+    void *piece(size_t size) {
+        if (size > SIZE_MAX / 2) return nullptr;
+        const size_t rounded = ((size == 0 ? 1 : size) + kPieceAlignment - 1) / kPieceAlignment * kPieceAlignment;
+        const size_t taken = rounded + kPieceGap;
+        if (taken > room) {
+            if (taken > kLargestChunk / 4) {
+                char *own = add_chunk(rounded);
+                if (own != nullptr) ASAN_UNPOISON_MEMORY_REGION(own, size);
+                return own;
+            }
+            const size_t chunk_size = taken > next_chunk_size ? taken : next_chunk_size;
+            char *fresh = add_chunk(chunk_size);
+            if (fresh == nullptr) return nullptr;
+            free = fresh;
+            room = chunk_size;
+            if (next_chunk_size < kLargestChunk) next_chunk_size *= 2;
+        }
+        char *piece = free;
+        free += taken;
+        room -= taken;
+        ASAN_UNPOISON_MEMORY_REGION(piece, size);
+        return piece;
+    }
+
+    void release_chunks() {
+        while (chunks != nullptr) {
+            AreaChunk *next = chunks->next;
+            std::free(chunks);
+            chunks = next;
+        }
+    }
+};
+
+namespace tbsbase {
+
+bool allocation_allowed() { return count_allocation(thread_counts()); }
+
 void *heap_alloc(size_t size) {
-    if (!allocation_allowed()) return nullptr;
+    ThreadCounts &counts = thread_counts();
+    if (!count_allocation(counts)) return nullptr;
     void *block = std::malloc(size == 0 ? 1 : size);
-    if (block != nullptr) add(thread_counts().live, 1l);
+    if (block != nullptr) add(counts.live, 1l);
     return block;
 }
 
@@ -135,19 +218,15 @@ using tbsbase::heap_free;
 
 extern "C" {
 
-stg_area_t *stg_create_area(size_t /*size_hint*/) {
+stg_area_t *stg_create_area(size_t size_hint) {
     void *memory = heap_alloc(sizeof(stg_area));
-    return memory == nullptr ? nullptr : new (memory) stg_area();
+    return memory == nullptr ? nullptr : new (memory) stg_area(size_hint);
 }
 
 void stg_delete_area(stg_area_t **area) {
     if (area == nullptr || *area == nullptr || *area == STG_AREA_TEMP) return;
-    AreaBlock *block = (*area)->blocks;
-    while (block != nullptr) {
-        AreaBlock *next = block->next;
-        heap_free(block);
-        block = next;
-    }
+    (*area)->release_chunks();
+    add(thread_counts().live, -(*area)->pieces);
     (*area)->~stg_area();
     heap_free(*area);
     *area = nullptr;
@@ -156,12 +235,14 @@ void stg_delete_area(stg_area_t **area) {
 void *stg_alloc(stg_area_t *area, size_t size) {
     if (area == nullptr) return nullptr;
     if (area == STG_AREA_TEMP) return stg_malloc(size);
-    if (size > SIZE_MAX - sizeof(AreaBlock)) return nullptr;
-    auto *block = static_cast<AreaBlock *>(heap_alloc(sizeof(AreaBlock) + size));
-    if (block == nullptr) return nullptr;
-    block->next = area->blocks;
-    area->blocks = block;
-    return block + 1;
+    ThreadCounts &counts = thread_counts();
+    if (!count_allocation(counts)) return nullptr;
+    void *piece = area->piece(size);
+    if (piece != nullptr) {
+        ++area->pieces;
+        add(counts.live, 1l);
+    }
+    return piece;
 }
 
 void *stg_calloc(stg_area_t *area, size_t size) {
