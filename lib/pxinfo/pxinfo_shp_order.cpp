@@ -22,17 +22,15 @@ constexpr size_t kAreaSizeHint = 4098;
 constexpr uint32_t kIndexInitialCapacity = 16;
 
 // Open addressing with linear probing; capacity is a power of two and the
-// table is kept at most half full. Each slot keeps its host's hash, so that a
-// probe compares hosts only when the hashes agree and growing the table never
+// table is kept at most seven eighths full. The hosts' hashes have an array of
+// their own beside the destinations' (0 marks an empty slot): a probe reads
+// four bytes a slot, which keep a long order's table small enough for the
+// cache, and compares hosts only when hashes agree; growing the table never
 // reads the destinations again. Tables are allocated in the order's area; a
 // table outgrown stays there until the area is deleted.
-struct IndexSlot {
-    pxinfo_shp_destination_t *destination;  // null for an empty slot
-    uint32_t hash;
-};
-
 struct DestinationIndex {
-    IndexSlot *slots;
+    uint32_t *hashes;
+    pxinfo_shp_destination_t **slots;
     uint32_t capacity;
     uint32_t used;
     // The destination the last look-up found. Deliveries and failed attempts
@@ -54,7 +52,7 @@ DestinationIndex &index_of(const pxinfo_shp_order_t *order) {
 
 // FNV-1a, then a final mix: the index takes the low bits, and FNV-1a alone
 // leaves them poorly spread for host names that differ in a few digits, which
-// made probe runs long.
+// made probe runs long. Never 0, the mark of an empty slot.
 uint32_t host_hash(const char *host) {
     uint32_t h = 2166136261u;
     for (const unsigned char *p = reinterpret_cast<const unsigned char *>(host); *p != '\0'; ++p) {
@@ -65,33 +63,38 @@ uint32_t host_hash(const char *host) {
     h ^= h >> 13;
     h *= 0xc2b2ae35u;
     h ^= h >> 16;
-    return h;
+    return h == 0 ? 1 : h;
 }
 
 void index_put(DestinationIndex &index, pxinfo_shp_destination_t *destination, uint32_t hash) {
     uint32_t mask = index.capacity - 1;
     uint32_t i = hash & mask;
-    while (index.slots[i].destination != nullptr) {
+    while (index.hashes[i] != 0) {
         i = (i + 1) & mask;
     }
-    index.slots[i] = IndexSlot{destination, hash};
+    index.hashes[i] = hash;
+    index.slots[i] = destination;
     ++index.used;
 }
 
 // Makes room for one more destination; false when storage is exhausted.
 bool index_reserve_one(stg_area_t *area, DestinationIndex &index) {
-    if ((index.used + 1) * 2 <= index.capacity) {
+    if ((index.used + 1) * 8 <= index.capacity * 7) {
         return true;
     }
     uint32_t capacity = index.capacity == 0 ? kIndexInitialCapacity : index.capacity * 2;
-    auto *slots = static_cast<IndexSlot *>(stg_calloc(area, static_cast<size_t>(capacity) * sizeof(IndexSlot)));
-    if (slots == nullptr) {
+    // One block: the destinations' array, then the hashes'.
+    const size_t slots_size = static_cast<size_t>(capacity) * sizeof(pxinfo_shp_destination_t *);
+    void *block = stg_calloc(area, slots_size + static_cast<size_t>(capacity) * sizeof(uint32_t));
+    if (block == nullptr) {
         return false;
     }
-    DestinationIndex grown{slots, capacity, 0, index.last_found};
+    auto *hashes = reinterpret_cast<uint32_t *>(static_cast<char *>(block) + slots_size);
+    DestinationIndex grown{hashes, static_cast<pxinfo_shp_destination_t **>(block), capacity, 0,
+                           index.last_found};
     for (uint32_t i = 0; i < index.capacity; ++i) {
-        if (index.slots[i].destination != nullptr) {
-            index_put(grown, index.slots[i].destination, index.slots[i].hash);
+        if (index.hashes[i] != 0) {
+            index_put(grown, index.slots[i], index.hashes[i]);
         }
     }
     index = grown;
@@ -238,11 +241,10 @@ pxinfo_shp_destination_t *find_destination(const pxinfo_shp_order_t *order, cons
     }
     uint32_t hash = host_hash(host);
     uint32_t mask = index.capacity - 1;
-    for (uint32_t i = hash & mask; index.slots[i].destination != nullptr; i = (i + 1) & mask) {
-        pxinfo_shp_destination_t *candidate = index.slots[i].destination;
-        if (index.slots[i].hash == hash && strcmp(candidate->host, host) == 0) {
-            index.last_found = candidate;
-            return candidate;
+    for (uint32_t i = hash & mask; index.hashes[i] != 0; i = (i + 1) & mask) {
+        if (index.hashes[i] == hash && strcmp(index.slots[i]->host, host) == 0) {
+            index.last_found = index.slots[i];
+            return index.slots[i];
         }
     }
     return nullptr;
@@ -278,7 +280,7 @@ tbs_status_t pxinfo_shp_new_order(pxinfo_shp_order_t **order) {
     llist_d_init(&o->failed_attempts);
     llist_d_init(&o->notification_addresses);
     llist_d_init(&o->comment_lines);
-    storage->index = DestinationIndex{nullptr, 0, 0, nullptr};
+    storage->index = DestinationIndex{nullptr, nullptr, 0, 0, nullptr};
     return TBS_ST_OK;
 }
 
