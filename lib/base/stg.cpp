@@ -10,7 +10,16 @@
 
 #include <pthread.h>
 
+// GCC says it builds with the address sanitizer one way, clang another.
 #if defined(__SANITIZE_ADDRESS__)
+#define STG_WITH_ASAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define STG_WITH_ASAN 1
+#endif
+#endif
+
+#if defined(STG_WITH_ASAN)
 #include <sanitizer/asan_interface.h>
 #else
 #define ASAN_POISON_MEMORY_REGION(addr, size) ((void)(addr), (void)(size))
@@ -126,7 +135,7 @@ struct alignas(std::max_align_t) AreaChunk {
 constexpr size_t kPieceAlignment = alignof(std::max_align_t);
 constexpr size_t kSmallestChunk = 1024;
 constexpr size_t kLargestChunk = 64 * 1024;
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(STG_WITH_ASAN)
 constexpr size_t kPieceGap = kPieceAlignment;
 #else
 constexpr size_t kPieceGap = 0;
