@@ -48,16 +48,13 @@ bool_t element_thunk(XDR *xdrs, void *element, int extra)
 }
 
 // An enumeration as one xdr_enum word, through a local so that the value is
-// never accessed as another type; any value, member or not, passes. The
-// enumerations are 32-bit, and xdr_enum codes such a word exactly as xdr_int
-// does, which is called directly: enumerations are in every record.
+// never accessed as another type; any value, member or not, passes.
 template <typename E>
 bool_t code_enum(XDR *xdrs, E *value)
 {
-    static_assert(sizeof(E) == sizeof(enum_t) && sizeof(enum_t) == sizeof(int),
-                  "enumerations are 32-bit");
-    int word = static_cast<int>(*value);
-    if (!xdr_int(xdrs, &word)) {
+    static_assert(sizeof(E) == sizeof(enum_t), "enumerations are 32-bit");
+    enum_t word = static_cast<enum_t>(*value);
+    if (!xdr_enum(xdrs, &word)) {
         return FALSE;
     }
     if (xdrs->x_op == XDR_DECODE) {
