@@ -27,7 +27,9 @@ void discard(void *, int, const char *, const char *) {}
     std::abort();
 }
 
-// One file per process, in memory-backed storage when there is some.
+// One file per process, in memory-backed storage when there is some; it is
+// removed after each input, since libFuzzer ends without running exit
+// handlers.
 const std::string &file_path() {
     static const std::string path = [] {
         const char *dir = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
@@ -35,8 +37,6 @@ const std::string &file_path() {
     }();
     return path;
 }
-
-void remove_file() { std::remove(file_path().c_str()); }
 
 bool write_input(const std::vector<uint8_t> &bytes) {
     FILE *file = std::fopen(file_path().c_str(), "wb");
@@ -57,12 +57,13 @@ void check_update_packet(const pxinfo_packet_info_t &info) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    static const int registered = std::atexit(remove_file);
-    (void)registered;
     imsg_set_sink(discard, nullptr);
     std::vector<uint8_t> bytes(data, data + size);
     if (size % 2 == 1) pxfuzz::set_checksum(&bytes);
-    if (!write_input(bytes)) return 0;
+    if (!write_input(bytes)) {
+        std::remove(file_path().c_str());
+        return 0;
+    }
     const unsigned long live_before = stg_live_block_count();
 
     pxinfo_file_type_t type = PXINFO_FILE_OTHER;
@@ -72,6 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     pxinfo_packet_info_t info;
     if (pxinfo_get_packet_info(file_path().c_str(), area, 7, &info) == TBS_ST_OK) check_update_packet(info);
     stg_delete_area(&area);
+    std::remove(file_path().c_str());
 
     if (stg_live_block_count() != live_before) fail("blocks left after the packet information's area");
     imsg_set_sink(nullptr, nullptr);
