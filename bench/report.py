@@ -16,7 +16,7 @@ TARGETS = {
     "records_family_sync_status": ("records: family sync status, 50x8x3, encode+decode+free vs rpcgen", 1.3, None),
     "records_packet_info": ("records: packet info, 100 targets/100 refs, encode+decode+free vs rpcgen", 1.3, None),
     "pkt_header_read": ("packet header: read layout 3, 200+200, vs read file + rpcgen + crc32", 3.0, None),
-    "pkt_header_write": ("packet header: write layout 3, 200+200, vs rpcgen + crc32 + write", 2.0, None),
+    "pkt_header_write": ("packet header: write layout 3, 200+200, vs rpcgen encode + crc32", 2.0, None),
     "shp_order_read": ("shipping order: read, every destination delivered, vs read+tokenize", 3.0, 20000),
     "epoch_row_compare": ("epoch rows: compare vs raw-oid hash map", 4.0, 10000),
     "health_file_write_read": ("health file: write+read, 50 replicas, vs rpcgen on stdio", 1.5, None),
