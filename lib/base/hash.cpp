@@ -21,6 +21,7 @@ struct Entry {
     size_t length;
 
     char *key() { return reinterpret_cast<char *>(this + 1); }
+    const char *key() const { return reinterpret_cast<const char *>(this + 1); }
 };
 
 struct Slot {
@@ -76,7 +77,7 @@ struct hash_table {
         for (size_t i = hash & mask(); slots[i].entry != nullptr; i = (i + 1) & mask()) {
             const Entry *entry = slots[i].entry;
             if (slots[i].hash == hash && entry->length == key.size() &&
-                std::memcmp(const_cast<Entry *>(entry)->key(), key.data(), key.size()) == 0)
+                std::memcmp(entry->key(), key.data(), key.size()) == 0)
                 return i;
         }
         return capacity;

@@ -151,7 +151,7 @@ struct stg_area {
     explicit stg_area(size_t size_hint) : next_chunk_size(chunk_size_for(size_hint)) {}
 
     AreaChunk *chunks = nullptr;
-    char *free = nullptr;  // the unused end of the current chunk
+    char *unused = nullptr;  // the start of the current chunk's unused end
     size_t room = 0;
     size_t next_chunk_size;
     long pieces = 0;  // handed out so far, each counted as a live block
@@ -182,12 +182,12 @@ struct stg_area {
             const size_t chunk_size = taken > next_chunk_size ? taken : next_chunk_size;
             char *fresh = add_chunk(chunk_size);
             if (fresh == nullptr) return nullptr;
-            free = fresh;
+            unused = fresh;
             room = chunk_size;
             if (next_chunk_size < kLargestChunk) next_chunk_size *= 2;
         }
-        char *piece = free;
-        free += taken;
+        char *piece = unused;
+        unused += taken;
         room -= taken;
         ASAN_UNPOISON_MEMORY_REGION(piece, size);
         return piece;
