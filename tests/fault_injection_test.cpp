@@ -17,6 +17,7 @@
 #include <fstream>
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <set>
 #include <string>
 #include <vector>
@@ -213,6 +214,9 @@ struct SweptRow {
     std::function<tbs_status_t(World &)> run;
     std::function<void(World &, tbs_status_t)> failed;
 };
+
+// Test listings name a row by its operation.
+void PrintTo(const SweptRow &row, std::ostream *out) { *out << row.name; }
 
 const std::vector<SweptRow> &swept_rows() {
     static const std::vector<SweptRow> rows = {
