@@ -47,6 +47,7 @@ TEST(Tokenizer, WordRules) {
     EXPECT_EQ((Words{"mid\"quote"}), words_of("mid\"quote"));
     EXPECT_EQ((Words{"a\r"}), words_of("a\r"));
     EXPECT_EQ((Words{" lead\ttab "}), words_of("\" lead\ttab \""));
+    EXPECT_EQ((Words{"\xe9t\xe9", "\xa0"}), words_of("\xe9t\xe9 \xa0"));  // bytes above 127 are no blanks
 }
 
 TEST(Tokenizer, UnterminatedQuoteIsAnError) {

@@ -18,6 +18,19 @@ namespace {
 
 bool is_blank(char c) { return c == ' ' || c == '\t'; }
 
+// The characters that end an unquoted word: a blank, or the end of the line.
+struct WordEnds {
+    bool table[256] = {};
+    constexpr WordEnds() : table{} {
+        table[static_cast<unsigned char>('\0')] = true;
+        table[static_cast<unsigned char>(' ')] = true;
+        table[static_cast<unsigned char>('\t')] = true;
+    }
+};
+constexpr WordEnds kWordEnds;
+
+bool ends_word(char c) { return kWordEnds.table[static_cast<unsigned char>(c)]; }
+
 // Upper bound of the words a line of this length can hold: every word takes
 // at least one character of the line.
 size_t max_words(size_t length) { return length + 1; }
@@ -46,9 +59,16 @@ int split_words(const char *line, char *text, char **words) {
             out += n;
             p = close + 1;
         } else {
-            while (*p != '\0' && !is_blank(*p)) {
-                *out++ = *p++;
+            // Find the word's end first, then copy it whole: one test a
+            // character instead of a test, a copy and two steps.
+            const char *end = p;
+            while (!ends_word(*end)) {
+                ++end;
             }
+            size_t n = static_cast<size_t>(end - p);
+            memcpy(out, p, n);
+            out += n;
+            p = end;
         }
         *out++ = '\0';
     }

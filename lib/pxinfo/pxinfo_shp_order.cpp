@@ -225,8 +225,14 @@ bool check_host_length(const char *file_name, const char *host) {
     return false;
 }
 
-pxinfo_shp_destination_t *find_destination(const pxinfo_shp_order_t *order, const char *host) {
+// As find_destination; *hash_out, when asked for, receives the host's hash,
+// for the destination that is about to be added.
+static pxinfo_shp_destination_t *find_destination(const pxinfo_shp_order_t *order, const char *host,
+                                                  uint32_t *hash_out) {
     DestinationIndex &index = index_of(order);
+    if (hash_out != nullptr) {
+        *hash_out = host_hash(host);
+    }
     if (index.used != order->destination_count) {
         // The list was changed behind the index's back: trust only the list.
         return walk_for_destination(order, host);
@@ -239,7 +245,7 @@ pxinfo_shp_destination_t *find_destination(const pxinfo_shp_order_t *order, cons
         index.last_found = next;
         return next;
     }
-    uint32_t hash = host_hash(host);
+    const uint32_t hash = hash_out != nullptr ? *hash_out : host_hash(host);
     uint32_t mask = index.capacity - 1;
     for (uint32_t i = hash & mask; index.hashes[i] != 0; i = (i + 1) & mask) {
         if (index.hashes[i] == hash && strcmp(index.slots[i]->host, host) == 0) {
@@ -248,6 +254,10 @@ pxinfo_shp_destination_t *find_destination(const pxinfo_shp_order_t *order, cons
         }
     }
     return nullptr;
+}
+
+pxinfo_shp_destination_t *find_destination(const pxinfo_shp_order_t *order, const char *host) {
+    return find_destination(order, host, nullptr);
 }
 
 }  // namespace shp
@@ -305,7 +315,8 @@ tbs_status_t pxinfo_shp_create_destination(pxinfo_shp_order_t *order, const char
     if (destination == nullptr) {
         destination = &unused;
     }
-    pxinfo_shp_destination_t *existing = find_destination(order, host);
+    uint32_t hash = 0;
+    pxinfo_shp_destination_t *existing = find_destination(order, host, &hash);
     if (existing != nullptr) {
         *destination = existing;
         if (report_duplicate != 0) {
@@ -329,7 +340,7 @@ tbs_status_t pxinfo_shp_create_destination(pxinfo_shp_order_t *order, const char
     copy_host(d->host, host);  // failed, delivery time, string and route stay zero
     llist_d_insert(&order->destinations, d, &d->link, LLIST_D_TAIL);
     ++order->destination_count;
-    index_put(index, d, host_hash(d->host));
+    index_put(index, d, hash);
     *destination = d;
     return TBS_ST_OK;
 }
