@@ -3,11 +3,12 @@
 
 Every case is registered as <case>/library and <case>/baseline, with a size
 appended for the cases that grow. For each case and size the table gives the
-median CPU time of both and their ratio (library / baseline) with the target
+median CPU time of both over every repetition of every file and their ratio (library / baseline) with the target
 beside it; for the cases measured at sizes ten times apart it gives how the
 library's time grows per tenfold size, with the baseline's growth beside it.
 """
 import json
+import statistics
 import sys
 from collections import defaultdict
 
@@ -25,20 +26,24 @@ GROWTH_TARGET = 12.0  # per tenfold size
 
 
 def medians(paths):
-    """{(case, side, size): median CPU time in microseconds}"""
+    """{(case, side, size): median CPU time in microseconds over every
+    repetition in every file}"""
     scale = {"ns": 1e-3, "us": 1.0, "ms": 1e3, "s": 1e6}
-    times = {}
+    samples = defaultdict(list)
     for path in paths:
         with open(path) as f:
-            data = json.load(f)
+            text = f.read()
+        if not text.strip():
+            continue  # a program none of whose benchmarks the filter matched
+        data = json.loads(text)
         for run in data["benchmarks"]:
-            if run.get("aggregate_name") != "median" or run.get("error_occurred"):
+            if run.get("run_type") != "iteration" or run.get("error_occurred"):
                 continue
             parts = run["run_name"].split("/")
             case, side = parts[0], parts[1]
             size = int(parts[2]) if len(parts) > 2 else None
-            times[(case, side, size)] = run["cpu_time"] * scale[run["time_unit"]]
-    return times
+            samples[(case, side, size)].append(run["cpu_time"] * scale[run["time_unit"]])
+    return {key: statistics.median(values) for key, values in samples.items()}
 
 
 def main(paths):
@@ -47,7 +52,7 @@ def main(paths):
     for (case, side, size), t in times.items():
         cases[case].setdefault(size, {})[side] = t
     missed = []
-    print("median CPU time of %s; ratio = library / baseline, measured in the same run" % "repetitions")
+    print("median CPU time over every repetition of every round; ratio = library / baseline, same runs")
     print("%-26s %8s %12s %12s %7s  %s" % ("case", "size", "library us", "baseline us", "ratio", "target"))
     for case in sorted(cases, key=lambda c: list(TARGETS).index(c) if c in TARGETS else 99):
         _, target, target_size = TARGETS.get(case, ("", None, None))
