@@ -434,7 +434,7 @@ const std::set<std::string> kAllocatingNothing = {
     "_tbs_cmsg_tbs_msg_table", "TBS_UUID_NULL", "cl_argcount", "cl_destroy", "cl_errno", "cl_getarg",
     "cl_getoffset", "cl_setoffset", "cl_strerror", "date_fmt_token_utc", "date_get_timeval", "fileutl_crc_buffer",
     "fileutl_exists", "fileutl_is_localhost", "fileutl_stat", "hash_str_lookup", "hash_str_free", "hash_str_next",
-    "hash_str_count", "hash_delete_ht", "imsg_get_desired_verbosity", "imsg_list_count", "imsg_list_destroy",
+    "hash_str_count", "hash_str_prefetch", "hash_delete_ht", "imsg_get_desired_verbosity", "imsg_list_count", "imsg_list_destroy",
     "imsg_list_get", "imsg_print", "imsg_print_shared", "imsg_set_desired_verbosity", "imsg_set_sink",
     "imsg_set_trace_components", "imsg_should_trace", "imsg_sprintf", "imsg_strerror", "imsg_vprint",
     "llist_d_init", "llist_d_insert", "llist_d_is_empty", "llist_d_remove", "mtutl_fwrite", "mtutl_ftell",

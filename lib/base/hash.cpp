@@ -1,24 +1,35 @@
 // Hash tables keyed by text: open addressing with linear probing over a
 // power-of-two array of slots, each slot holding its key's hash and its entry.
-// An entry is one block of its own (its data word, then its key), so that the
-// slots handed out stay put while the array grows, and a look-up compares
-// texts only when the hashes agree. Every block comes from the storage
-// service so that exhaustion can be injected and leaks counted.
+// An entry is one block (its data word, then its key), so that the slots
+// handed out stay put while the array grows, and a look-up compares texts
+// only when the hashes agree.
+//
+// Entry blocks are carved from chunks the table owns rather than allocated one
+// by one: entering a key then costs no allocation of its own, the entries lie
+// close together, and deleting a table frees a few chunks instead of every
+// entry. A removed entry's block goes on a free list of its size, where the
+// next key of that size takes it, so a table that lives long with keys coming
+// and going does not grow. Every chunk comes from the storage service so that
+// exhaustion can be injected and leaks counted.
 #include "hash.h"
 
 #include <cstdint>
 #include <cstring>
 #include <functional>
+#include <new>
 #include <string_view>
 
 #include "stg.h"
+#include "stg_internal.h"
 
 namespace {
 
-// An entry's block: this header, then the key's characters and a NUL.
+// An entry's block: this header, then the key's characters and a NUL. A block
+// on a free list keeps the next free block of its size in data.
 struct Entry {
     void *data;
-    size_t length;
+    uint32_t length;
+    uint32_t size_class;  // block size in kBlockAlign units; 0 for a block of its own
 
     char *key() { return reinterpret_cast<char *>(this + 1); }
     const char *key() const { return reinterpret_cast<const char *>(this + 1); }
@@ -29,7 +40,33 @@ struct Slot {
     Entry *entry;  // null for an empty slot
 };
 
+// A chunk's header; the blocks follow it.
+struct Chunk {
+    Chunk *next;
+    size_t size;
+};
+
 constexpr size_t kMinCapacity = 8;
+// Blocks are whole multiples of kBlockAlign; those up to kMaxPooledBlock are
+// carved from chunks, a longer key has a block of its own.
+constexpr size_t kBlockAlign = 16;
+constexpr size_t kSizeClasses = 64;
+constexpr size_t kMaxPooledBlock = kSizeClasses * kBlockAlign;
+// Chunks start at about 64 bytes per expected key and double up to a size
+// that malloc serves without waste.
+constexpr size_t kBytesPerKey = 64;
+constexpr size_t kMinChunk = 1024;
+constexpr size_t kMaxChunk = 1 << 20;
+constexpr size_t kCacheLine = 64;
+constexpr size_t kChunkHeader = (sizeof(Chunk) + kBlockAlign - 1) / kBlockAlign * kBlockAlign;
+static_assert(alignof(Entry) <= kBlockAlign, "blocks are aligned for their header");
+
+size_t round_to_blocks(size_t size) { return (size + kBlockAlign - 1) / kBlockAlign * kBlockAlign; }
+
+size_t first_chunk_size(size_t size_hint) {
+    if (size_hint >= kMaxChunk / kBytesPerKey) return kMaxChunk;
+    return size_hint * kBytesPerKey < kMinChunk ? kMinChunk : size_hint * kBytesPerKey;
+}
 
 size_t hash_of(std::string_view key) { return std::hash<std::string_view>()(key); }
 
@@ -69,6 +106,16 @@ struct hash_table {
     // The walk of hash_str_next: the next slot to look at.
     size_t walk;
     bool walking;
+    // The chunks blocks are carved from, the newest first, what is left of
+    // the newest, and the size of the next.
+    Chunk *chunks;
+    char *carve;
+    size_t carve_left;
+    size_t next_chunk;
+    // Free blocks by size class, linked through their data words.
+    Entry *free_blocks[kSizeClasses + 1];
+    // Blocks of their own (keys too long to pool) still held.
+    size_t own_blocks;
 
     size_t mask() const { return capacity - 1; }
 
@@ -119,6 +166,77 @@ struct hash_table {
         }
         slots[hole] = Slot{};
     }
+
+    // A block for an entry of key_length characters; null when storage is
+    // exhausted or the key is too long to record.
+    Entry *new_entry(size_t key_length) {
+        if (key_length >= UINT32_MAX - kMaxPooledBlock) return nullptr;
+        size_t block = round_to_blocks(sizeof(Entry) + key_length + 1);
+        uint32_t size_class = 0;
+        void *memory = nullptr;
+        if (block > kMaxPooledBlock) {
+            memory = stg_malloc(block);
+            if (memory != nullptr) ++own_blocks;
+        } else {
+            size_class = static_cast<uint32_t>(block / kBlockAlign);
+            memory = take_free_block(size_class);
+            if (memory == nullptr) memory = carve_block(block);
+        }
+        if (memory == nullptr) return nullptr;
+        return new (memory) Entry{nullptr, static_cast<uint32_t>(key_length), size_class};
+    }
+
+    // Gives a removed entry's block back: to its free list when it was carved
+    // from a chunk, to the storage service when it has one of its own.
+    void release(Entry *entry) {
+        if (entry == nullptr) return;
+        if (entry->size_class == 0) {
+            stg_free(entry);
+            --own_blocks;
+            return;
+        }
+        entry->data = free_blocks[entry->size_class];
+        free_blocks[entry->size_class] = entry;
+        // Only the link stays readable while the block is free.
+        ASAN_POISON_MEMORY_REGION(&entry->length, entry->size_class * kBlockAlign - sizeof(entry->data));
+    }
+
+    void *take_free_block(uint32_t size_class) {
+        Entry *entry = free_blocks[size_class];
+        if (entry == nullptr) return nullptr;
+        free_blocks[size_class] = static_cast<Entry *>(entry->data);
+        ASAN_UNPOISON_MEMORY_REGION(entry, size_class * kBlockAlign);
+        return entry;
+    }
+
+    // Size bytes from the newest chunk, starting a new one when it has too
+    // little left (what it has left is not used).
+    void *carve_block(size_t size) {
+        if (carve_left < size) {
+            auto *chunk = static_cast<Chunk *>(stg_malloc(next_chunk));
+            if (chunk == nullptr) return nullptr;
+            *chunk = Chunk{chunks, next_chunk};
+            chunks = chunk;
+            carve = reinterpret_cast<char *>(chunk) + kChunkHeader;
+            carve_left = next_chunk - kChunkHeader;
+            ASAN_POISON_MEMORY_REGION(carve, carve_left);
+            if (next_chunk < kMaxChunk) next_chunk = next_chunk * 2 < kMaxChunk ? next_chunk * 2 : kMaxChunk;
+        }
+        void *block = carve;
+        carve += size;
+        carve_left -= size;
+        ASAN_UNPOISON_MEMORY_REGION(block, size);
+        return block;
+    }
+
+    void free_chunks() {
+        while (chunks != nullptr) {
+            Chunk *next = chunks->next;
+            ASAN_UNPOISON_MEMORY_REGION(chunks, chunks->size);
+            stg_free(chunks);
+            chunks = next;
+        }
+    }
 };
 
 TBS_EXTERN_C_BEGIN
@@ -128,7 +246,9 @@ hash_table_t *hash_str_create(size_t size_hint, size_t data_size, int flags) {
     auto *table = static_cast<hash_table_t *>(stg_malloc(sizeof(hash_table_t)));
     if (table == nullptr) return nullptr;
     size_t capacity = capacity_for(size_hint);
-    *table = hash_table_t{new_slots(capacity), capacity, 0, flags == HASH_STR_REENTER, nullptr, 0, false};
+    *table = hash_table_t{
+        new_slots(capacity),         capacity, 0, flags == HASH_STR_REENTER, nullptr, 0, false, nullptr, nullptr, 0,
+        first_chunk_size(size_hint), {},       0};
     if (table->slots == nullptr) {
         stg_free(table);
         return nullptr;
@@ -148,10 +268,8 @@ int hash_str_enter(hash_table_t *table, const char *key, const char **key_out, v
         return 0;
     }
     if (!table->reserve_one()) return 1;
-    auto *entry = static_cast<Entry *>(stg_malloc(sizeof(Entry) + wanted.size() + 1));
+    Entry *entry = table->new_entry(wanted.size());
     if (entry == nullptr) return 1;
-    entry->data = nullptr;
-    entry->length = wanted.size();
     std::memcpy(entry->key(), key, wanted.size() + 1);
     table->place(Slot{hash, entry});
     ++table->count;
@@ -179,7 +297,7 @@ int hash_str_free(hash_table_t *table, const char *key, const char **key_out, vo
     Entry *entry = table->slots[found].entry;
     table->erase_at(found);
     --table->count;
-    stg_free(table->removed);
+    table->release(table->removed);
     table->removed = entry;
     hand_out(entry, key_out, data_slot_out);
     return 1;
@@ -203,13 +321,46 @@ int hash_str_next(hash_table_t *table, hash_iterator_t *iterator, const char **k
     return 1;
 }
 
+void hash_str_prefetch(const hash_table_t *table, const char *const *keys, size_t count) {
+    if (table == nullptr || keys == nullptr) return;
+    // Two passes per group: the first starts fetching every home slot, the
+    // second reads them (by then mostly at hand) and starts fetching the entry
+    // a home slot holds when its hash is the key's, key and all. A key about
+    // to be entered thus costs the fetch of its slot only.
+    constexpr size_t kGroup = 32;
+    size_t hashes[kGroup];
+    for (size_t start = 0; start < count; start += kGroup) {
+        size_t group = count - start < kGroup ? count - start : kGroup;
+        for (size_t i = 0; i < group; ++i) {
+            const char *key = keys[start + i];
+            if (key == nullptr) continue;
+            hashes[i] = hash_of(key);
+            __builtin_prefetch(&table->slots[hashes[i] & table->mask()]);
+        }
+        for (size_t i = 0; i < group; ++i) {
+            if (keys[start + i] == nullptr) continue;
+            const Slot &home = table->slots[hashes[i] & table->mask()];
+            if (home.entry == nullptr || home.hash != hashes[i]) continue;
+            const char *block = reinterpret_cast<const char *>(home.entry);
+            for (size_t line = 0; line < sizeof(Entry) + std::strlen(keys[start + i]) + 1; line += kCacheLine)
+                __builtin_prefetch(block + line);
+        }
+    }
+}
+
 size_t hash_str_count(const hash_table_t *table) { return table == nullptr ? 0 : table->count; }
 
 void hash_delete_ht(hash_table_t **table) {
     if (table == nullptr || *table == nullptr) return;
     hash_table_t *doomed = *table;
-    for (size_t i = 0; i < doomed->capacity; ++i) stg_free(doomed->slots[i].entry);
-    stg_free(doomed->removed);
+    // Pooled blocks go with their chunks; only blocks of their own are freed
+    // one by one.
+    doomed->release(doomed->removed);
+    for (size_t i = 0; i < doomed->capacity && doomed->own_blocks > 0; ++i) {
+        Entry *entry = doomed->slots[i].entry;
+        if (entry != nullptr && entry->size_class == 0) doomed->release(entry);
+    }
+    doomed->free_chunks();
     stg_free(doomed->slots);
     stg_free(doomed);
     *table = nullptr;

@@ -28,28 +28,30 @@ TBS_API hash_table_t *hash_str_create(size_t size_hint, size_t data_size, int fl
  * pointer may be null. Non-zero when storage is exhausted, when the table or
  * key is null, or when the key is present in a table made with
  * HASH_STR_UNIQUE. */
-TBS_API int hash_str_enter(hash_table_t *table, const char *key, const char **key_out,
-                           void ***data_slot_out);
+TBS_API int hash_str_enter(hash_table_t *table, const char *key, const char **key_out, void ***data_slot_out);
 
 /* Non-zero when key is present; then *key_out and *data_slot_out (either may
  * be null) receive the table's key and the entry's slot. */
-TBS_API int hash_str_lookup(hash_table_t *table, const char *key, const char **key_out,
-                            void ***data_slot_out);
+TBS_API int hash_str_lookup(hash_table_t *table, const char *key, const char **key_out, void ***data_slot_out);
 
 /* Removes key. Non-zero when it was present; then *key_out and *data_slot_out
  * (either may be null) receive the removed key and its slot, which stay
  * readable until the next hash_str_enter or hash_str_free on the table, or its
  * deletion. Zero when the key is not there. */
-TBS_API int hash_str_free(hash_table_t *table, const char *key, const char **key_out,
-                          void ***data_slot_out);
+TBS_API int hash_str_free(hash_table_t *table, const char *key, const char **key_out, void ***data_slot_out);
 
 /* Visits the entries in the table's own order. Start with *iterator = 0 and
  * call until the result is zero (no entry left); each non-zero result hands
  * out one entry. One walk at a time per table; entering or removing a key
  * ends the walk in progress. */
 typedef unsigned long hash_iterator_t;
-TBS_API int hash_str_next(hash_table_t *table, hash_iterator_t *iterator, const char **key_out,
-                          void ***data_slot_out);
+TBS_API int hash_str_next(hash_table_t *table, hash_iterator_t *iterator, const char **key_out, void ***data_slot_out);
+
+/* A hint that the count keys (null ones are passed over) are about to be
+ * looked up, entered or removed: starts fetching the memory that will read,
+ * so that the misses of a large table overlap instead of coming one after
+ * the other. Changes nothing; a null table or array is left alone. */
+TBS_API void hash_str_prefetch(const hash_table_t *table, const char *const *keys, size_t count);
 
 /* Number of keys in the table (0 for a null table). */
 TBS_API size_t hash_str_count(const hash_table_t *table);
