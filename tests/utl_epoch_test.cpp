@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <map>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -10,6 +12,7 @@
 #include "pxinfo_utl_epoch.h"
 #include "pxinfo_utl_selector.h"
 #include "stg.h"
+#include "tbs.h"
 #include "tbs_uuid.h"
 #include "test_support.h"
 
@@ -73,8 +76,8 @@ Outcome compare(const Row &packet, const Row &target, Calls *calls = nullptr,
     Outcome outcome = {TBS_ST_OK, -1};
     pxinfo_miscompare_functor_t functor = calls != nullptr ? calls->functor() : pxinfo_miscompare_functor_t{};
     outcome.status = pxinfo_epoch_row_compare(static_cast<unsigned>(packet.size()), packet.data(),
-                                              static_cast<unsigned>(target.size()), target.data(), excluded,
-                                              functor, &outcome.result);
+                                              static_cast<unsigned>(target.size()), target.data(), excluded, functor,
+                                              &outcome.result);
     return outcome;
 }
 
@@ -112,8 +115,11 @@ TEST(EpochRowCompare, ResultsAndMiscompareCalls) {
         {"less", row({{'A', 5}, {'B', 3}}), row({{'A', 5}, {'B', 4}}), PXINFO_EPOCH_CMP_LESS, {}},
         {"greater", row({{'A', 5}, {'B', 5}}), row({{'A', 5}, {'B', 4}}), PXINFO_EPOCH_CMP_GREATER, {{1, 1}}},
         {"mixed", row({{'A', 5}, {'B', 3}}), row({{'A', 4}, {'B', 4}}), PXINFO_EPOCH_CMP_MIXED, {{0, 0}}},
-        {"mixed, every replica ahead still reported", row({{'A', 3}, {'B', 6}, {'C', 6}}),
-         row({{'A', 4}, {'B', 5}, {'C', 5}}), PXINFO_EPOCH_CMP_MIXED, {{1, 1}, {2, 2}}},
+        {"mixed, every replica ahead still reported",
+         row({{'A', 3}, {'B', 6}, {'C', 6}}),
+         row({{'A', 4}, {'B', 5}, {'C', 5}}),
+         PXINFO_EPOCH_CMP_MIXED,
+         {{1, 1}, {2, 2}}},
         {"packet-only replica at 0", row({{'A', 5}, {'C', 0}}), row({{'A', 5}}), PXINFO_EPOCH_CMP_EQUAL, {}},
         {"packet-only replica ahead", row({{'A', 5}, {'C', 7}}), row({{'A', 5}}), PXINFO_EPOCH_CMP_GREATER, {{1, -1}}},
         {"target-only replica ahead", row({{'A', 5}}), row({{'A', 5}, {'C', 9}}), PXINFO_EPOCH_CMP_LESS, {}},
@@ -153,8 +159,7 @@ TEST(EpochRowCompare, OnlyUnmatchedReplicasAreTracedAsUnknownOrNew) {
 TEST(EpochRowCompare, TheExcludedReplicaIsIgnoredInBothRows) {
     pxinfo_selector_t b = replica('B');
     Calls calls;
-    EXPECT_EQ(PXINFO_EPOCH_CMP_EQUAL,
-              compare(row({{'A', 5}, {'B', 9}}), row({{'A', 5}, {'B', 1}}), &calls, &b).result);
+    EXPECT_EQ(PXINFO_EPOCH_CMP_EQUAL, compare(row({{'A', 5}, {'B', 9}}), row({{'A', 5}, {'B', 1}}), &calls, &b).result);
     EXPECT_EQ(PXINFO_EPOCH_CMP_EQUAL, compare(row({{'A', 5}}), row({{'B', 1}, {'A', 5}}), &calls, &b).result);
     EXPECT_TRUE(calls.seen.empty());
     pxinfo_selector_t none = {};  // a null selector excludes nothing
@@ -227,8 +232,9 @@ TEST(EpochRowCompare, ExhaustedStorageGivesNoMemoryOrInvalidArgAndLeaksNothing) 
     size_t points = pxtest::sweep_allocation_failures(
         [&] { return (outcome = compare(packet, target)).status; },
         [&](tbs_status_t status, unsigned long nth) {
-            // The table and its buckets first; then indexing the target row.
-            EXPECT_EQ(nth <= 2 ? TBS_ST_NO_MEMORY : TBS_ST_INVALID_ARG, status) << nth;
+            // The table, its slots and the array of target epochs first;
+            // then indexing the target row.
+            EXPECT_EQ(nth <= 3 ? TBS_ST_NO_MEMORY : TBS_ST_INVALID_ARG, status) << nth;
         });
     EXPECT_GE(points, 4u);
     EXPECT_EQ(PXINFO_EPOCH_CMP_MIXED, outcome.result);
@@ -255,6 +261,134 @@ TEST(EpochRowCompare, FineTracesGiveEachStepOfTheComparison) {
     pxtest::CapturedMessages quieter(4, "pxinfo");
     compare(packet, target);
     EXPECT_TRUE(detail_traces(quieter).empty()) << joined(detail_traces(quieter));
+}
+
+// ---- Long rows ----------------------------------------------------------------
+
+// Rows longer than the comparison's look-ahead: replica n of vault family 1,
+// for n up to 65535.
+pxinfo_selector_t numbered_replica(unsigned n) {
+    pxinfo_selector_t selector;
+    tbs_uuid_t vault = oid(1), rep = oid(0);
+    rep.bytes[1] = static_cast<unsigned char>(n >> 8);
+    rep.bytes[2] = static_cast<unsigned char>(n);
+    pxinfo_new_vault_selector(&rep, &vault, &selector);
+    return selector;
+}
+
+Row numbered_row(const std::vector<std::pair<unsigned, pxinfo_epoch_num_t>> &columns) {
+    Row entries;
+    for (const auto &column : columns) {
+        pxinfo_epoch_row_entry_t entry = {};
+        entry.epoch = column.second;
+        entry.replica = numbered_replica(column.first);
+        entries.push_back(entry);
+    }
+    return entries;
+}
+
+TEST(EpochRowCompare, LongRowsAgreeWithAReplicaByReplicaModel) {
+    std::mt19937 random(11);
+    for (int round = 0; round < 40; ++round) {
+        SCOPED_TRACE(round);
+        // Replicas 0..299, each in either row or both, some listed twice in
+        // the packet row, epochs mostly equal.
+        std::vector<std::pair<unsigned, pxinfo_epoch_num_t>> packet_columns, target_columns;
+        for (unsigned n = 0; n < 300; ++n) {
+            pxinfo_epoch_num_t epoch = random() % 5;
+            unsigned where = random() % 40;
+            if (where != 0) packet_columns.emplace_back(n, where == 1 && round % 4 != 0 ? epoch + 1 : epoch);
+            if (where != 1 || round % 2 == 0) target_columns.emplace_back(n, where == 2 ? epoch + 1 : epoch);
+            if (where == 3) packet_columns.emplace_back(n, epoch);
+        }
+        std::shuffle(packet_columns.begin(), packet_columns.end(), random);
+        std::shuffle(target_columns.begin(), target_columns.end(), random);
+        Row packet = numbered_row(packet_columns), target = numbered_row(target_columns);
+
+        // The model: match each packet entry with the first unmatched target
+        // entry of its replica, in row order.
+        std::map<unsigned, size_t> unmatched;
+        for (size_t i = 0; i < target_columns.size(); ++i) unmatched[target_columns[i].first] = i;
+        bool ahead = false, behind = false;
+        std::vector<std::pair<const pxinfo_epoch_row_entry_t *, const pxinfo_epoch_row_entry_t *>> expected_calls;
+        for (size_t i = 0; i < packet_columns.size(); ++i) {
+            auto partner = unmatched.find(packet_columns[i].first);
+            const pxinfo_epoch_row_entry_t *target_entry = nullptr;
+            if (partner != unmatched.end()) {
+                target_entry = &target[partner->second];
+                unmatched.erase(partner);
+            }
+            int32_t difference = static_cast<int32_t>(packet[i].epoch - (target_entry ? target_entry->epoch : 0));
+            if (difference > 0) expected_calls.emplace_back(&packet[i], target_entry);
+            ahead |= difference > 0;
+            behind |= difference < 0;
+        }
+        for (const auto &left : unmatched) behind |= target[left.second].epoch != 0;
+        int expected = ahead && behind ? PXINFO_EPOCH_CMP_MIXED
+                       : ahead         ? PXINFO_EPOCH_CMP_GREATER
+                       : behind        ? PXINFO_EPOCH_CMP_LESS
+                                       : PXINFO_EPOCH_CMP_EQUAL;
+        Calls calls;
+        Outcome outcome = compare(packet, target, &calls);
+        EXPECT_EQ(TBS_ST_OK, outcome.status);
+        EXPECT_EQ(expected, outcome.result);
+        EXPECT_EQ(expected_calls, calls.seen);
+    }
+}
+
+TEST(EpochRowCompare, ALongWalkStopsWhereItFailsAndReportsNothingBeyond) {
+    // Every packet entry is ahead; the callback fails at the 20th call, and
+    // entry 25 names no replica: the walk ends at the callback, so entry 25
+    // is never reached and logs no internal error.
+    std::vector<std::pair<unsigned, pxinfo_epoch_num_t>> columns;
+    for (unsigned n = 0; n < 40; ++n) columns.emplace_back(n, 1);
+    Row packet = numbered_row(columns), target = numbered_row(columns);
+    for (auto &entry : packet) entry.epoch = 2;
+    packet[25].replica.type = static_cast<pxinfo_component_type_t>(7);
+    struct FailingAt20 : Calls {
+        static tbs_status_t record(const pxinfo_epoch_row_entry_t *p, const pxinfo_epoch_row_entry_t *t, void *c) {
+            auto *calls = static_cast<FailingAt20 *>(c);
+            calls->seen.emplace_back(p, t);
+            return calls->seen.size() == 20 ? 77 : TBS_ST_OK;
+        }
+    } calls;
+    int result = -1;
+    unsigned long internal_errors = tbs_int_error_count();
+    EXPECT_EQ(77u, pxinfo_epoch_row_compare(40, packet.data(), 40, target.data(), nullptr,
+                                            {&FailingAt20::record, &calls}, &result));
+    EXPECT_EQ(20u, calls.seen.size());
+    EXPECT_EQ(&packet[19], calls.seen.back().first);
+    EXPECT_EQ(internal_errors, tbs_int_error_count());
+
+    // Without the failing callback the walk reaches entry 25: 1072, one
+    // internal error, and the callback was called for every entry before it.
+    Calls all;
+    EXPECT_EQ(TBS_ST_INVALID_ARG, compare(packet, target, &all).status);
+    EXPECT_EQ(25u, all.seen.size());
+    EXPECT_EQ(internal_errors + 1, tbs_int_error_count());
+}
+
+TEST(EpochRowCompare, WithEntryTracesEachKeyIsFormedAtItsTurn) {
+    std::vector<std::pair<unsigned, pxinfo_epoch_num_t>> columns;
+    for (unsigned n = 0; n < 30; ++n) columns.emplace_back(n, n);
+    Row packet = numbered_row(columns), target = numbered_row(columns);
+    pxtest::CapturedMessages messages(5, "pxinfo");
+    EXPECT_EQ(PXINFO_EPOCH_CMP_EQUAL, compare(packet, target).result);
+    // Walking the packet row, each entry's key is formed right before its
+    // result is combined: one text form between two combination lines.
+    std::string sequence;
+    for (const auto &line : messages.with_severity(8)) {
+        if (line.text.rfind("into pxinfo_selector_to_str", 0) == 0) sequence += 'k';
+        if (line.text.rfind("given overall result", 0) == 0) sequence += 'g';
+    }
+    EXPECT_EQ(
+        std::string(30, 'k') +
+            [] {
+                std::string walk;
+                for (int i = 0; i < 30; ++i) walk += "kg";
+                return walk;
+            }(),
+        sequence);
 }
 
 // ---- Copy, free, null row ---------------------------------------------------

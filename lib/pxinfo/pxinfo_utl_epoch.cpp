@@ -4,7 +4,10 @@
 // The comparison indexes the target row in a hash table keyed by each
 // replica's full text form, then walks the packet row removing what it
 // matches, so that what stays in the table is what only the target lists.
-// It costs time linear in the two rows.
+// It costs time linear in the two rows. For rows too large for the caches, it
+// keeps the target epochs in an array of their own (an entry is 832 bytes,
+// an epoch 4) and walks the packet row a few entries ahead of itself, so that
+// the table's misses for those entries overlap.
 #include <cstring>
 
 #include "hash.h"
@@ -54,13 +57,19 @@ class RowComparison {
           excluded_(pxinfo_selector_is_null(excluded) ? nullptr : excluded),
           functor_(functor),
           result_(result) {}
-    ~RowComparison() { hash_delete_ht(&table_); }
+    ~RowComparison() {
+        hash_delete_ht(&table_);
+        stg_free(target_epochs_);
+    }
     RowComparison(const RowComparison &) = delete;
     RowComparison &operator=(const RowComparison &) = delete;
 
-    bool create_table(unsigned size_hint) {
-        table_ = hash_str_create(size_hint, sizeof(const Entry *), HASH_STR_UNIQUE);
-        return table_ != nullptr;
+    // The table and the array of target epochs; false when storage is
+    // exhausted.
+    bool create_table(unsigned target_count) {
+        table_ = hash_str_create(target_count, sizeof(const Entry *), HASH_STR_UNIQUE);
+        target_epochs_ = static_cast<pxinfo_epoch_num_t *>(stg_malloc(sizeof(pxinfo_epoch_num_t) * target_count));
+        return table_ != nullptr && target_epochs_ != nullptr;
     }
     tbs_status_t index_target(unsigned count, const Entry *entries);
     tbs_status_t walk_packet(unsigned count, const Entry *entries);
@@ -72,45 +81,91 @@ class RowComparison {
     }
     // The entry's key, its replica's full text form; null when it has none.
     const char *key_of(const Entry &entry) { return pxinfo_selector_to_str(&entry.replica, key_); }
+    // The epoch of the target entry the table handed out.
+    pxinfo_epoch_num_t target_epoch(const Entry *target) const { return target_epochs_[target - target_entries_]; }
+    template <typename Visit>
+    tbs_status_t walk_with_keys(unsigned count, const Entry *entries, Visit visit);
+    tbs_status_t match_packet_entry(const Entry &entry, const char *key);
 
     const pxinfo::TraceScope &scope_;
     const pxinfo_selector_t *excluded_;
     pxinfo_miscompare_functor_t functor_;
     int *result_;
     hash_table_t *table_ = nullptr;
+    const Entry *target_entries_ = nullptr;
+    pxinfo_epoch_num_t *target_epochs_ = nullptr;
     char key_[PXINFO_SELECTOR_STR_SIZE];
+    // The keys of the entries visited now and next.
+    static constexpr unsigned kLookahead = 8;
+    char ahead_[2][kLookahead][PXINFO_SELECTOR_STR_SIZE];
 };
 
-tbs_status_t RowComparison::index_target(unsigned count, const Entry *entries) {
-    for (unsigned i = 0; i < count; ++i) {
-        if (excluded(entries[i])) continue;
-        const char *key = key_of(entries[i]);
-        void **slot = nullptr;
-        if (key == nullptr || hash_str_enter(table_, key, nullptr, &slot) != 0) return TBS_ST_INVALID_ARG;
-        *slot = const_cast<Entry *>(&entries[i]);
+// Visits every entry but the excluded one, in order, with its key. Entries
+// are taken in groups: the keys of the next group are formed and handed to
+// the table as a hint while this group is visited, so that the table's misses
+// for the next group overlap with this group's work. Keys are formed ahead
+// quietly; an entry without one, and every entry while entry and exit traces
+// are wanted, has its key formed again at its turn by pxinfo_selector_to_str,
+// so that its trace lines and internal error come where they belong.
+template <typename Visit>
+tbs_status_t RowComparison::walk_with_keys(unsigned count, const Entry *entries, Visit visit) {
+    bool form_ahead = !pxinfo::trace_gate(pxinfo::kTraceEntryExit);
+    const char *keys[2][kLookahead] = {};
+    auto form_group = [&](unsigned start) {
+        unsigned group = count - start < kLookahead ? count - start : kLookahead;
+        unsigned half = (start / kLookahead) % 2;
+        for (unsigned i = 0; i < group; ++i)
+            keys[half][i] = pxinfo::selector_text(&entries[start + i].replica, ahead_[half][i]);
+        hash_str_prefetch(table_, keys[half], group);
+    };
+    if (form_ahead && count > 0) form_group(0);
+    for (unsigned start = 0; start < count; start += kLookahead) {
+        unsigned group = count - start < kLookahead ? count - start : kLookahead;
+        if (form_ahead && start + kLookahead < count) form_group(start + kLookahead);
+        const char *const *ahead = keys[(start / kLookahead) % 2];
+        for (unsigned i = 0; i < group; ++i) {
+            const Entry &entry = entries[start + i];
+            if (excluded(entry)) continue;
+            const char *key = ahead[i] != nullptr ? ahead[i] : key_of(entry);
+            if (key == nullptr) return TBS_ST_INVALID_ARG;
+            tbs_status_t status = visit(entry, key);
+            if (status != TBS_ST_OK) return status;
+        }
     }
     return TBS_ST_OK;
 }
 
-tbs_status_t RowComparison::walk_packet(unsigned count, const Entry *entries) {
-    for (unsigned i = 0; i < count; ++i) {
-        const Entry &entry = entries[i];
-        if (excluded(entry)) continue;
-        const char *key = key_of(entry);
-        if (key == nullptr) return TBS_ST_INVALID_ARG;
+tbs_status_t RowComparison::index_target(unsigned count, const Entry *entries) {
+    target_entries_ = entries;
+    return walk_with_keys(count, entries, [this](const Entry &entry, const char *key) {
         void **slot = nullptr;
-        const Entry *partner = nullptr;
-        if (hash_str_free(table_, key, nullptr, &slot) != 0)
-            partner = static_cast<const Entry *>(*slot);
-        else
-            pxinfo::trace_detail(pxinfo::kTraceFine, "Replica %s is not known by the target replica\n", key);
-        int current = compare_epochs(entry.epoch, partner != nullptr ? partner->epoch : 0);
-        if (current == PXINFO_EPOCH_CMP_GREATER && functor_.handle_miscompare != nullptr) {
-            tbs_status_t status = functor_.handle_miscompare(&entry, partner, functor_.context);
-            if (status != TBS_ST_OK) return PXINFO_FAIL_OP(scope_, status, "functor.handle_miscompare");
-        }
-        combine_traced(result_, current);
+        if (hash_str_enter(table_, key, nullptr, &slot) != 0) return TBS_ST_INVALID_ARG;
+        *slot = const_cast<Entry *>(&entry);
+        target_epochs_[&entry - target_entries_] = entry.epoch;
+        return TBS_ST_OK;
+    });
+}
+
+tbs_status_t RowComparison::walk_packet(unsigned count, const Entry *entries) {
+    return walk_with_keys(count, entries,
+                          [this](const Entry &entry, const char *key) { return match_packet_entry(entry, key); });
+}
+
+// Takes the entry's partner out of the table, compares their epochs, calls
+// the functor when the packet is ahead and folds the result in.
+tbs_status_t RowComparison::match_packet_entry(const Entry &entry, const char *key) {
+    void **slot = nullptr;
+    const Entry *partner = nullptr;
+    if (hash_str_free(table_, key, nullptr, &slot) != 0)
+        partner = static_cast<const Entry *>(*slot);
+    else
+        pxinfo::trace_detail(pxinfo::kTraceFine, "Replica %s is not known by the target replica\n", key);
+    int current = compare_epochs(entry.epoch, partner != nullptr ? target_epoch(partner) : 0);
+    if (current == PXINFO_EPOCH_CMP_GREATER && functor_.handle_miscompare != nullptr) {
+        tbs_status_t status = functor_.handle_miscompare(&entry, partner, functor_.context);
+        if (status != TBS_ST_OK) return PXINFO_FAIL_OP(scope_, status, "functor.handle_miscompare");
     }
+    combine_traced(result_, current);
     return TBS_ST_OK;
 }
 
@@ -121,7 +176,7 @@ void RowComparison::walk_target_only() {
     while (hash_str_next(table_, &iterator, &key, &slot) != 0) {
         const Entry *entry = static_cast<const Entry *>(*slot);
         pxinfo::trace_detail(pxinfo::kTraceFine, "Replica %s is new in target replica.\n ", key);
-        combine_traced(result_, compare_epochs(0, entry->epoch));
+        combine_traced(result_, compare_epochs(0, target_epoch(entry)));
     }
 }
 
@@ -131,9 +186,12 @@ void RowComparison::walk_target_only() {
 bool decided_by_family(const Entry &packet_first, const Entry &target_first, int *result, tbs_status_t *status) {
     int order = pxinfo_selector_family_cmp(&packet_first.replica, &target_first.replica);
     if (order == 0) return false;
-    if (order == 1) *result = PXINFO_EPOCH_CMP_GREATER;
-    else if (order == -1) *result = PXINFO_EPOCH_CMP_LESS;
-    else *status = TBS_ST_FAILED;
+    if (order == 1)
+        *result = PXINFO_EPOCH_CMP_GREATER;
+    else if (order == -1)
+        *result = PXINFO_EPOCH_CMP_LESS;
+    else
+        *status = TBS_ST_FAILED;
     return true;
 }
 
@@ -152,8 +210,7 @@ tbs_status_t pxinfo_epoch_row_compare(unsigned packet_count, const pxinfo_epoch_
     // An empty row names no family, so only two listed rows are checked.
     if (packet_count > 0 && target_count > 0) {
         tbs_status_t status = TBS_ST_OK;
-        if (decided_by_family(packet_entries[0], target_entries[0], result, &status))
-            return PXINFO_FAIL(scope, status);
+        if (decided_by_family(packet_entries[0], target_entries[0], result, &status)) return PXINFO_FAIL(scope, status);
     }
     pxinfo::trace_detail(pxinfo::kTraceFine,
                          "%d rows in packet epoch row table and %d rows in target replica epoch row table.\n",

@@ -52,6 +52,34 @@ tbs_status_t read_bb_field(const pxinfo::TraceScope &scope, const pxinfo_selecto
 
 }  // namespace
 
+namespace pxinfo {
+
+char *selector_text(const pxinfo_selector_t *selector, char *buffer) {
+    if (selector->type == PXINFO_COMPONENT_VAULT) {
+        // "VAULT.REPLICA", the two oid texts formatted in place: this is the
+        // epoch row comparison's hash key, made twice per replica.
+        constexpr size_t kOidLength = TBS_UUID_STR_SIZE - 1;
+        static_assert(2 * TBS_UUID_STR_SIZE <= PXINFO_SELECTOR_STR_SIZE, "a vault selector text fits");
+        tbs_oid_to_str(&selector->u.vault.vault_oid, buffer);
+        buffer[kOidLength] = '.';
+        tbs_oid_to_str(&selector->u.vault.replica_oid, buffer + kOidLength + 1);
+        return buffer;
+    }
+    if (selector->type == PXINFO_COMPONENT_BB) {
+        const pxinfo_selector_bb_t &bb = selector->u.bb;
+        const char *family = terminated(bb.family);
+        const char *clan = terminated(bb.clan);
+        const char *replica_set = terminated(bb.replica_set);
+        if (family == nullptr || clan == nullptr || replica_set == nullptr ||
+            strutl_concat(buffer, PXINFO_SELECTOR_STR_SIZE, 5, family, ".", clan, ".", replica_set) != TBS_ST_OK)
+            return nullptr;
+        return buffer;
+    }
+    return nullptr;
+}
+
+}  // namespace pxinfo
+
 extern "C" {
 
 // ---- Construction ---------------------------------------------------------
@@ -119,9 +147,7 @@ void pxinfo_selector_nullify(pxinfo_selector_t *selector) {
     std::memset(selector, 0, sizeof *selector);
 }
 
-int pxinfo_selector_is_null(const pxinfo_selector_t *selector) {
-    return selector == nullptr || selector->type == 0;
-}
+int pxinfo_selector_is_null(const pxinfo_selector_t *selector) { return selector == nullptr || selector->type == 0; }
 
 pxinfo_component_type_t pxinfo_get_selector_type(const pxinfo_selector_t *selector) {
     if (selector == nullptr) return static_cast<pxinfo_component_type_t>(0);
@@ -134,27 +160,8 @@ pxinfo_component_type_t pxinfo_get_selector_type(const pxinfo_selector_t *select
 char *pxinfo_selector_to_str(const pxinfo_selector_t *selector, char *buffer) {
     pxinfo::TraceScope scope("pxinfo_selector_to_str", kSource);
     if (selector == nullptr || buffer == nullptr) return no_text(scope, __LINE__);
-    if (selector->type == PXINFO_COMPONENT_VAULT) {
-        // "VAULT.REPLICA", the two oid texts formatted in place: this is the
-        // epoch row comparison's hash key, made twice per replica.
-        constexpr size_t kOidLength = TBS_UUID_STR_SIZE - 1;
-        static_assert(2 * TBS_UUID_STR_SIZE <= PXINFO_SELECTOR_STR_SIZE, "a vault selector text fits");
-        tbs_oid_to_str(&selector->u.vault.vault_oid, buffer);
-        buffer[kOidLength] = '.';
-        tbs_oid_to_str(&selector->u.vault.replica_oid, buffer + kOidLength + 1);
-        return buffer;
-    }
-    if (selector->type == PXINFO_COMPONENT_BB) {
-        const pxinfo_selector_bb_t &bb = selector->u.bb;
-        const char *family = terminated(bb.family);
-        const char *clan = terminated(bb.clan);
-        const char *replica_set = terminated(bb.replica_set);
-        if (family == nullptr || clan == nullptr || replica_set == nullptr ||
-            strutl_concat(buffer, PXINFO_SELECTOR_STR_SIZE, 5, family, ".", clan, ".", replica_set) != TBS_ST_OK)
-            return no_text(scope, __LINE__);
-        return buffer;
-    }
-    return no_text(scope, __LINE__);
+    if (pxinfo::selector_text(selector, buffer) == nullptr) return no_text(scope, __LINE__);
+    return buffer;
 }
 
 char *pxinfo_selector_to_replica_str(const pxinfo_selector_t *selector, char *buffer) {
@@ -227,19 +234,17 @@ tbs_status_t pxinfo_selector_to_bb_clan_str(const pxinfo_selector_t *selector, c
 
 tbs_status_t pxinfo_selector_to_bb_replica_set_str(const pxinfo_selector_t *selector, char *replica_set) {
     pxinfo::TraceScope scope("pxinfo_selector_to_bb_replica_set_str", kSource);
-    return read_bb_field(scope, selector, &pxinfo_selector_bb_t::replica_set, replica_set,
-                         PXINFO_SELECTOR_NAME_SIZE);
+    return read_bb_field(scope, selector, &pxinfo_selector_bb_t::replica_set, replica_set, PXINFO_SELECTOR_NAME_SIZE);
 }
 
-tbs_status_t pxinfo_selector_to_bb_replica_set_uuid_str(const pxinfo_selector_t *selector,
-                                                        char *replica_set_uuid) {
+tbs_status_t pxinfo_selector_to_bb_replica_set_uuid_str(const pxinfo_selector_t *selector, char *replica_set_uuid) {
     pxinfo::TraceScope scope("pxinfo_selector_to_bb_replica_set_uuid_str", kSource);
     return read_bb_field(scope, selector, &pxinfo_selector_bb_t::replica_set_uuid, replica_set_uuid,
                          PXINFO_SELECTOR_UUID_SIZE);
 }
 
-tbs_status_t pxinfo_selector_to_bb_strs(const pxinfo_selector_t *selector, char *family, char *clan,
-                                        char *replica_set, char *replica_set_uuid) {
+tbs_status_t pxinfo_selector_to_bb_strs(const pxinfo_selector_t *selector, char *family, char *clan, char *replica_set,
+                                        char *replica_set_uuid) {
     pxinfo::TraceScope scope("pxinfo_selector_to_bb_strs", kSource);
     tbs_status_t status = pxinfo_selector_to_bb_family_str(selector, family);
     if (status == TBS_ST_OK) status = pxinfo_selector_to_bb_clan_str(selector, clan);

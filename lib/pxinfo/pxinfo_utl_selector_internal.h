@@ -19,6 +19,11 @@ const char *terminated(const char (&field)[N]) {
     return std::memchr(field, '\0', N) != nullptr ? field : nullptr;
 }
 
+// The full text form of pxinfo_selector_to_str without its trace lines and
+// internal-error log: buffer, or null when the selector has no text form.
+// The selector and the buffer (PXINFO_SELECTOR_STR_SIZE bytes) are present.
+char *selector_text(const pxinfo_selector_t *selector, char *buffer);
+
 }  // namespace pxinfo
 
 extern "C" {
