@@ -4,10 +4,10 @@
 // The comparison indexes the target row in a hash table keyed by each
 // replica's full text form, then walks the packet row removing what it
 // matches, so that what stays in the table is what only the target lists.
-// It costs time linear in the two rows. For rows too large for the caches, it
-// keeps the target epochs in an array of their own (an entry is 832 bytes,
-// an epoch 4) and walks the packet row a few entries ahead of itself, so that
-// the table's misses for those entries overlap.
+// It costs time linear in the two rows. So that rows too large for the
+// caches cost no more per replica than small ones, the target epochs are kept
+// in an array of their own (an entry is 832 bytes, an epoch 4), and both rows
+// are walked in groups whose keys are handed to the table a group ahead.
 #include <cstring>
 
 #include "hash.h"
@@ -83,9 +83,16 @@ class RowComparison {
     const char *key_of(const Entry &entry) { return pxinfo_selector_to_str(&entry.replica, key_); }
     // The epoch of the target entry the table handed out.
     pxinfo_epoch_num_t target_epoch(const Entry *target) const { return target_epochs_[target - target_entries_]; }
-    template <typename Visit>
-    tbs_status_t walk_with_keys(unsigned count, const Entry *entries, Visit visit);
-    tbs_status_t match_packet_entry(const Entry &entry, const char *key);
+    // A packet entry's partner in the target row, taken out of the table.
+    struct Partner {
+        const Entry *entry = nullptr;
+        bool taken = false;    // looked for already
+        bool skipped = false;  // the excluded replica
+    };
+    template <typename VisitGroup>
+    tbs_status_t walk_in_groups(unsigned count, const Entry *entries, VisitGroup visit_group);
+    const Entry *take_partner(const char *key);
+    tbs_status_t match_packet_entry(const Entry &entry, const char *key, const Entry *partner);
 
     const pxinfo::TraceScope &scope_;
     const pxinfo_selector_t *excluded_;
@@ -100,65 +107,91 @@ class RowComparison {
     char ahead_[2][kLookahead][PXINFO_SELECTOR_STR_SIZE];
 };
 
-// Visits every entry but the excluded one, in order, with its key. Entries
-// are taken in groups: the keys of the next group are formed and handed to
-// the table as a hint while this group is visited, so that the table's misses
-// for the next group overlap with this group's work. Keys are formed ahead
-// quietly; an entry without one, and every entry while entry and exit traces
-// are wanted, has its key formed again at its turn by pxinfo_selector_to_str,
-// so that its trace lines and internal error come where they belong.
-template <typename Visit>
-tbs_status_t RowComparison::walk_with_keys(unsigned count, const Entry *entries, Visit visit) {
+// Takes the entries in groups and hands each group, with the keys formed
+// for it, to visit_group. The keys of the next group are formed and handed to
+// the table as a hint before this group is visited, so that the table's
+// misses for the next group overlap with this group's work. Keys are formed
+// ahead quietly, and not at all while entry and exit traces are wanted: an
+// entry without a key formed ahead has it formed at its turn by
+// pxinfo_selector_to_str, so that its trace lines and internal error come
+// where they belong.
+template <typename VisitGroup>
+tbs_status_t RowComparison::walk_in_groups(unsigned count, const Entry *entries, VisitGroup visit_group) {
     bool form_ahead = !pxinfo::trace_gate(pxinfo::kTraceEntryExit);
     const char *keys[2][kLookahead] = {};
     auto form_group = [&](unsigned start) {
         unsigned group = count - start < kLookahead ? count - start : kLookahead;
         unsigned half = (start / kLookahead) % 2;
-        for (unsigned i = 0; i < group; ++i)
+        for (unsigned i = 0; i < group; ++i) {
+            // An entry is 832 bytes: the one a group later is fetched now.
+            if (start + i + kLookahead < count) __builtin_prefetch(&entries[start + i + kLookahead]);
             keys[half][i] = pxinfo::selector_text(&entries[start + i].replica, ahead_[half][i]);
+        }
         hash_str_prefetch(table_, keys[half], group);
     };
     if (form_ahead && count > 0) form_group(0);
     for (unsigned start = 0; start < count; start += kLookahead) {
         unsigned group = count - start < kLookahead ? count - start : kLookahead;
         if (form_ahead && start + kLookahead < count) form_group(start + kLookahead);
-        const char *const *ahead = keys[(start / kLookahead) % 2];
-        for (unsigned i = 0; i < group; ++i) {
-            const Entry &entry = entries[start + i];
-            if (excluded(entry)) continue;
-            const char *key = ahead[i] != nullptr ? ahead[i] : key_of(entry);
-            if (key == nullptr) return TBS_ST_INVALID_ARG;
-            tbs_status_t status = visit(entry, key);
-            if (status != TBS_ST_OK) return status;
-        }
+        tbs_status_t status = visit_group(entries + start, group, keys[(start / kLookahead) % 2]);
+        if (status != TBS_ST_OK) return status;
     }
     return TBS_ST_OK;
 }
 
 tbs_status_t RowComparison::index_target(unsigned count, const Entry *entries) {
     target_entries_ = entries;
-    return walk_with_keys(count, entries, [this](const Entry &entry, const char *key) {
-        void **slot = nullptr;
-        if (hash_str_enter(table_, key, nullptr, &slot) != 0) return TBS_ST_INVALID_ARG;
-        *slot = const_cast<Entry *>(&entry);
-        target_epochs_[&entry - target_entries_] = entry.epoch;
+    return walk_in_groups(count, entries, [this](const Entry *group, unsigned size, const char *const *ahead) {
+        for (unsigned i = 0; i < size; ++i) {
+            if (excluded(group[i])) continue;
+            const char *key = ahead[i] != nullptr ? ahead[i] : key_of(group[i]);
+            void **slot = nullptr;
+            if (key == nullptr || hash_str_enter(table_, key, nullptr, &slot) != 0) return TBS_ST_INVALID_ARG;
+            *slot = const_cast<Entry *>(&group[i]);
+            target_epochs_[&group[i] - target_entries_] = group[i].epoch;
+        }
         return TBS_ST_OK;
     });
 }
 
+// Each group in two passes: first the partners of the entries whose keys were
+// formed ahead are taken out of the table and their epochs fetched, then every
+// entry is matched in order. Taking a partner out early changes nothing a
+// caller sees: the table is the comparison's own, a duplicate replica still
+// finds its partner taken by the first of its entries, and a walk that ends
+// early deletes the table anyway.
 tbs_status_t RowComparison::walk_packet(unsigned count, const Entry *entries) {
-    return walk_with_keys(count, entries,
-                          [this](const Entry &entry, const char *key) { return match_packet_entry(entry, key); });
+    return walk_in_groups(count, entries, [this](const Entry *group, unsigned size, const char *const *ahead) {
+        Partner partners[kLookahead];
+        for (unsigned i = 0; i < size; ++i) {
+            partners[i].skipped = excluded(group[i]);
+            if (partners[i].skipped || ahead[i] == nullptr) continue;
+            partners[i].entry = take_partner(ahead[i]);
+            partners[i].taken = true;
+            if (partners[i].entry != nullptr) __builtin_prefetch(&target_epochs_[partners[i].entry - target_entries_]);
+        }
+        for (unsigned i = 0; i < size; ++i) {
+            if (partners[i].skipped) continue;
+            const char *key = ahead[i] != nullptr ? ahead[i] : key_of(group[i]);
+            if (key == nullptr) return TBS_ST_INVALID_ARG;
+            if (!partners[i].taken) partners[i].entry = take_partner(key);
+            tbs_status_t status = match_packet_entry(group[i], key, partners[i].entry);
+            if (status != TBS_ST_OK) return status;
+        }
+        return TBS_ST_OK;
+    });
 }
 
-// Takes the entry's partner out of the table, compares their epochs, calls
-// the functor when the packet is ahead and folds the result in.
-tbs_status_t RowComparison::match_packet_entry(const Entry &entry, const char *key) {
+// Takes the target entry of key out of the table; null when there is none.
+const Entry *RowComparison::take_partner(const char *key) {
     void **slot = nullptr;
-    const Entry *partner = nullptr;
-    if (hash_str_free(table_, key, nullptr, &slot) != 0)
-        partner = static_cast<const Entry *>(*slot);
-    else
+    return hash_str_free(table_, key, nullptr, &slot) != 0 ? static_cast<const Entry *>(*slot) : nullptr;
+}
+
+// Compares the entry's epoch with its partner's (0 when it has none), calls
+// the functor when the packet is ahead and folds the result in.
+tbs_status_t RowComparison::match_packet_entry(const Entry &entry, const char *key, const Entry *partner) {
+    if (partner == nullptr)
         pxinfo::trace_detail(pxinfo::kTraceFine, "Replica %s is not known by the target replica\n", key);
     int current = compare_epochs(entry.epoch, partner != nullptr ? target_epoch(partner) : 0);
     if (current == PXINFO_EPOCH_CMP_GREATER && functor_.handle_miscompare != nullptr) {
@@ -186,12 +219,9 @@ void RowComparison::walk_target_only() {
 bool decided_by_family(const Entry &packet_first, const Entry &target_first, int *result, tbs_status_t *status) {
     int order = pxinfo_selector_family_cmp(&packet_first.replica, &target_first.replica);
     if (order == 0) return false;
-    if (order == 1)
-        *result = PXINFO_EPOCH_CMP_GREATER;
-    else if (order == -1)
-        *result = PXINFO_EPOCH_CMP_LESS;
-    else
-        *status = TBS_ST_FAILED;
+    if (order == 1) *result = PXINFO_EPOCH_CMP_GREATER;
+    else if (order == -1) *result = PXINFO_EPOCH_CMP_LESS;
+    else *status = TBS_ST_FAILED;
     return true;
 }
 
