@@ -107,9 +107,9 @@ void epoch_compare_library(benchmark::State &state) {
     const Rows &rows = rows_of(static_cast<uint32_t>(state.range(0)));
     for (auto _ : state) {
         int result = 0;
-        tbs_status_t status = pxinfo_epoch_row_compare(
-            static_cast<unsigned>(rows.packet.size()), rows.packet.data(), static_cast<unsigned>(rows.target.size()),
-            rows.target.data(), nullptr, pxinfo_miscompare_functor_t{}, &result);
+        tbs_status_t status = pxinfo_epoch_row_compare(static_cast<unsigned>(rows.packet.size()), rows.packet.data(),
+                                                       static_cast<unsigned>(rows.target.size()), rows.target.data(),
+                                                       nullptr, pxinfo_miscompare_functor_t{}, &result);
         if (status != TBS_ST_OK || result != PXINFO_EPOCH_CMP_MIXED) {
             state.SkipWithError("unexpected comparison");
             break;
@@ -130,8 +130,18 @@ void epoch_compare_baseline(benchmark::State &state) {
     }
 }
 
-BENCHMARK(epoch_compare_library)->Name("epoch_row_compare/library")->Arg(1000)->Arg(10000)->Arg(100000)->Unit(bench::kUnit);
-BENCHMARK(epoch_compare_baseline)->Name("epoch_row_compare/baseline")->Arg(1000)->Arg(10000)->Arg(100000)->Unit(bench::kUnit);
+BENCHMARK(epoch_compare_library)
+    ->Name("epoch_row_compare/library")
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Unit(bench::kUnit);
+BENCHMARK(epoch_compare_baseline)
+    ->Name("epoch_row_compare/baseline")
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Unit(bench::kUnit);
 
 }  // namespace
 

@@ -38,8 +38,9 @@ void family_sync_status_library(benchmark::State &state) {
 
 void family_sync_status_baseline(benchmark::State &state) {
     encode_decode_free<xdr_gx_family_sync_status>(
-        state, bench::baseline_record<xdr_pxinfo_family_sync_status_t, xdr_gx_family_sync_status, gx_family_sync_status>(
-                   bench::records().family_sync));
+        state,
+        bench::baseline_record<xdr_pxinfo_family_sync_status_t, xdr_gx_family_sync_status, gx_family_sync_status>(
+            bench::records().family_sync));
 }
 
 void packet_info_library(benchmark::State &state) {
@@ -48,7 +49,8 @@ void packet_info_library(benchmark::State &state) {
 
 void packet_info_baseline(benchmark::State &state) {
     encode_decode_free<xdr_gx_packet_info>(
-        state, bench::baseline_record<xdr_pxinfo_packet_info_t, xdr_gx_packet_info, gx_packet_info>(bench::records().packet));
+        state,
+        bench::baseline_record<xdr_pxinfo_packet_info_t, xdr_gx_packet_info, gx_packet_info>(bench::records().packet));
 }
 
 BENCHMARK(family_sync_status_library)->Name("records_family_sync_status/library")->Unit(bench::kUnit);

@@ -72,12 +72,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
             std::string written;
             if (!write_records(records, &written)) fail("a pair that reads does not write");
             Records again;
-            if (read_records(reinterpret_cast<const uint8_t *>(written.data()), written.size(), 0, &again) !=
-                TBS_ST_OK)
+            if (read_records(reinterpret_cast<const uint8_t *>(written.data()), written.size(), 0, &again) != TBS_ST_OK)
                 fail("a written pair does not read");
             std::string rewritten;
-            if (!write_records(again, &rewritten) || rewritten != written)
-                fail("a pair read back writes other bytes");
+            if (!write_records(again, &rewritten) || rewritten != written) fail("a pair read back writes other bytes");
         }
     }
     if (stg_live_block_count() != live_before) fail("blocks left after releasing the records");

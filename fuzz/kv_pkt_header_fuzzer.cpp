@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "imsg.h"
-#include "pxinfo_kv_pkt.h"
 #include "packet_checksum.h"
+#include "pxinfo_kv_pkt.h"
 #include "stg.h"
 
 namespace {
@@ -46,8 +46,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     tbs_status_t status = pxinfo_kv_pkt_read_header(file, &xdrs, 0, &major, &header);
     xdr_destroy(&xdrs);
     if (status != TBS_ST_OK && (header.targets != nullptr || header.replicas != nullptr ||
-                                header.aux_string != nullptr || header.target_count != 0 ||
-                                header.replica_count != 0))
+                                header.aux_string != nullptr || header.target_count != 0 || header.replica_count != 0))
         fail("a failed read leaves parts of a header behind");
     pxinfo_free_kv_pkt_hdr(&header);
 

@@ -31,10 +31,8 @@ inline void set_checksum(std::vector<uint8_t> *bytes) {
         kind = {"", &with_extra<pxinfo_kv_pkt_header_2_t, &xdr_pxinfo_kv_pkt_header_2_t>,
                 sizeof(pxinfo_kv_pkt_header_2_t)};
     else if (layout == PXINFO_KV_PKT_HEADER_TYPE_3)
-        kind = {"", &with_extra<pxinfo_kv_pkt_header_t, &xdr_pxinfo_kv_pkt_header_t>,
-                sizeof(pxinfo_kv_pkt_header_t)};
-    else
-        return;
+        kind = {"", &with_extra<pxinfo_kv_pkt_header_t, &xdr_pxinfo_kv_pkt_header_t>, sizeof(pxinfo_kv_pkt_header_t)};
+    else return;
     RecordBuffer record(kind.size);
     size_t used = 0;
     const bool whole = decode_record(kind, bytes->data() + 8, bytes->size() - 8, record.get(), &used);

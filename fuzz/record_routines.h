@@ -35,9 +35,12 @@ template <typename T, bool_t (*Routine)(XDR *, T *)>
 bool_t without_extra(XDR *xdrs, void *record, int) {
     return Routine(xdrs, static_cast<T *>(record));
 }
-inline bool_t uuid_text(XDR *xdrs, void *record, int) { return xdr_pxinfo_uuid_str_t(xdrs, static_cast<char *>(record)); }
+inline bool_t uuid_text(XDR *xdrs, void *record, int) {
+    return xdr_pxinfo_uuid_str_t(xdrs, static_cast<char *>(record));
+}
 
-#define PXFUZZ_RECORD(type) {"xdr_" #type, &with_extra<type, &xdr_##type>, sizeof(type)}
+#define PXFUZZ_RECORD(type) \
+    { "xdr_" #type, &with_extra<type, &xdr_##type>, sizeof(type) }
 
 inline const std::vector<RecordRoutine> &record_routines() {
     static const std::vector<RecordRoutine> routines = {
@@ -131,8 +134,7 @@ class RecordBuffer {
 // Returns whether the routine succeeded; *used receives the bytes it read.
 // What decoding allocated stays in record, to be released with xdr_ez_free
 // whatever the outcome.
-inline bool decode_record(const RecordRoutine &kind, const uint8_t *data, size_t size, void *record,
-                          size_t *used) {
+inline bool decode_record(const RecordRoutine &kind, const uint8_t *data, size_t size, void *record, size_t *used) {
     // The XDR memory stream wants a writable buffer; decoding never writes it.
     std::vector<char> copy(data, data + size);
     XDR xdrs;

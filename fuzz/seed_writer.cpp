@@ -60,7 +60,7 @@ void filler_destroy(XDR *) {}
 bool_t filler_control(XDR *, int, void *) { return FALSE; }
 
 const XDR::xdr_ops kFillerOps = {filler_getlong, filler_putlong, filler_getbytes, filler_putbytes, filler_getpos,
-                                   filler_setpos,  filler_inline,  filler_destroy,  filler_control};
+                                 filler_setpos,  filler_inline,  filler_destroy,  filler_control};
 
 // The encoding of a record decoded from filler of the given value; false when
 // the kind refuses such a record.
@@ -112,11 +112,10 @@ int write_record_seeds(int count, char **directories) {
         }
         if (seeds.empty()) std::fprintf(stderr, "%s: no seed\n", kind.name);
         for (const auto &seed : seeds) {
-            const std::string file = (number < 10 ? "0" : "") + std::to_string(number) + "-" + (kind.name + 4) + "-" +
-                                     seed.first;
+            const std::string file =
+                (number < 10 ? "0" : "") + std::to_string(number) + "-" + (kind.name + 4) + "-" + seed.first;
             for (int i = 0; i < count; ++i) {
-                if (!write_seed(std::string(directories[i]) + "/" + file, static_cast<uint8_t>(number),
-                                seed.second)) {
+                if (!write_seed(std::string(directories[i]) + "/" + file, static_cast<uint8_t>(number), seed.second)) {
                     std::perror(directories[i]);
                     return 1;
                 }
@@ -171,10 +170,13 @@ int write_header_seeds(const char *directory) {
         {uuid_of(0x10), alpha}, {uuid_of(0x20), empty}, {uuid_of(0x30), nullptr}, {uuid_of(0x40), four}};
     pxinfo_kv_pkt_rep_desc_t replicas[2] = {{uuid_of(0x50), 11, 19, -5},
                                             {uuid_of(0x60), 0xFFFFFFF0u, 0x80000001u, 0x7FFFFFFF}};
-    pxinfo_kv_pkt_header_t header = {0, uuid_of(1), uuid_of(2), 4, 2, -3, 42, 7, uuid_of(3), uuid_of(4), uuid_of(5),
-                                     static_cast<pxinfo_compress_type_t>(4), 0xDEADBEEFu, 9,
-                                     static_cast<pxinfo_kv_oplog_descriptor_type_t>(2), targets, 2, replicas, 1234,
-                                     text};
+    pxinfo_kv_pkt_header_t header = {0,           uuid_of(1), uuid_of(2),
+                                     4,           2,          -3,
+                                     42,          7,          uuid_of(3),
+                                     uuid_of(4),  uuid_of(5), static_cast<pxinfo_compress_type_t>(4),
+                                     0xDEADBEEFu, 9,          static_cast<pxinfo_kv_oplog_descriptor_type_t>(2),
+                                     targets,     2,          replicas,
+                                     1234,        text};
     int written = 0;
     for (int version : {0, 5, 6, 7, 71}) {
         header.minor_version = version == 71 ? 1 : 0;

@@ -21,12 +21,10 @@ namespace {
 std::vector<std::string> words_of(const char *line) {
     int error = -1;
     cl_handle_t *h = cl_parse_line(line, &error);
-    if (h == nullptr)
-        return {"!" + std::to_string(error)};
+    if (h == nullptr) return {"!" + std::to_string(error)};
     EXPECT_EQ(CL_E_OK, error);
     std::vector<std::string> words;
-    while (const char *w = cl_getarg(h))
-        words.push_back(w);
+    while (const char *w = cl_getarg(h)) words.push_back(w);
     EXPECT_EQ(CL_E_OK, cl_errno(h));
     EXPECT_EQ(static_cast<int>(words.size()), cl_argcount(h));
     cl_destroy(&h);
@@ -162,8 +160,7 @@ TEST(Lists, InsertKeepsOrderAndRemoveRelinks) {
     EXPECT_TRUE(llist_d_is_empty(&head));
     EXPECT_EQ(std::vector<int>{}, walk(head));
     Item items[4] = {{1, {}}, {2, {}}, {3, {}}, {0, {}}};
-    for (int i = 0; i < 3; ++i)
-        llist_d_insert(&head, &items[i], &items[i].link, LLIST_D_TAIL);
+    for (int i = 0; i < 3; ++i) llist_d_insert(&head, &items[i], &items[i].link, LLIST_D_TAIL);
     llist_d_insert(&head, &items[3], &items[3].link, LLIST_D_FRONT);
     EXPECT_FALSE(llist_d_is_empty(&head));
     EXPECT_EQ((std::vector<int>{0, 1, 2, 3}), walk(head));

@@ -198,7 +198,8 @@ TEST(Status, ErrnoConversionAndTexts) {
 TEST(Directories, JoinTheNameToTheConfiguredDirectory) {
     char buffer[256];
     setenv("PXINFO_CONFIG_DIR", "/tmp/cfg", 1);
-    EXPECT_STREQ("/tmp/cfg/services/gm_log.conf", tbs_product_config_dir("services/gm_log.conf", buffer, sizeof buffer));
+    EXPECT_STREQ("/tmp/cfg/services/gm_log.conf",
+                 tbs_product_config_dir("services/gm_log.conf", buffer, sizeof buffer));
     unsetenv("PXINFO_CONFIG_DIR");
     EXPECT_STREQ("/var/opt/quenta/config/x", tbs_product_config_dir("x", buffer, sizeof buffer));
     unsetenv("PXINFO_LOG_DIR");

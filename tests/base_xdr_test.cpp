@@ -64,13 +64,11 @@ bool_t xdr_composite(XDR *xdrs, void *record, int extra) {
     auto *c = static_cast<Composite *>(record);
     return xdr_tbs_uuid_t(xdrs, &c->id, extra) && xdr_tbs_name_t(xdrs, c->name, extra) &&
            xdr_tbs_hostname_t(xdrs, c->host, extra) && xdr_ez_string8(xdrs, &c->text, kUnbounded) &&
-           xdr_ez_array(xdrs, reinterpret_cast<void **>(&c->items), &c->item_count, kMaxItems,
-                        sizeof(Item), xdr_item, extra) &&
-           xdr_ez_pointer(xdrs, reinterpret_cast<void **>(&c->optional), sizeof(Item), xdr_item,
-                          extra) &&
-           xdr_ez_vector(xdrs, c->pair, 2, sizeof(Item), xdr_item, extra) &&
-           xdr_ks_uint32_t(xdrs, &c->word, extra) && xdr_ks_off64_t(xdrs, &c->offset, extra) &&
-           xdr_timeval(xdrs, &c->when);
+           xdr_ez_array(xdrs, reinterpret_cast<void **>(&c->items), &c->item_count, kMaxItems, sizeof(Item), xdr_item,
+                        extra) &&
+           xdr_ez_pointer(xdrs, reinterpret_cast<void **>(&c->optional), sizeof(Item), xdr_item, extra) &&
+           xdr_ez_vector(xdrs, c->pair, 2, sizeof(Item), xdr_item, extra) && xdr_ks_uint32_t(xdrs, &c->word, extra) &&
+           xdr_ks_off64_t(xdrs, &c->offset, extra) && xdr_timeval(xdrs, &c->when);
 }
 
 // The sample record and its encoding.
@@ -97,18 +95,18 @@ struct Sample {
 
 const Bytes kSampleWire = {
     0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88, 0x99, 0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff,
-    0, 0, 0, 4, 'n', 'a', 'm', 'e',                      // name
-    0, 0, 0, 2, 'h', '1', 0, 0,                          // host
-    0, 0, 0, 5, 'h', 'e', 'l', 'l', 'o', 0, 0, 0,        // text
-    0, 0, 0, 2,                                          // item count
-    0, 0, 0, 1, 0, 0, 0, 1, 'a', 0, 0, 0,                // {1, "a"}
-    0, 0, 0, 2, 0, 0, 0, 0,                              // {2, null}
-    0, 0, 0, 1, 0, 0, 0, 3, 0, 0, 0, 3, 'x', 'y', 'z', 0,  // present {3, "xyz"}
-    0, 0, 0, 4, 0, 0, 0, 0,                              // {4, ""}
-    0, 0, 0, 5, 0, 0, 0, 4, 'a', 'b', 'c', 'd',          // {5, "abcd"}
-    0xde, 0xad, 0xbe, 0xef,                              // word
-    0, 0, 0, 1, 0, 0, 0, 2,                              // offset, high word first
-    0xff, 0xff, 0xff, 0xfe, 0x00, 0x07, 0xa1, 0x20,      // -2 s, 500000 us
+    0,    0,    0,    4,    'n',  'a',  'm',  'e',                                                // name
+    0,    0,    0,    2,    'h',  '1',  0,    0,                                                  // host
+    0,    0,    0,    5,    'h',  'e',  'l',  'l',  'o',  0,    0,    0,                          // text
+    0,    0,    0,    2,                                                                          // item count
+    0,    0,    0,    1,    0,    0,    0,    1,    'a',  0,    0,    0,                          // {1, "a"}
+    0,    0,    0,    2,    0,    0,    0,    0,                                                  // {2, null}
+    0,    0,    0,    1,    0,    0,    0,    3,    0,    0,    0,    3,    'x',  'y',  'z',  0,  // present {3, "xyz"}
+    0,    0,    0,    4,    0,    0,    0,    0,                                                  // {4, ""}
+    0,    0,    0,    5,    0,    0,    0,    4,    'a',  'b',  'c',  'd',                        // {5, "abcd"}
+    0xde, 0xad, 0xbe, 0xef,                                                                       // word
+    0,    0,    0,    1,    0,    0,    0,    2,     // offset, high word first
+    0xff, 0xff, 0xff, 0xfe, 0x00, 0x07, 0xa1, 0x20,  // -2 s, 500000 us
 };
 
 // --- streams ----------------------------------------------------------------
@@ -128,8 +126,7 @@ template <typename Code>
 bool decode(const Bytes &wire, Code code) {
     Bytes copy = wire;  // the stream's buffer must not be read past its end
     XDR xdrs;
-    xdrmem_create(&xdrs, reinterpret_cast<char *>(copy.data()), static_cast<u_int>(copy.size()),
-                  XDR_DECODE);
+    xdrmem_create(&xdrs, reinterpret_cast<char *>(copy.data()), static_cast<u_int>(copy.size()), XDR_DECODE);
     bool ok = code(&xdrs);
     xdr_destroy(&xdrs);
     return ok;
@@ -318,17 +315,16 @@ TEST(XdrHostileDecode, LimitsAcceptTheLargestAllowedSize) {
     // array: both are allocated, then fail for want of data and release it.
     char *text = nullptr;
     unsigned long allocations = stg_allocation_count();
-    EXPECT_FALSE(decode(words({XDR_EZ_MAX_ALLOC - 1, 0}),
-                        [&](XDR *x) { return xdr_ez_string8(x, &text, kUnbounded); }));
+    EXPECT_FALSE(
+        decode(words({XDR_EZ_MAX_ALLOC - 1, 0}), [&](XDR *x) { return xdr_ez_string8(x, &text, kUnbounded); }));
     EXPECT_EQ(allocations + 1, stg_allocation_count());
     EXPECT_EQ(nullptr, text);
 
     void *blocks = nullptr;
     u_int count = 0;
     allocations = stg_allocation_count();
-    EXPECT_FALSE(decode(words({64, 1}), [&](XDR *x) {
-        return xdr_ez_array(x, &blocks, &count, kUnbounded, 1u << 20, xdr_item, 0);
-    }));
+    EXPECT_FALSE(decode(words({64, 1}),
+                        [&](XDR *x) { return xdr_ez_array(x, &blocks, &count, kUnbounded, 1u << 20, xdr_item, 0); }));
     EXPECT_EQ(allocations + 1, stg_allocation_count());
     EXPECT_EQ(nullptr, blocks);
 }

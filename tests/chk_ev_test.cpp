@@ -14,7 +14,10 @@ constexpr const char *kAllowed = "KORVANE_PRINT_WIN32_STATUS";
 
 class GenerateEnvList : public ::testing::Test {
   protected:
-    void SetUp() override { area_ = stg_create_area(0); ASSERT_NE(area_, nullptr); }
+    void SetUp() override {
+        area_ = stg_create_area(0);
+        ASSERT_NE(area_, nullptr);
+    }
     void TearDown() override {
         stg_delete_area(&area_);
         unsetenv(kAllowed);

@@ -224,8 +224,7 @@ const std::vector<SweptRow> &swept_rows() {
          [](World &w) {
              static const char text[] = "  \"quoted word\" plain\n";
              w.stream = fmemopen(const_cast<char *>(text), sizeof text - 1, "r");
-             return pxinfo_shp_ord_get_next_line(w.stream, kFile, 1, sizeof w.line, w.line, &w.line_number,
-                                                 &w.handle);
+             return pxinfo_shp_ord_get_next_line(w.stream, kFile, 1, sizeof w.line, w.line, &w.line_number, &w.handle);
          },
          [](World &w, tbs_status_t status) {
              EXPECT_EQ(TBS_ST_FAILED, status);
@@ -254,8 +253,7 @@ const std::vector<SweptRow> &swept_rows() {
              EXPECT_EQ(nullptr, w.header.aux_string);
              EXPECT_EQ(0, w.header.target_count);
          }},
-        {"pxinfo_get_file_type",
-         [](World &w) { return pxinfo_get_file_type(w.packet_path.c_str(), &w.file_type); },
+        {"pxinfo_get_file_type", [](World &w) { return pxinfo_get_file_type(w.packet_path.c_str(), &w.file_type); },
          [](World &w, tbs_status_t status) {
              // An unreadable header makes the file one of no known kind (the
              // quiet read prints nothing); the shipping-order reader then
@@ -296,9 +294,9 @@ const std::vector<SweptRow> &swept_rows() {
              // Both entries, one call each, then the end of the search.
              int indicator = 0;
              for (int step = 0; step < 3; ++step) {
-                 tbs_status_t status = rgy_findbyuuid_entry(RGY_CLASS_REPLICA, 0, RGY_KEY_UUID, sizeof w.registered,
-                                                            &w.registered, &w.cursor, RGY_FETCH_ENTRY, &w.entry,
-                                                            &indicator);
+                 tbs_status_t status =
+                     rgy_findbyuuid_entry(RGY_CLASS_REPLICA, 0, RGY_KEY_UUID, sizeof w.registered, &w.registered,
+                                          &w.cursor, RGY_FETCH_ENTRY, &w.entry, &indicator);
                  if (status != TBS_ST_OK) return status;
              }
              return w.cursor == nullptr ? TBS_ST_OK : TBS_ST_FAILED;
@@ -372,12 +370,12 @@ const std::vector<SweptRow> &swept_rows() {
              std::remove(log_path().c_str());
              tbs_uuid_t family = TBS_UUID_NULL;
              family.bytes[0] = 0x11;
-             pxinfo_log_gm_sync_entry(family, "tag", family, "importer", family, "exporter", "packet.pkt",
-                                      w.source_row, w.source_row, PXINFO_SYNC_EXPORT, nullptr, TBS_ST_OK);
+             pxinfo_log_gm_sync_entry(family, "tag", family, "importer", family, "exporter", "packet.pkt", w.source_row,
+                                      w.source_row, PXINFO_SYNC_EXPORT, nullptr, TBS_ST_OK);
              // Without the record buffer the record is still written whole.
              const std::string text = text_of(log_path());
-             const std::string ending = "\ndirection: export\nerror: " + std::string(tbs_strerror(TBS_ST_OK)) +
-                                        "\n*****\n\n";
+             const std::string ending =
+                 "\ndirection: export\nerror: " + std::string(tbs_strerror(TBS_ST_OK)) + "\n*****\n\n";
              bool whole = text.rfind("familu_uuid: ", 0) == 0 && text.size() > ending.size() &&
                           text.compare(text.size() - ending.size(), ending.size(), ending) == 0;
              return whole ? TBS_ST_OK : TBS_ST_FAILED;
@@ -389,6 +387,7 @@ const std::vector<SweptRow> &swept_rows() {
 
 // Allocating operations whose own tests sweep every allocation, by the test
 // file that does.
+// clang-format off
 const std::set<std::string> kSweptInTheirOwnTests = {
     // base_cl_test, base_hash_test, base_services_test (a list copies one
     // text: its single allocation), base_xdr_test
@@ -496,6 +495,7 @@ const std::set<std::string> kAllocatingNothing = {
     "xdr_pxinfokvpktbase_program_null_V1_back", "xdr_pxinfokvpktbase_program_null_V1_over",
     "xdr_pxinfo_setting_data_u",
 };
+// clang-format on
 
 // A record routine is swept by the record-decoding test when its kind is in
 // the record table; an inner routine (_s) runs inside its outer one (_t), and
@@ -603,12 +603,12 @@ TEST(RecordDecoding, EveryFailingAllocationFailsTheDecodeWithoutLeaks) {
         points += seed_points;
     }
     // The records that arrive in files from other sites are among them.
-    for (const char *name : {"xdr_pxinfo_family_epoch_status_t", "xdr_pxinfo_family_sync_status_t",
-                             "xdr_pxinfo_kv_pkt_header_0_t", "xdr_pxinfo_kv_pkt_header_2_t",
-                             "xdr_pxinfo_kv_pkt_header_t", "xdr_pxinfo_packet_info_t"})
+    for (const char *name :
+         {"xdr_pxinfo_family_epoch_status_t", "xdr_pxinfo_family_sync_status_t", "xdr_pxinfo_kv_pkt_header_0_t",
+          "xdr_pxinfo_kv_pkt_header_2_t", "xdr_pxinfo_kv_pkt_header_t", "xdr_pxinfo_packet_info_t"})
         EXPECT_EQ(1u, swept_kinds.count(name)) << name;
-    std::printf("record decoding: %zu kinds swept, %zu injection points over %zu seeds\n", swept_kinds.size(),
-                points, seeds.size());
+    std::printf("record decoding: %zu kinds swept, %zu injection points over %zu seeds\n", swept_kinds.size(), points,
+                seeds.size());
 }
 
 // The plain name of an exported symbol: C++ names are kept mangled in the

@@ -114,9 +114,13 @@ struct Family {
             s.last_status = i == 0 ? 1033 : -i;
             s.status_value = static_cast<pxinfo_sync_status_value_t>(2 + i);
             for (int32_t j = 0; j < i; ++j) {
-                attempts[i][j] = {1600000000 + j, j % 2 == 0 ? PXINFO_SYNC_EXPORT : PXINFO_SYNC_IMPORT,
-                                  static_cast<pxinfo_sync_transport_t>(3), 1, j % 2,
-                                  static_cast<uint32_t>(j + 1), infos[i][j]};
+                attempts[i][j] = {1600000000 + j,
+                                  j % 2 == 0 ? PXINFO_SYNC_EXPORT : PXINFO_SYNC_IMPORT,
+                                  static_cast<pxinfo_sync_transport_t>(3),
+                                  1,
+                                  j % 2,
+                                  static_cast<uint32_t>(j + 1),
+                                  infos[i][j]};
                 for (int32_t k = 0; k <= j; ++k) {
                     infos[i][j][k].replica = selector(k);
                     infos[i][j][k].name = const_cast<char *>(kInfoNames[k]);
@@ -142,8 +146,7 @@ struct Family {
             std::snprintf(s.u.bb.family, sizeof s.u.bb.family, "family");
             std::snprintf(s.u.bb.clan, sizeof s.u.bb.clan, "clan-%d", i);
             std::snprintf(s.u.bb.replica_set, sizeof s.u.bb.replica_set, "set%d", i);
-            std::snprintf(s.u.bb.replica_set_uuid, sizeof s.u.bb.replica_set_uuid,
-                          "0123abcd-0000-4000-8000-%012d", i);
+            std::snprintf(s.u.bb.replica_set_uuid, sizeof s.u.bb.replica_set_uuid, "0123abcd-0000-4000-8000-%012d", i);
         }
         return s;
     }
@@ -215,8 +218,8 @@ const char *const kEntryInconsistent = "inconsistent number of replica-level dat
 std::vector<std::string> rule_texts(const pxtest::CapturedMessages &m) {
     std::vector<std::string> found;
     for (const auto &line : m.with_severity(IMSG_SEV_TRACE)) {
-        for (const char *text : {kInsufficientEpoch, kCountsDiffer, kInsufficientSync, kTimestampsDiffer,
-                                 kEntryInconsistent}) {
+        for (const char *text :
+             {kInsufficientEpoch, kCountsDiffer, kInsufficientSync, kTimestampsDiffer, kEntryInconsistent}) {
             if (line.text == text) found.push_back(line.text);
         }
     }
@@ -294,8 +297,7 @@ const RuleCase kWriteRuleCases[] = {
          f.epoch.replicas[0].times = nullptr;
      },
      kTimestampsDiffer},
-    {"entry count differs with arrays present", [](Family &f) { f.epoch.replicas[2].count = 2; },
-     kEntryInconsistent},
+    {"entry count differs with arrays present", [](Family &f) { f.epoch.replicas[2].count = 2; }, kEntryInconsistent},
     {"entry without epochs", [](Family &f) { f.epoch.replicas[1].epochs = nullptr; }, kEntryInconsistent},
 };
 

@@ -63,9 +63,9 @@ TEST(KvPktMapping, UnknownFeatureLevelIsAnInternalError) {
         EXPECT_EQ(asserts + 1, pfm_assert_fail_count());
         ASSERT_EQ(2u, messages.lines().size()) << messages.dump();
         EXPECT_EQ("pxinfo_kv_pkt", messages.lines()[0].component);
-        EXPECT_EQ("internal error: No sync packet header version matches feature level " + std::to_string(level) +
-                      ".\n",
-                  messages.lines()[0].text);
+        EXPECT_EQ(
+            "internal error: No sync packet header version matches feature level " + std::to_string(level) + ".\n",
+            messages.lines()[0].text);
         EXPECT_EQ(0u, messages.lines()[1].text.find("assertion failed: FALSE (lib/pxinfo/pxinfo_kv_pkt:"));
     }
 }

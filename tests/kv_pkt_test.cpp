@@ -37,10 +37,13 @@ struct SampleHeader {
         {uuid_of(0x10), alpha}, {uuid_of(0x20), empty}, {uuid_of(0x30), nullptr}, {uuid_of(0x40), four}};
     pxinfo_kv_pkt_rep_desc_t replicas[2] = {{uuid_of(0x50), 11, 19, -5},
                                             {uuid_of(0x60), 0xFFFFFFF0u, 0x80000001u, 0x7FFFFFFF}};
-    pxinfo_kv_pkt_header_t header = {0, uuid_of(1), uuid_of(2), 4, 2, -3, 42, 7, uuid_of(3), uuid_of(4), uuid_of(5),
-                                     static_cast<pxinfo_compress_type_t>(4), 0xDEADBEEFu, 9,
-                                     static_cast<pxinfo_kv_oplog_descriptor_type_t>(2), targets, 2, replicas, 1234,
-                                     text};
+    pxinfo_kv_pkt_header_t header = {0,           uuid_of(1), uuid_of(2),
+                                     4,           2,          -3,
+                                     42,          7,          uuid_of(3),
+                                     uuid_of(4),  uuid_of(5), static_cast<pxinfo_compress_type_t>(4),
+                                     0xDEADBEEFu, 9,          static_cast<pxinfo_kv_oplog_descriptor_type_t>(2),
+                                     targets,     2,          replicas,
+                                     1234,        text};
     explicit SampleHeader(int aux = 0, int minor_version = 0) {
         header.minor_version = minor_version;
         header.aux_string = aux == 0 ? text : aux == 1 ? empty : nullptr;
@@ -62,8 +65,8 @@ std::string describe(const pxinfo_kv_pkt_header_t &h) {
     out << "minor " << h.minor_version << " source " << text_of(h.source_replica_uuid) << " family "
         << text_of(h.family_uuid) << " sync " << h.sync_type << " aux_int " << h.aux_int << "\nseq " << h.pkt_seq_num
         << " aux_count " << h.aux_count << " uuid2 " << text_of(h.aux_uuid2) << " log " << text_of(h.log_pkt_uuid)
-        << " uuid1 " << text_of(h.aux_uuid1) << " compress " << h.compress_type << " values " << h.aux_value1
-        << "," << h.aux_value2 << " oplog " << h.oplog_desc_type << "\n"
+        << " uuid1 " << text_of(h.aux_uuid1) << " compress " << h.compress_type << " values " << h.aux_value1 << ","
+        << h.aux_value2 << " oplog " << h.oplog_desc_type << "\n"
         << h.target_count << " targets:";
     for (int i = 0; h.targets != nullptr && i < h.target_count; ++i)
         out << " " << text_of(h.targets[i].replica_uuid) << "=" << text_of(h.targets[i].name);
@@ -250,10 +253,8 @@ void expect_read_refused(const Bytes &bytes, const std::string &text, int major_
         EXPECT_EQ(major_version, r.major_version);
         EXPECT_TRUE(is_all_zero(r.header)) << describe(r.header);
         EXPECT_EQ(live, stg_live_block_count());
-        if (quiet)
-            EXPECT_EQ(0u, messages.lines().size()) << messages.dump();
-        else
-            expect_single_message(messages, IMSG_SEV_ERROR, text);
+        if (quiet) EXPECT_EQ(0u, messages.lines().size()) << messages.dump();
+        else expect_single_message(messages, IMSG_SEV_ERROR, text);
     }
 }
 
@@ -321,7 +322,8 @@ TEST(KvPktWrite, RefusalsAndEncodingFailures) {
         messages.clear();
         EXPECT_EQ(TBS_ST_FAILED, pxinfo_kv_pkt_write_header(&sample.header, 7, &xdrs, &size));
         EXPECT_EQ(0u, size);
-        expect_single_message(messages, IMSG_SEV_ERROR, std::string("Error encoding xdr information (") + cut.second + ")\n");
+        expect_single_message(messages, IMSG_SEV_ERROR,
+                              std::string("Error encoding xdr information (") + cut.second + ")\n");
     }
 }
 
@@ -377,8 +379,7 @@ TEST(KvPktRead, VersionMismatchWarnsOnlyForANewerMinorOfSeven) {
             EXPECT_EQ(c[1], r.header.minor_version);
             if (c[2] && !quiet)
                 expect_single_message(messages, IMSG_SEV_WARNING, "Version mismatch, software:7.0, packet:7.1\n");
-            else
-                EXPECT_EQ(0u, messages.lines().size()) << messages.dump();
+            else EXPECT_EQ(0u, messages.lines().size()) << messages.dump();
             pxinfo_free_kv_pkt_hdr(&r.header);
         }
     }

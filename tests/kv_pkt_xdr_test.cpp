@@ -32,8 +32,7 @@ struct Sample {
     pxinfo_kv_pkt_header_2_t h2{};
     pxinfo_kv_pkt_header_3_t h3{};
 
-    Sample()
-    {
+    Sample() {
         targets[0] = {uuid_from(0x10), text("target-one")};
         targets[1] = {uuid_from(0x20), nullptr};
         reps0[0] = {uuid_from(0x30), 5};
@@ -65,8 +64,7 @@ struct Sample {
     }
 
     template <typename Header>
-    void fill_opening(Header *h)
-    {
+    void fill_opening(Header *h) {
         h->minor_version = 2;
         h->source_replica_uuid = uuid_from(0x80);
         h->family_uuid = uuid_from(0x90);
@@ -87,28 +85,23 @@ using xt::expect_same_array;
 using xt::expect_same_uuid;
 using xt::str;
 
-
-void expect_same(const pxinfo_kv_pkt_tgt_desc_t &a, const gx_tgt_desc &b)
-{
+void expect_same(const pxinfo_kv_pkt_tgt_desc_t &a, const gx_tgt_desc &b) {
     expect_same_uuid(a.replica_uuid, b.replica_uuid);
     EXPECT_EQ(str(a.name), str(b.name));
 }
 
-void expect_same(const pxinfo_kv_pkt_rep_desc_0_t &a, const gx_rep_desc_0 &b)
-{
+void expect_same(const pxinfo_kv_pkt_rep_desc_0_t &a, const gx_rep_desc_0 &b) {
     expect_same_uuid(a.replica_uuid, b.replica_uuid);
     EXPECT_EQ(a.start_epoch, b.start_epoch);
 }
 
-void expect_same(const pxinfo_kv_pkt_rep_desc_1_t &a, const gx_rep_desc_1 &b)
-{
+void expect_same(const pxinfo_kv_pkt_rep_desc_1_t &a, const gx_rep_desc_1 &b) {
     expect_same_uuid(a.replica_uuid, b.replica_uuid);
     EXPECT_EQ(a.start_epoch, b.start_epoch);
     EXPECT_EQ(a.ref_value, b.ref_value);
 }
 
-void expect_same(const pxinfo_kv_pkt_rep_desc_3_t &a, const gx_rep_desc_3 &b)
-{
+void expect_same(const pxinfo_kv_pkt_rep_desc_3_t &a, const gx_rep_desc_3 &b) {
     expect_same_uuid(a.replica_uuid, b.replica_uuid);
     EXPECT_EQ(a.start_epoch, b.start_epoch);
     EXPECT_EQ(a.end_epoch, b.end_epoch);
@@ -116,8 +109,7 @@ void expect_same(const pxinfo_kv_pkt_rep_desc_3_t &a, const gx_rep_desc_3 &b)
 }
 
 template <typename Header, typename GxHeader>
-void expect_same_opening_and_arrays(const Header &a, const GxHeader &b)
-{
+void expect_same_opening_and_arrays(const Header &a, const GxHeader &b) {
     EXPECT_EQ(a.minor_version, b.minor_version);
     expect_same_uuid(a.source_replica_uuid, b.source_replica_uuid);
     expect_same_uuid(a.family_uuid, b.family_uuid);
@@ -126,23 +118,17 @@ void expect_same_opening_and_arrays(const Header &a, const GxHeader &b)
     EXPECT_EQ(a.aux_int, b.aux_int);
     expect_same_array(a.targets, a.target_count, b.targets.targets_val, b.targets.targets_len);
     EXPECT_EQ(a.replica_count, b.replica_count);
-    expect_same_array(a.replicas, a.replica_count, b.replicas.replicas_val,
-                      b.replicas.replicas_len);
+    expect_same_array(a.replicas, a.replica_count, b.replicas.replicas_val, b.replicas.replicas_len);
 }
 
-void expect_same(const pxinfo_kv_pkt_header_0_t &a, const gx_header_0 &b)
-{
-    expect_same_opening_and_arrays(a, b);
-}
+void expect_same(const pxinfo_kv_pkt_header_0_t &a, const gx_header_0 &b) { expect_same_opening_and_arrays(a, b); }
 
-void expect_same(const pxinfo_kv_pkt_header_2_t &a, const gx_header_2 &b)
-{
+void expect_same(const pxinfo_kv_pkt_header_2_t &a, const gx_header_2 &b) {
     expect_same_opening_and_arrays(a, b);
     EXPECT_EQ(str(a.aux_string), str(b.aux_string));
 }
 
-void expect_same(const pxinfo_kv_pkt_header_3_t &a, const gx_header_3 &b)
-{
+void expect_same(const pxinfo_kv_pkt_header_3_t &a, const gx_header_3 &b) {
     expect_same_opening_and_arrays(a, b);
     EXPECT_EQ(a.pkt_seq_num, b.pkt_seq_num);
     EXPECT_EQ(a.aux_count, b.aux_count);
@@ -157,8 +143,7 @@ void expect_same(const pxinfo_kv_pkt_header_3_t &a, const gx_header_3 &b)
     EXPECT_EQ(str(a.aux_string), str(b.aux_string));
 }
 
-void expect_same(const pxinfo_kv_oplog_desc_1_t &a, const gx_oplog_desc &b)
-{
+void expect_same(const pxinfo_kv_oplog_desc_1_t &a, const gx_oplog_desc &b) {
     EXPECT_EQ(static_cast<int>(a.first_compress_type), b.first_compress_type);
     EXPECT_EQ(a.first_value, b.first_value);
     EXPECT_EQ(a.second_value, b.second_value);
@@ -167,7 +152,6 @@ void expect_same(const pxinfo_kv_oplog_desc_1_t &a, const gx_oplog_desc &b)
     EXPECT_EQ(a.second_offset, b.second_offset);
 }
 
-
 namespace {
 
 using xt::cross_check;
@@ -175,8 +159,7 @@ using xt::cross_check;
 // ---- Enumerations -----------------------------------------------------------
 
 template <auto Inner, auto Outer, typename E>
-void check_enum()
-{
+void check_enum() {
     for (int value : {0, 3, 9, -1}) {
         E v = static_cast<E>(value);
         const Bytes word = Wire().w(static_cast<uint32_t>(value));
@@ -191,31 +174,25 @@ void check_enum()
     }
 }
 
-TEST(KvPktXdrEnumerations, EveryValueIsOneWordAndRoundTrips)
-{
-    check_enum<xdr_pxinfo_kv_pkt_header_type_e, xdr_pxinfo_kv_pkt_header_type_t,
-               pxinfo_kv_pkt_header_type_t>();
-    check_enum<xdr_pxinfo_kv_pkt_major_version_e, xdr_pxinfo_kv_pkt_major_version_t,
-               pxinfo_kv_pkt_major_version_t>();
+TEST(KvPktXdrEnumerations, EveryValueIsOneWordAndRoundTrips) {
+    check_enum<xdr_pxinfo_kv_pkt_header_type_e, xdr_pxinfo_kv_pkt_header_type_t, pxinfo_kv_pkt_header_type_t>();
+    check_enum<xdr_pxinfo_kv_pkt_major_version_e, xdr_pxinfo_kv_pkt_major_version_t, pxinfo_kv_pkt_major_version_t>();
     check_enum<xdr_pxinfo_kv_oplog_descriptor_type_e, xdr_pxinfo_kv_oplog_descriptor_type_t,
                pxinfo_kv_oplog_descriptor_type_t>();
 }
 
 // ---- Descriptors ------------------------------------------------------------
 
-TEST(KvPktXdrDescriptors, GoldenBytes)
-{
+TEST(KvPktXdrDescriptors, GoldenBytes) {
     const tbs_uuid_t u = uuid_from(0x10);
     pxinfo_kv_pkt_tgt_desc_t target{u, text("abcde")};
     EXPECT_EQ(Wire().raw(u.bytes, 16).str("abcde").bytes(),
               xt::expect_round_trip<xdr_pxinfo_kv_pkt_tgt_desc_t>(&target));
     target.name = nullptr;
-    EXPECT_EQ(Wire().raw(u.bytes, 16).w(0).bytes(),
-              xt::encoded<xdr_pxinfo_kv_pkt_tgt_desc_s>(&target));
+    EXPECT_EQ(Wire().raw(u.bytes, 16).w(0).bytes(), xt::encoded<xdr_pxinfo_kv_pkt_tgt_desc_s>(&target));
 
     pxinfo_kv_pkt_rep_desc_0_t rep0{u, 7};
-    EXPECT_EQ(Wire().raw(u.bytes, 16).w(7).bytes(),
-              xt::expect_round_trip<xdr_pxinfo_kv_pkt_rep_desc_0_t>(&rep0));
+    EXPECT_EQ(Wire().raw(u.bytes, 16).w(7).bytes(), xt::expect_round_trip<xdr_pxinfo_kv_pkt_rep_desc_0_t>(&rep0));
     pxinfo_kv_pkt_rep_desc_1_t rep1{u, 7, -2};
     const Bytes rep1_wire = Wire().raw(u.bytes, 16).ws({7, 0xFFFFFFFEu});
     EXPECT_EQ(rep1_wire, xt::expect_round_trip<xdr_pxinfo_kv_pkt_rep_desc_1_t>(&rep1));
@@ -228,13 +205,10 @@ TEST(KvPktXdrDescriptors, GoldenBytes)
     EXPECT_EQ(rep3_wire, xt::encoded<xdr_pxinfo_kv_pkt_rep_desc_3_s>(&rep3));
 }
 
-TEST(KvPktXdrDescriptors, OplogDescriptorGoldenBytesAndCrossCheck)
-{
-    pxinfo_kv_oplog_desc_1_t desc{PXINFO_COMPRESS_DEFAULT, 0xFFFFFFFFu, 2,
-                                  static_cast<pxinfo_compress_type_t>(5), 0x0000000100000002LL,
-                                  -1};
-    const Bytes wire =
-        Wire().ws({1, 0xFFFFFFFFu, 2, 5, 1, 2, 0xFFFFFFFFu, 0xFFFFFFFFu}).bytes();
+TEST(KvPktXdrDescriptors, OplogDescriptorGoldenBytesAndCrossCheck) {
+    pxinfo_kv_oplog_desc_1_t desc{PXINFO_COMPRESS_DEFAULT, 0xFFFFFFFFu, 2, static_cast<pxinfo_compress_type_t>(5),
+                                  0x0000000100000002LL,    -1};
+    const Bytes wire = Wire().ws({1, 0xFFFFFFFFu, 2, 5, 1, 2, 0xFFFFFFFFu, 0xFFFFFFFFu}).bytes();
     EXPECT_EQ(wire, xt::expect_round_trip<xdr_pxinfo_kv_oplog_desc_1_t>(&desc));
     EXPECT_EQ(wire, xt::expect_sound<xdr_pxinfo_kv_oplog_desc_t>(&desc));
     EXPECT_EQ(wire, xt::encoded<xdr_pxinfo_kv_oplog_desc_1_s>(&desc));
@@ -243,8 +217,7 @@ TEST(KvPktXdrDescriptors, OplogDescriptorGoldenBytesAndCrossCheck)
 
 // ---- Header records ---------------------------------------------------------
 
-TEST(KvPktXdrHeaders, EmptyLayout3GoldenBytes)
-{
+TEST(KvPktXdrHeaders, EmptyLayout3GoldenBytes) {
     pxinfo_kv_pkt_header_3_t h{};
     h.minor_version = 1;
     h.sync_type = 2;
@@ -255,9 +228,9 @@ TEST(KvPktXdrHeaders, EmptyLayout3GoldenBytes)
     Wire wire;
     wire.w(1).raw(null_uuid.bytes, 16).raw(null_uuid.bytes, 16).ws({0, 2, 0, 1, 1});
     for (int i = 0; i < 3; ++i) wire.raw(null_uuid.bytes, 16);
-    wire.ws({1, 0, 0, 0});     // compress type, aux values, oplog descriptor type
-    wire.ws({0, 0, 0, 0});     // targets, replica count, replicas, aux_int2
-    wire.w(0);                 // the null aux_string as an empty string
+    wire.ws({1, 0, 0, 0});  // compress type, aux values, oplog descriptor type
+    wire.ws({0, 0, 0, 0});  // targets, replica count, replicas, aux_int2
+    wire.w(0);              // the null aux_string as an empty string
     EXPECT_EQ(wire.bytes(), xt::expect_round_trip<xdr_pxinfo_kv_pkt_header_3_t>(&h));
     EXPECT_EQ(wire.bytes(), xt::encoded<xdr_pxinfo_kv_pkt_header_t>(&h));
 
@@ -269,10 +242,8 @@ TEST(KvPktXdrHeaders, EmptyLayout3GoldenBytes)
     xt::release<xdr_pxinfo_kv_pkt_header_t>(&back);
 }
 
-TEST(KvPktXdrHeaders, Layout0GoldenBytes)
-{
-    const tbs_uuid_t src = uuid_from(1), fam = uuid_from(2), rep = uuid_from(3),
-                     tgt = uuid_from(4);
+TEST(KvPktXdrHeaders, Layout0GoldenBytes) {
+    const tbs_uuid_t src = uuid_from(1), fam = uuid_from(2), rep = uuid_from(3), tgt = uuid_from(4);
     pxinfo_kv_pkt_tgt_desc_t target{tgt, text("t")};
     pxinfo_kv_pkt_rep_desc_0_t replica{rep, 9};
     pxinfo_kv_pkt_header_0_t h{};
@@ -298,8 +269,7 @@ TEST(KvPktXdrHeaders, Layout0GoldenBytes)
     EXPECT_EQ(wire, xt::expect_round_trip<xdr_pxinfo_kv_pkt_header_0_t>(&h));
 }
 
-TEST(KvPktXdrHeaders, EveryLayoutRoundTrips)
-{
+TEST(KvPktXdrHeaders, EveryLayoutRoundTrips) {
     Sample s;
     xt::expect_sound<xdr_pxinfo_kv_pkt_header_0_t>(&s.h0);
     xt::expect_round_trip<xdr_pxinfo_kv_pkt_header_0_s>(&s.h0);
@@ -314,8 +284,7 @@ TEST(KvPktXdrHeaders, EveryLayoutRoundTrips)
     EXPECT_EQ(three, xt::encoded<xdr_pxinfo_kv_pkt_header_3_s>(&s.h3));
 }
 
-TEST(KvPktXdrCrossCheck, Layouts0To3AgreeWithRpcgen)
-{
+TEST(KvPktXdrCrossCheck, Layouts0To3AgreeWithRpcgen) {
     Sample s;
     cross_check<xdr_pxinfo_kv_pkt_header_0_t, xdr_gx_header_0>(&s.h0);
     cross_check<xdr_pxinfo_kv_pkt_header_2_t, xdr_gx_header_2>(&s.h2);
@@ -325,13 +294,11 @@ TEST(KvPktXdrCrossCheck, Layouts0To3AgreeWithRpcgen)
     cross_check<xdr_pxinfo_kv_pkt_header_t, xdr_gx_header_3>(&s.h3);
 }
 
-TEST(KvPktXdrGlue, NullProcedureFilters)
-{
+TEST(KvPktXdrGlue, NullProcedureFilters) {
     pxinfokvpktbase_xdr_makeprocs();
     pxinfokvpktbase_xdr_freeprocs();
     int arg = 0;
-    ASSERT_TRUE(xt::decode<xdr_pxinfokvpktbase_program_null_V1_back>(Wire().w(0x80000000u), &arg)
-                    .ok);
+    ASSERT_TRUE(xt::decode<xdr_pxinfokvpktbase_program_null_V1_back>(Wire().w(0x80000000u), &arg).ok);
     EXPECT_EQ(INT_MIN, arg);
     long result = 7;
     EXPECT_TRUE(xt::decode<xdr_pxinfokvpktbase_program_null_V1_over>(Wire().w(0), &result).ok);
@@ -343,8 +310,7 @@ TEST(KvPktXdrGlue, NullProcedureFilters)
 
 // The targets' count field comes long before their array: an array whose
 // count word is above or below it is refused, as is a negative count.
-TEST(KvPktXdrHostileInput, ArrayCountsBeyondTheirCountFields)
-{
+TEST(KvPktXdrHostileInput, ArrayCountsBeyondTheirCountFields) {
     Sample s;
     const Bytes valid = xt::encoded<xdr_pxinfo_kv_pkt_header_3_t>(&s.h3);
     const size_t target_count_at = 4 + 16 + 16;
@@ -357,8 +323,7 @@ TEST(KvPktXdrHostileInput, ArrayCountsBeyondTheirCountFields)
     xt::expect_refused<xdr_pxinfo_kv_pkt_header_3_t, pxinfo_kv_pkt_header_3_t>(
         xt::with_word(valid, target_count_at, 0xFFFFFFFFu));
     xt::expect_refused<xdr_pxinfo_kv_pkt_header_3_t, pxinfo_kv_pkt_header_3_t>(
-        xt::with_word(xt::with_word(valid, target_count_at, 0xFFFFFFFFu), targets_at,
-                      0xFFFFFFFFu));
+        xt::with_word(xt::with_word(valid, target_count_at, 0xFFFFFFFFu), targets_at, 0xFFFFFFFFu));
 
     // Replicas of layout 0: the count field just before the array.
     const Bytes zero = xt::encoded<xdr_pxinfo_kv_pkt_header_0_t>(&s.h0);
@@ -370,8 +335,7 @@ TEST(KvPktXdrHostileInput, ArrayCountsBeyondTheirCountFields)
         xt::with_word(zero, replica_count_at, 3));
 }
 
-TEST(KvPktXdrHostileInput, AllocationFailuresDuringDecodeLeakNothing)
-{
+TEST(KvPktXdrHostileInput, AllocationFailuresDuringDecodeLeakNothing) {
     Sample s;
     xt::expect_allocation_failures_clean<xdr_pxinfo_kv_pkt_header_3_t, pxinfo_kv_pkt_header_3_t>(
         xt::encoded<xdr_pxinfo_kv_pkt_header_3_t>(&s.h3));

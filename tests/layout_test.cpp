@@ -132,7 +132,8 @@ TEST(Layout, EveryRecordHasThePinnedSizeAndFieldOffsetsOnThisPlatform) {
             << "size of " << pinned.records[i].record << " on " << kThisPlatform;
     for (size_t i = 0; i < pinned.fields.size(); ++i) {
         const FieldRow &want = pinned.fields[i];
-        EXPECT_EQ(kMeasuredFields[i].offset, want.offset) << "offset of " << field_name(want) << " on " << kThisPlatform;
+        EXPECT_EQ(kMeasuredFields[i].offset, want.offset)
+            << "offset of " << field_name(want) << " on " << kThisPlatform;
         EXPECT_EQ(kMeasuredFields[i].size, want.size) << "size of " << field_name(want) << " on " << kThisPlatform;
     }
 #endif
@@ -141,6 +142,7 @@ TEST(Layout, EveryRecordHasThePinnedSizeAndFieldOffsetsOnThisPlatform) {
 // The core records of the interface are pinned on both platforms, so that a
 // table that lost records cannot pass unnoticed.
 TEST(Layout, BothTablesHoldTheInterfacesRecords) {
+    // clang-format off
     const char *const core[] = {
         "tbs_uuid_t", "imsg_msg_table_t", "pxinfo_selector_t", "pxinfo_replica_set_selector_t",
         "pxinfo_sync_job_id_pair_t", "pxinfo_replica_reference_t", "pxinfo_replica_info_t",
@@ -149,6 +151,7 @@ TEST(Layout, BothTablesHoldTheInterfacesRecords) {
         "pxinfo_packet_info_t", "pxinfo_packet_info_v6_t", "pxinfo_setting_val_t",
         "pxinfo_kv_pkt_header_3_t", "pxinfo_shp_order_t",
     };
+    // clang-format on
     const auto x86_64 = sizes_by_record(x86_64_table());
     const auto i386 = sizes_by_record(i386_table());
     for (const char *name : core) {
@@ -181,7 +184,7 @@ TEST(Layout, FixedWidthFieldsHaveOneSizeAndPlaceOnBothPlatforms) {
     const auto i386_sizes = sizes_by_record(i386_table());
     for (const auto &[record, wide] : x86_64) {
         auto it = i386.find(record);
-        if (it == i386.end() || it->second.size() != wide.size()) continue; // reported by the test above
+        if (it == i386.end() || it->second.size() != wide.size()) continue;  // reported by the test above
         const std::vector<FieldRow> &narrow = it->second;
         bool same_places = true;
         bool all_fixed = true;
@@ -199,9 +202,7 @@ TEST(Layout, FixedWidthFieldsHaveOneSizeAndPlaceOnBothPlatforms) {
                 EXPECT_EQ(narrow[i].size, 4u) << name;
                 same_places = all_fixed = false;
                 break;
-            case Kind::native:
-                same_places = all_fixed = false;
-                break;
+            case Kind::native: same_places = all_fixed = false; break;
             }
         }
         if (all_fixed) {
@@ -210,4 +211,4 @@ TEST(Layout, FixedWidthFieldsHaveOneSizeAndPlaceOnBothPlatforms) {
     }
 }
 
-} // namespace
+}  // namespace

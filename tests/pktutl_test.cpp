@@ -47,8 +47,8 @@ struct HeaderBuilder {
         for (size_t i = 0; i < target_names.size(); ++i)
             targets.push_back({uuid_of(100 + static_cast<unsigned>(i)), const_cast<char *>(target_names[i].c_str())});
         for (size_t i = 0; i < epochs.size(); ++i)
-            replicas.push_back({uuid_of(100 + static_cast<unsigned>(i)), epochs[i], epochs[i] + 5,
-                                static_cast<int32_t>(i) - 1});
+            replicas.push_back(
+                {uuid_of(100 + static_cast<unsigned>(i)), epochs[i], epochs[i] + 5, static_cast<int32_t>(i) - 1});
         std::memset(&header, 0, sizeof header);
         header.minor_version = 0;
         header.source_replica_uuid = kSource;
@@ -126,6 +126,7 @@ TEST(FileType, OrdersFilesOfNoKindAndRefusedPaths) {
         tbs_status_t status;
         int type;
         std::vector<std::string> lines;
+        // clang-format off
     } cases[] = {
         {write_text("current.ord", "# Korvane Plexion Shipping Order\n# Version 1.0\n"), TBS_ST_OK, PXINFO_FILE_SHORDER, {}},
         {write_text("older.ord", "# Quenta Shipping Order\n# Version 1.0\n"), TBS_ST_OK, PXINFO_FILE_SHORDER, {}},
@@ -142,6 +143,7 @@ TEST(FileType, OrdersFilesOfNoKindAndRefusedPaths) {
          {sync0 + ": packet version is too new.\n",
           "pxinfo_sam_pkt_check: check of \"" + sync0 + "\" failed: " + tbs_strerror(TBS_ST_INVALID_ARG) + "\n"}},
     };
+    // clang-format on
     for (const Case &c : cases) {
         SCOPED_TRACE(c.path);
         pxtest::CapturedMessages captured;

@@ -49,7 +49,10 @@ TEST(SettingInt, TypeQuerySetGetAndRefusals) {
 
 class SettingStr : public ::testing::Test {
   protected:
-    void SetUp() override { area_ = stg_create_area(0); ASSERT_NE(area_, nullptr); }
+    void SetUp() override {
+        area_ = stg_create_area(0);
+        ASSERT_NE(area_, nullptr);
+    }
     void TearDown() override { stg_delete_area(&area_); }
     stg_area_t *area_ = nullptr;
 };
@@ -108,12 +111,11 @@ TEST_F(SettingStr, ExhaustedStorageGivesNoMemory) {
 
     char marker[] = "marker";
     char *out = marker;
-    EXPECT_EQ(pxtest::sweep_allocation_failures(
-                  [&] { return pxinfo_setting_get_str_value(&v, area_, &out); },
-                  [&](tbs_status_t status, unsigned long) {
-                      EXPECT_EQ(status, TBS_ST_NO_MEMORY);
-                      EXPECT_EQ(out, marker);
-                  }),
+    EXPECT_EQ(pxtest::sweep_allocation_failures([&] { return pxinfo_setting_get_str_value(&v, area_, &out); },
+                                                [&](tbs_status_t status, unsigned long) {
+                                                    EXPECT_EQ(status, TBS_ST_NO_MEMORY);
+                                                    EXPECT_EQ(out, marker);
+                                                }),
               1u);
     EXPECT_STREQ(out, "text");
 }
@@ -149,15 +151,13 @@ TEST(SettingEq, StringRules) {
         const char *b;
         int equal;
     } cases[] = {
-        {abc1, abc2, 1},       {abc1, upper, 0},      {abc1, abcd, 0},      {abcd, abc1, 0},
-        {nullptr, nullptr, 1}, {empty1, empty1, 1},   {empty1, empty2, 0},  {empty1, nullptr, 0},
-        {nullptr, empty1, 0},  {abc1, nullptr, 0},
+        {abc1, abc2, 1},     {abc1, upper, 0},    {abc1, abcd, 0},      {abcd, abc1, 0},      {nullptr, nullptr, 1},
+        {empty1, empty1, 1}, {empty1, empty2, 0}, {empty1, nullptr, 0}, {nullptr, empty1, 0}, {abc1, nullptr, 0},
     };
     for (const Case &c : cases) {
         pxinfo_setting_val_t a = str_val(c.a);
         pxinfo_setting_val_t b = str_val(c.b);
-        EXPECT_EQ(pxinfo_setting_eq(&a, &b), c.equal)
-            << (c.a ? c.a : "(null)") << " vs " << (c.b ? c.b : "(null)");
+        EXPECT_EQ(pxinfo_setting_eq(&a, &b), c.equal) << (c.a ? c.a : "(null)") << " vs " << (c.b ? c.b : "(null)");
     }
 }
 

@@ -39,8 +39,7 @@ std::string stream_text(FILE *f) {
     std::string text;
     char buffer[4096];
     size_t n;
-    while ((n = fread(buffer, 1, sizeof buffer, f)) > 0)
-        text.append(buffer, n);
+    while ((n = fread(buffer, 1, sizeof buffer, f)) > 0) text.append(buffer, n);
     return text;
 }
 
@@ -104,8 +103,7 @@ std::string describe(const pxinfo_shp_order_t *o) {
              f->route + " " + f->destination;
     auto texts = [&](const char *name, uint32_t count, const llist_d_head_t &head) {
         d += std::string("\n") + name + " " + std::to_string(count);
-        for (auto *t : elements<pxinfo_shp_text_t>(head))
-            d += "\n  " + str(t->text);
+        for (auto *t : elements<pxinfo_shp_text_t>(head)) d += "\n  " + str(t->text);
     };
     texts("notifications", o->notification_count, o->notification_addresses);
     texts("comments", o->comment_count, o->comment_lines);
@@ -243,8 +241,7 @@ TEST_P(BadFileTest, GivesItsOneMessageAndStatusAndNoOrder) {
 
 std::string case_name(const ::testing::TestParamInfo<BadFile> &info) {
     std::string n;
-    for (const char *p = info.param.name; *p; ++p)
-        n += isalnum(static_cast<unsigned char>(*p)) ? *p : '_';
+    for (const char *p = info.param.name; *p; ++p) n += isalnum(static_cast<unsigned char>(*p)) ? *p : '_';
     return n;
 }
 
@@ -383,8 +380,7 @@ pxinfo_shp_order_t *build_order(const Shape &shape) {
         EXPECT_EQ(TBS_ST_OK, pxinfo_shp_create_destination(o, kFile, host, 1, &d));
     EXPECT_EQ(TBS_ST_OK, pxinfo_shp_create_arrival(o, kFile, "origin", 10, "t10"));
     EXPECT_EQ(TBS_ST_OK, pxinfo_shp_create_arrival(o, kFile, "hub", 11, "t11"));
-    if (shape.return_hops >= 0)
-        o->has_return_route = 1;
+    if (shape.return_hops >= 0) o->has_return_route = 1;
     for (int i = 0; i < shape.return_hops; ++i)
         EXPECT_EQ(TBS_ST_OK, pxinfo_shp_create_return(o, kFile, "hub", 20 + i, "t2"));
     EXPECT_EQ(TBS_ST_OK, pxinfo_shp_record_delivery(o, kFile, "hub", "gamma", 30, "t30"));
@@ -399,15 +395,12 @@ pxinfo_shp_order_t *build_order(const Shape &shape) {
 
 std::string expected_text(const Shape &shape) {
     std::string t = kHeader + "%IDENTIFIER " + kUuid + "\n%CREATION-DATE 1700000000 2023-11-14T22:13:20Z\n";
-    if (shape.expiration_and_class)
-        t += "%EXPIRATION-DATE 4294967295 never\n%STORAGE-CLASS gold\n";
+    if (shape.expiration_and_class) t += "%EXPIRATION-DATE 4294967295 never\n%STORAGE-CLASS gold\n";
     t += "%ORIGINAL-DATA-PATH \"/data/with space/pkt 1\"\n%LOCAL-DATA-PATH \"\"\n"
          "%DESTINATIONS\n    alpha\n    beta\n    gamma\n    delta\n"
          "%ARRIVAL-ROUTE\n    origin 10 t10\n    hub 11 t11\n";
-    if (shape.return_hops >= 0)
-        t += "%RETURN-ROUTE\n";
-    for (int i = 0; i < shape.return_hops; ++i)
-        t += "    hub " + std::to_string(20 + i) + " t2\n";
+    if (shape.return_hops >= 0) t += "%RETURN-ROUTE\n";
+    for (int i = 0; i < shape.return_hops; ++i) t += "    hub " + std::to_string(20 + i) + " t2\n";
     t += "%DELIVERIES\n    31 t31 hub alpha\n    30 t30 hub gamma\n"
          "%FAILED-ATTEMPTS\n    C 40 t40 hub beta\n    R 41 t41 origin gamma\n"
          "%NOTIFICATION-ADDRESSES\n    ops@example.com\n"
@@ -439,8 +432,7 @@ TEST_P(RoundTrip, WrittenTextMatchesTheFormatAndReadsBackEqual) {
 INSTANTIATE_TEST_SUITE_P(Shapes, RoundTrip, ::testing::Values(Shape{true, 2}, Shape{false, -1}, Shape{false, 0}),
                          [](const ::testing::TestParamInfo<Shape> &info) {
                              std::string n = info.param.expiration_and_class ? "AllSections" : "NoExpirationNorClass";
-                             if (info.param.return_hops < 0)
-                                 return n + "NoReturnRoute";
+                             if (info.param.return_hops < 0) return n + "NoReturnRoute";
                              return n + "ReturnRouteOf" + std::to_string(info.param.return_hops) + "Hops";
                          });
 
@@ -464,8 +456,8 @@ TEST(WriteOrder, StreamsThatRefuseTheOrderGiveTheirMessage) {
     const std::pair<FILE *, std::string> cases[] = {
         {fopen(path.c_str(), "r"), "unable to write to shipping order file \"" FN "\": " +
                                        std::string(tbs_strerror(tbs_errno2status(EBADF))) + "\n"},
-        {fdopen(fds[1], "w"), "Unable to flush \"" FN "\" to stable storage: " +
-                                  std::string(tbs_strerror(tbs_errno2status(EINVAL))) + "\n"},
+        {fdopen(fds[1], "w"),
+         "Unable to flush \"" FN "\" to stable storage: " + std::string(tbs_strerror(tbs_errno2status(EINVAL))) + "\n"},
     };
     pxinfo_shp_order_t *order = build_order(Shape{true, 1});
     for (const auto &c : cases) {
@@ -620,8 +612,7 @@ TEST(Storage, NewOrderFailsWithoutMessage) {
             if (status != TBS_ST_OK) {
                 EXPECT_TRUE(order == nullptr || order == reinterpret_cast<pxinfo_shp_order_t *>(8));
             }
-            if (status == TBS_ST_OK)
-                pxinfo_shp_destroy_order(&order);
+            if (status == TBS_ST_OK) pxinfo_shp_destroy_order(&order);
             return status;
         },
         [](tbs_status_t status, unsigned long) { EXPECT_EQ(TBS_ST_FAILED, status); });
@@ -688,8 +679,7 @@ TEST(Storage, DestinationIndexGrowthFailsCleanly) {
             status = pxinfo_shp_create_destination(o, kFile, host.c_str(), 1, &d);
             bool reached = stg_allocation_count() - before >= nth;
             stg_fail_allocation(0);
-            if (!reached)
-                break;
+            if (!reached) break;
             ASSERT_EQ(TBS_ST_FAILED, status);
             ASSERT_EQ(static_cast<uint32_t>(i), o->destination_count);
         }
@@ -741,7 +731,8 @@ TEST(Storage, DeliveriesInAnyOrderFindTheirOwnDestinations) {
         if (order_kind == 2) std::shuffle(sequence.begin(), sequence.end(), std::mt19937(3));
         for (int i : sequence) {
             std::string host = "h" + std::to_string(i);
-            ASSERT_EQ(TBS_ST_OK, pxinfo_shp_record_delivery(o, kFile, "r", host.c_str(), static_cast<uint32_t>(i), "d"));
+            ASSERT_EQ(TBS_ST_OK,
+                      pxinfo_shp_record_delivery(o, kFile, "r", host.c_str(), static_cast<uint32_t>(i), "d"));
             EXPECT_EQ(static_cast<uint32_t>(i), destinations[i]->delivery_time) << host;
         }
         pxtest::CapturedMessages captured;

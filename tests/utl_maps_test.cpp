@@ -61,9 +61,9 @@ TEST(ShipFileType, NamesMapToTheirTypesInAnyCase) {
     const struct {
         const char *name;
         pxinfo_file_type_t type;
-    } cases[] = {{"shorder", PXINFO_FILE_SHORDER}, {"KVCREATE", PXINFO_FILE_KVCREATE},
+    } cases[] = {{"shorder", PXINFO_FILE_SHORDER},   {"KVCREATE", PXINFO_FILE_KVCREATE},
                  {"KvUpdate", PXINFO_FILE_KVUPDATE}, {"other", PXINFO_FILE_OTHER},
-                 {"OTHER", PXINFO_FILE_OTHER}, {"oThEr", PXINFO_FILE_OTHER}};
+                 {"OTHER", PXINFO_FILE_OTHER},       {"oThEr", PXINFO_FILE_OTHER}};
     for (const auto &c : cases) {
         pxinfo_file_type_t type = static_cast<pxinfo_file_type_t>(0);
         EXPECT_EQ(TBS_ST_OK, pxinfo_str_to_ship_filetype(c.name, &type)) << c.name;

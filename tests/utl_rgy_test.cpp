@@ -145,14 +145,16 @@ TEST_F(Registry, ActiveEntryOnThisHostMakesTheReplicaLocal) {
         std::string handed_over;  // empty: none
     } cases[] = {
         {"second of two on this host",
-         {{kReplicaText, RGY_IND_ACTIVE, "far-away.invalid"}, {kReplicaText, RGY_IND_ACTIVE, own},
+         {{kReplicaText, RGY_IND_ACTIVE, "far-away.invalid"},
+          {kReplicaText, RGY_IND_ACTIVE, own},
           {kVaultText, RGY_IND_ACTIVE, "other-uuid.invalid"}},
-         1, own},
+         1,
+         own},
         {"local, then remote",
          {{kReplicaText, RGY_IND_ACTIVE, "localhost"}, {kReplicaText, RGY_IND_ACTIVE, "far-away.invalid"}},
-         1, "far-away.invalid"},
-        {"inactive on this host",
-         {{kReplicaText, 0, own}, {kReplicaText, RGY_IND_ACTIVE, "far-away.invalid"}}, 0, ""},
+         1,
+         "far-away.invalid"},
+        {"inactive on this host", {{kReplicaText, 0, own}, {kReplicaText, RGY_IND_ACTIVE, "far-away.invalid"}}, 0, ""},
         {"unknown replica", {{kVaultText, RGY_IND_ACTIVE, own}}, 0, ""},
     };
     const pxinfo_selector_t selector = vault_selector();
@@ -187,9 +189,9 @@ TEST_F(Registry, BbSelectorGivesInvalidArgWithTheOidReadersMessage) {
     EXPECT_EQ(nullptr, entry);
     EXPECT_TRUE(printed(messages, IMSG_SEV_ERROR, "Internal error in pxinfo_selector_to_replica_oid.\n"))
         << messages.dump();
-    EXPECT_TRUE(printed(messages, IMSG_SEV_TRACE,
-                        "operation 'pxinfo_selector_to_replica_oid' failed: " +
-                            std::string(tbs_strerror(TBS_ST_INVALID_ARG)) + ".\n"))
+    EXPECT_TRUE(printed(
+        messages, IMSG_SEV_TRACE,
+        "operation 'pxinfo_selector_to_replica_oid' failed: " + std::string(tbs_strerror(TBS_ST_INVALID_ARG)) + ".\n"))
         << messages.dump();
 }
 
@@ -240,8 +242,8 @@ TEST_F(Registry, ExhaustedStorageGivesNoMemoryWithoutLeaks) {
 }
 
 TEST_F(Registry, FileEntriesComeBeforeTestEntries) {
-    write_registry(std::string("# replicas of this site\n\n") + kReplicaText + " 1 first.invalid\n" +
-                   "  " + kVaultText + "\t1\tvault.invalid\n" + upper(kReplicaText) + " 0 retired.invalid\n");
+    write_registry(std::string("# replicas of this site\n\n") + kReplicaText + " 1 first.invalid\n" + "  " +
+                   kVaultText + "\t1\tvault.invalid\n" + upper(kReplicaText) + " 0 retired.invalid\n");
     add(kReplicaText, RGY_IND_ACTIVE, "added.invalid");
     const tbs_uuid_t key = uuid_of(kReplicaText);
     rgy_cursor_t *cursor = nullptr;
@@ -254,9 +256,9 @@ TEST_F(Registry, FileEntriesComeBeforeTestEntries) {
         if (cursor == nullptr) break;
         found.emplace_back(indicator, entry_host(entry));
     }
-    EXPECT_EQ((std::vector<std::pair<int, std::string>>{
-                  {1, "first.invalid"}, {0, "retired.invalid"}, {1, "added.invalid"}}),
-              found);
+    EXPECT_EQ(
+        (std::vector<std::pair<int, std::string>>{{1, "first.invalid"}, {0, "retired.invalid"}, {1, "added.invalid"}}),
+        found);
     const char *uuid_text = nullptr;
     ASSERT_EQ(TBS_ST_OK, rgy_getstring_from_entry_const(entry, RGY_ATTR_UUID, &uuid_text));
     EXPECT_STREQ(kReplicaText, uuid_text);

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "pxinfo_utl_selector.h"
 #include "pfm.h"
 #include "pxinfo_utl_jobid.h"
+#include "pxinfo_utl_selector.h"
 #include "pxinfo_utl_selector_internal.h"
 #include "tbs.h"
 #include "tbs_uuid.h"
@@ -68,20 +68,19 @@ TEST(SelectorConstruction, VaultTakesTheReplicaFirstAndBbChecksBeforeSettingType
     pxtest::CapturedMessages messages;
     pxinfo_selector_t target = typeless();
     // An empty text is refused before anything is written.
-    EXPECT_EQ(1u, internal_errors([&] {
-        EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_new_bb_selector("f", "c", "r", "", &target));
-    }));
+    EXPECT_EQ(1u, internal_errors(
+                      [&] { EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_new_bb_selector("f", "c", "r", "", &target)); }));
     EXPECT_EQ(7, target.type);
     EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_new_bb_selector("f", nullptr, "r", "u", &target));
     EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_new_bb_selector("f", "c", "r", "u", nullptr));
     // A text that does not fit fails after the type is set.
     std::string long_family(300, 'f');
     EXPECT_EQ(1u, internal_errors([&] {
-        EXPECT_EQ(TBS_ST_FAILED, pxinfo_new_bb_selector(long_family.c_str(), "c", "r", "u", &target));
-    }));
+                  EXPECT_EQ(TBS_ST_FAILED, pxinfo_new_bb_selector(long_family.c_str(), "c", "r", "u", &target));
+              }));
     EXPECT_EQ(PXINFO_COMPONENT_BB, target.type);
-    EXPECT_EQ(TBS_ST_OK, pxinfo_new_bb_selector(std::string(255, 'f').c_str(), "c", "r",
-                                                std::string(50, 'u').c_str(), &target));
+    EXPECT_EQ(TBS_ST_OK,
+              pxinfo_new_bb_selector(std::string(255, 'f').c_str(), "c", "r", std::string(50, 'u').c_str(), &target));
     EXPECT_EQ(TBS_ST_FAILED, pxinfo_new_bb_selector("f", "c", "r", std::string(51, 'u').c_str(), &target));
     EXPECT_NE(std::string::npos, messages.dump().find("Internal error in pxinfo_new_bb_selector.\n"));
 }
@@ -109,7 +108,7 @@ TEST(SelectorConstruction, ReplicaSetSelectorsAndTheirExtraction) {
 
 TEST(SelectorInspection, NullTypeAndNullify) {
     pxinfo_selector_t selector = typeless();
-    EXPECT_FALSE(pxinfo_selector_is_null(&selector));  // type 7 is not null...
+    EXPECT_FALSE(pxinfo_selector_is_null(&selector));   // type 7 is not null...
     EXPECT_EQ(0, pxinfo_get_selector_type(&selector));  // ...but has no type
     EXPECT_TRUE(pxinfo_selector_is_null(nullptr));
     EXPECT_EQ(0, pxinfo_get_selector_type(nullptr));
@@ -162,11 +161,11 @@ TEST(SelectorText, SelectorsWithoutANameGiveNoText) {
     pxtest::CapturedMessages messages;
     for (const pxinfo_selector_t *selector : {&nulled, &seven, &unterminated}) {
         EXPECT_EQ(4u, internal_errors([&] {
-            EXPECT_EQ(nullptr, pxinfo_selector_to_str(selector, text));
-            EXPECT_EQ(nullptr, pxinfo_selector_to_replica_str(selector, text));
-            EXPECT_EQ(nullptr, pxinfo_selector_to_family_str(selector, text));
-            EXPECT_EQ(nullptr, pxinfo_selector_to_family_dstr(selector, text));
-        }));
+                      EXPECT_EQ(nullptr, pxinfo_selector_to_str(selector, text));
+                      EXPECT_EQ(nullptr, pxinfo_selector_to_replica_str(selector, text));
+                      EXPECT_EQ(nullptr, pxinfo_selector_to_family_str(selector, text));
+                      EXPECT_EQ(nullptr, pxinfo_selector_to_family_dstr(selector, text));
+                  }));
     }
     EXPECT_EQ(nullptr, pxinfo_selector_to_str(nullptr, text));
     EXPECT_NE(std::string::npos, messages.dump().find("Internal error in pxinfo_selector_to_str.\n"));
@@ -317,8 +316,7 @@ TEST(SelectorOrder, IsATotalOrderThatEqualityAndHashesAgreeWith) {
             }
             if (order == 0 && items[i].type == PXINFO_COMPONENT_BB) {
                 if (std::strcmp(items[i].u.bb.replica_set, items[j].u.bb.replica_set) == 0) {
-                    EXPECT_EQ(pxinfo_selector_to_replica_hash(&items[i]),
-                              pxinfo_selector_to_replica_hash(&items[j]));
+                    EXPECT_EQ(pxinfo_selector_to_replica_hash(&items[i]), pxinfo_selector_to_replica_hash(&items[j]));
                 }
                 if (std::strcmp(items[i].u.bb.family, items[j].u.bb.family) == 0) {
                     EXPECT_EQ(pxinfo_selector_to_family_hash(&items[i]), pxinfo_selector_to_family_hash(&items[j]));
@@ -356,9 +354,9 @@ TEST(SelectorHash, SignedBytesOfTheFirstFourCharacters) {
     pxtest::CapturedMessages messages;
     pxinfo_selector_t seven = typeless();
     EXPECT_EQ(2u, internal_errors([&] {
-        EXPECT_EQ(0u, pxinfo_selector_to_replica_hash(&seven));
-        EXPECT_EQ(0u, pxinfo_selector_to_family_hash(nullptr));
-    }));
+                  EXPECT_EQ(0u, pxinfo_selector_to_replica_hash(&seven));
+                  EXPECT_EQ(0u, pxinfo_selector_to_family_hash(nullptr));
+              }));
 }
 
 // ---- Sync job identifiers --------------------------------------------------
@@ -384,9 +382,10 @@ TEST(SyncJobId, TextsReadAsUuidFirstThenAsLocalIdAndBack) {
     EXPECT_EQ(0, std::memcmp(&before, &pair, sizeof pair));
     ASSERT_EQ(1u, messages.lines().size());
     EXPECT_EQ(4, messages.lines()[0].severity);
-    EXPECT_EQ("Cannot interpret the string \"job-7\" as a synchronization manager job identifier.  "
-              "Ignoring it.\n",
-              messages.lines()[0].text);
+    EXPECT_EQ(
+        "Cannot interpret the string \"job-7\" as a synchronization manager job identifier.  "
+        "Ignoring it.\n",
+        messages.lines()[0].text);
 
     unsigned int local = 5;
     EXPECT_EQ(TBS_ST_OK, pxinfo_str_to_sync_job_id("0x10", local));

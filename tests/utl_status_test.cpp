@@ -125,9 +125,8 @@ TEST(ReplicaStatus, ExhaustedStorageGivesTwoWithoutLeaks) {
         history.succeeded(kExport, {R, S}).succeeded(kImport, {R}).failed(kExport, {R}).record();
     const size_t points = pxtest::sweep_allocation_failures(
         [&] {
-            return pxinfo_compute_replica_sync_status_value(&status) == PXINFO_SYNC_STATUS_UNKNOWN
-                       ? TBS_ST_NO_MEMORY
-                       : TBS_ST_OK;
+            return pxinfo_compute_replica_sync_status_value(&status) == PXINFO_SYNC_STATUS_UNKNOWN ? TBS_ST_NO_MEMORY
+                                                                                                   : TBS_ST_OK;
         },
         [](tbs_status_t status, unsigned long nth) { EXPECT_EQ(TBS_ST_NO_MEMORY, status) << nth; });
     EXPECT_GE(points, 3u) << "both sets and the entries can fail";

@@ -155,6 +155,7 @@ TEST_F(SyncLog, RecordOfTwoVaultReplicasAndAnEmptyRow) {
     const std::time_t after = std::time(nullptr);
 
     const std::string text = log_text();
+    // clang-format off
     const std::string expected = std::string("familu_uuid: ") + kFamily +
                                  "\nlocal_tag: site-7"
                                  "\nimp_rep_uuid: " + kImporter +
@@ -170,6 +171,7 @@ TEST_F(SyncLog, RecordOfTwoVaultReplicasAndAnEmptyRow) {
                                  "\ndirection: export"
                                  "\nerror: packet refused"
                                  "\n*****\n\n";
+    // clang-format on
     EXPECT_EQ(expected, with_fixed_timestamp(text));
     const size_t at = text.find("\ntimestamp: ");
     ASSERT_NE(std::string::npos, at);
@@ -179,6 +181,7 @@ TEST_F(SyncLog, RecordOfTwoVaultReplicasAndAnEmptyRow) {
 
 TEST_F(SyncLog, AbsentTextsAreUnavailableAndTheStatusStandsForAMissingError) {
     log(nullptr, "", nullptr, nullptr, row_of(nullptr, 0), row_of(nullptr, 0), PXINFO_SYNC_IMPORT, "", TBS_ST_OK);
+    // clang-format off
     const std::string expected = std::string("familu_uuid: ") + kFamily +
                                  "\nlocal_tag: unavailable"
                                  "\nimp_rep_uuid: " + kImporter +
@@ -191,6 +194,7 @@ TEST_F(SyncLog, AbsentTextsAreUnavailableAndTheStatusStandsForAMissingError) {
                                  "\nrep_epoch_row: unavailable"
                                  "\ndirection: import"
                                  "\nerror: " + tbs_strerror(TBS_ST_OK) + "\n*****\n\n";
+    // clang-format on
     EXPECT_EQ(expected, with_fixed_timestamp(log_text()));
 }
 
@@ -256,7 +260,7 @@ TEST_F(SyncLog, ConcurrentWritersLoseNoRecord) {
 TEST(DateToken, FormatsIso8601InUtc) {
     EXPECT_STREQ("2026-11-22T19:38:33Z", date_fmt_token_utc(1795376313));
     EXPECT_STREQ("1970-01-01T00:00:00Z", date_fmt_token_utc(0));
-    struct timeval now{};
+    struct timeval now {};
     date_get_timeval(&now);
     EXPECT_GT(now.tv_sec, 1795376313 - 86400 * 365 * 10);
     EXPECT_GE(now.tv_usec, 0);

@@ -25,8 +25,7 @@ namespace {
 
 const char kUuidText[] = "01234567-89ab-cdef-0123-456789abcdef";
 
-pxinfo_selector_t vault_selector(unsigned char base)
-{
+pxinfo_selector_t vault_selector(unsigned char base) {
     pxinfo_selector_t s{};
     s.type = PXINFO_COMPONENT_VAULT;
     s.u.vault.vault_oid = uuid_from(base);
@@ -34,8 +33,7 @@ pxinfo_selector_t vault_selector(unsigned char base)
     return s;
 }
 
-pxinfo_selector_t bb_selector(const char *replica_set)
-{
+pxinfo_selector_t bb_selector(const char *replica_set) {
     pxinfo_selector_t s{};
     s.type = PXINFO_COMPONENT_BB;
     std::strcpy(s.u.bb.family, "fam");
@@ -45,8 +43,7 @@ pxinfo_selector_t bb_selector(const char *replica_set)
     return s;
 }
 
-pxinfo_selector_t tag_only_selector(int type)
-{
+pxinfo_selector_t tag_only_selector(int type) {
     pxinfo_selector_t s{};
     s.type = static_cast<pxinfo_component_type_t>(type);
     return s;
@@ -78,8 +75,7 @@ struct Sample {
     pxinfo_dep_info_t deps[2];
     pxinfo_dep_info_list_t dep_list{};
 
-    Sample()
-    {
+    Sample() {
         infos[0] = {vault_selector(0x10), text("replica one"), nullptr};
         infos[1] = {bb_selector("rs"), text("two"), text("extra")};
         infos[2] = {tag_only_selector(9), nullptr, text("")};
@@ -110,10 +106,8 @@ struct Sample {
         }
         family_epoch = {1700000000, 2, epoch_status};
 
-        attempts[0] = {-10, PXINFO_SYNC_EXPORT, static_cast<pxinfo_sync_transport_t>(3), 1, 0, 2,
-                       infos};
-        attempts[1] = {20, static_cast<pxinfo_sync_direction_t>(77), PXINFO_SYNC_TRANSPORT_DEFAULT,
-                       0, 1, 0, nullptr};
+        attempts[0] = {-10, PXINFO_SYNC_EXPORT, static_cast<pxinfo_sync_transport_t>(3), 1, 0, 2, infos};
+        attempts[1] = {20, static_cast<pxinfo_sync_direction_t>(77), PXINFO_SYNC_TRANSPORT_DEFAULT, 0, 1, 0, nullptr};
         for (int i = 0; i < 2; ++i) {
             pxinfo_replica_sync_status_t &s = sync_status[i];
             s = {};
@@ -157,8 +151,7 @@ struct Sample {
     }
 
     template <typename Info>
-    void fill_packet_info(Info *p)
-    {
+    void fill_packet_info(Info *p) {
         p->pkt_name = text("/var/packets/sync_1.pkt");
         p->component_type = PXINFO_COMPONENT_VAULT;
         p->status = 1001;
@@ -189,9 +182,7 @@ using xt::expect_same_array;
 using xt::expect_same_uuid;
 using xt::str;
 
-
-void expect_same(const pxinfo_selector_t &a, const gx_selector &b)
-{
+void expect_same(const pxinfo_selector_t &a, const gx_selector &b) {
     ASSERT_EQ(static_cast<int>(a.type), b.type);
     if (a.type == PXINFO_COMPONENT_VAULT) {
         expect_same_uuid(a.u.vault.vault_oid, b.gx_selector_u.vault.vault_oid);
@@ -204,8 +195,7 @@ void expect_same(const pxinfo_selector_t &a, const gx_selector &b)
     }
 }
 
-void expect_same(const pxinfo_replica_info_t &a, const gx_replica_info &b)
-{
+void expect_same(const pxinfo_replica_info_t &a, const gx_replica_info &b) {
     expect_same(a.replica, b.replica);
     EXPECT_EQ(str(a.name), str(b.name));
     EXPECT_EQ(str(a.extra_name), str(b.extra_name));
@@ -214,14 +204,12 @@ void expect_same(const pxinfo_replica_info_t &a, const gx_replica_info &b)
 // Scalar fields are compared as one tuple each, so a failure shows them all.
 using std::make_tuple;
 
-void expect_same(const pxinfo_replica_reference_t &a, const gx_replica_reference &b)
-{
+void expect_same(const pxinfo_replica_reference_t &a, const gx_replica_reference &b) {
     expect_same(a.replica, b.replica);
     EXPECT_EQ(make_tuple(a.ref_value, a.start_epoch, a.end_epoch), make_tuple(b.ref_value, b.start_epoch, b.end_epoch));
 }
 
-void expect_same(const pxinfo_packet_source_info_t &a, const gx_packet_source_info &b)
-{
+void expect_same(const pxinfo_packet_source_info_t &a, const gx_packet_source_info &b) {
     const pxinfo_packet_reference_t &ar = a.references;
     const auto &br = b.references;
     EXPECT_EQ(make_tuple(static_cast<int>(a.packet_type), ar.count, ar.ref_int, str(ar.ref_str)),
@@ -231,13 +219,12 @@ void expect_same(const pxinfo_packet_source_info_t &a, const gx_packet_source_in
 }
 
 template <typename Info, typename GxInfo>
-void expect_same_v6_fields(const Info &a, const GxInfo &b)
-{
-    EXPECT_EQ(make_tuple(str(a.pkt_name), static_cast<int>(a.component_type), a.status, a.file_time, a.caller_value,
-                         a.major_version, a.minor_version, a.source_count, a.aux_int, a.target_count,
-                         str(a.aux_string)),
-              make_tuple(str(b.pkt_name), b.component_type, b.status, b.file_time, b.caller_value, b.major_version,
-                         b.minor_version, b.source_count, b.aux_int, b.target_count, str(b.aux_string)));
+void expect_same_v6_fields(const Info &a, const GxInfo &b) {
+    EXPECT_EQ(
+        make_tuple(str(a.pkt_name), static_cast<int>(a.component_type), a.status, a.file_time, a.caller_value,
+                   a.major_version, a.minor_version, a.source_count, a.aux_int, a.target_count, str(a.aux_string)),
+        make_tuple(str(b.pkt_name), b.component_type, b.status, b.file_time, b.caller_value, b.major_version,
+                   b.minor_version, b.source_count, b.aux_int, b.target_count, str(b.aux_string)));
     for (int i = 0; i < 2; ++i) {
         SCOPED_TRACE("source " + std::to_string(i));
         expect_same(a.sources[i], b.sources[i]);
@@ -247,8 +234,7 @@ void expect_same_v6_fields(const Info &a, const GxInfo &b)
 
 void expect_same(const pxinfo_packet_info_v6_t &a, const gx_packet_info_v6 &b) { expect_same_v6_fields(a, b); }
 
-void expect_same(const pxinfo_packet_info_t &a, const gx_packet_info &b)
-{
+void expect_same(const pxinfo_packet_info_t &a, const gx_packet_info &b) {
     expect_same_v6_fields(a, b);
     expect_same_uuid(a.log_pkt_uuid, b.log_pkt_uuid);
     expect_same_uuid(a.aux_uuid1, b.aux_uuid1);
@@ -258,21 +244,18 @@ void expect_same(const pxinfo_packet_info_t &a, const gx_packet_info &b)
               make_tuple(b.pkt_seq_num, b.aux_count, b.compress_type, b.aux_value1, b.aux_value2, b.aux_int2));
 }
 
-void expect_same(const pxinfo_epoch_row_entry_t &a, const gx_epoch_row_entry &b)
-{
+void expect_same(const pxinfo_epoch_row_entry_t &a, const gx_epoch_row_entry &b) {
     EXPECT_EQ(make_tuple(a.epoch, a.entry_value), make_tuple(b.epoch, b.entry_value));
     expect_same(a.replica, b.replica);
 }
 
-void expect_same(const pxinfo_epoch_row_t &a, const gx_epoch_row &b)
-{
+void expect_same(const pxinfo_epoch_row_t &a, const gx_epoch_row &b) {
     EXPECT_EQ(make_tuple(str(a.name), str(a.host), a.count, a.row_value1, a.row_value2),
               make_tuple(str(b.name), str(b.host), b.count, b.row_value1, b.row_value2));
     expect_same_array(a.entries, static_cast<uint32_t>(a.count), b.entries.entries_val, b.entries.entries_len);
 }
 
-void expect_same(const pxinfo_replica_epoch_status_t &a, const gx_replica_epoch_status &b)
-{
+void expect_same(const pxinfo_replica_epoch_status_t &a, const gx_replica_epoch_status &b) {
     EXPECT_EQ(make_tuple(str(a.name), str(a.host), a.count, a.value),
               make_tuple(str(b.name), str(b.host), b.count, b.value));
     expect_same(a.replica, b.replica);
@@ -280,22 +263,19 @@ void expect_same(const pxinfo_replica_epoch_status_t &a, const gx_replica_epoch_
     expect_same_array(a.epochs, static_cast<uint32_t>(a.count), b.epochs.epochs_val, b.epochs.epochs_len);
 }
 
-void expect_same(const pxinfo_family_epoch_status_t &a, const gx_family_epoch_status &b)
-{
+void expect_same(const pxinfo_family_epoch_status_t &a, const gx_family_epoch_status &b) {
     EXPECT_EQ(make_tuple(a.timestamp, a.count), make_tuple(b.timestamp, b.count));
     expect_same_array(a.replicas, static_cast<uint32_t>(a.count), b.replicas.replicas_val, b.replicas.replicas_len);
 }
 
-void expect_same(const pxinfo_sync_attempt_data_t &a, const gx_sync_attempt_data &b)
-{
-    EXPECT_EQ(make_tuple(a.time, static_cast<int>(a.direction), static_cast<int>(a.transport), a.attempted,
-                         a.succeeded, a.count),
+void expect_same(const pxinfo_sync_attempt_data_t &a, const gx_sync_attempt_data &b) {
+    EXPECT_EQ(make_tuple(a.time, static_cast<int>(a.direction), static_cast<int>(a.transport), a.attempted, a.succeeded,
+                         a.count),
               make_tuple(b.time, b.direction, b.transport, b.attempted, b.succeeded, b.count));
     expect_same_array(a.replicas, a.count, b.replicas.replicas_val, b.replicas.replicas_len);
 }
 
-void expect_same(const pxinfo_replica_sync_status_t &a, const gx_replica_sync_status &b)
-{
+void expect_same(const pxinfo_replica_sync_status_t &a, const gx_replica_sync_status &b) {
     EXPECT_EQ(make_tuple(str(a.name), str(a.host), a.sync_value, static_cast<int>(a.level), a.count, a.last_status,
                          static_cast<int>(a.status_value)),
               make_tuple(str(b.name), str(b.host), b.sync_value, b.level, b.count, b.last_status, b.status_value));
@@ -303,8 +283,7 @@ void expect_same(const pxinfo_replica_sync_status_t &a, const gx_replica_sync_st
     expect_same_array(a.attempts, static_cast<uint32_t>(a.count), b.attempts.attempts_val, b.attempts.attempts_len);
 }
 
-void expect_same(const pxinfo_family_sync_status_t &a, const gx_family_sync_status &b)
-{
+void expect_same(const pxinfo_family_sync_status_t &a, const gx_family_sync_status &b) {
     EXPECT_EQ(make_tuple(a.timestamp, a.count), make_tuple(b.timestamp, b.count));
     expect_same_array(a.replicas, static_cast<uint32_t>(a.count), b.replicas.replicas_val, b.replicas.replicas_len);
 }
@@ -317,8 +296,7 @@ using xt::cross_check;
 
 // Both routines of an enumeration code any value, member or not, as one word.
 template <auto Inner, auto Outer, typename E>
-void check_enum()
-{
+void check_enum() {
     for (int value : {7, 0, -1, INT_MAX}) {
         E v = static_cast<E>(value);
         const Bytes word = Wire().w(static_cast<uint32_t>(value));
@@ -336,28 +314,21 @@ void check_enum()
     EXPECT_FALSE(xt::decode<Outer>(Bytes{0, 0, 1}, &v).ok);
 }
 
-TEST(XdrEnumerations, EveryValueIsOneWordAndRoundTrips)
-{
+TEST(XdrEnumerations, EveryValueIsOneWordAndRoundTrips) {
     check_enum<xdr_pxinfo_component_type_s, xdr_pxinfo_component_type_t, pxinfo_component_type_t>();
     check_enum<xdr_pxinfo_packet_type_e, xdr_pxinfo_packet_type_t, pxinfo_packet_type_t>();
     check_enum<xdr_pxinfo_compress_type_e, xdr_pxinfo_compress_type_t, pxinfo_compress_type_t>();
     check_enum<xdr_pxinfo_st_progress_e, xdr_pxinfo_st_progress_t, pxinfo_st_progress_t>();
     check_enum<xdr_pxinfo_setting_type_e, xdr_pxinfo_setting_type_t, pxinfo_setting_type_t>();
-    check_enum<xdr_pxinfo_sync_status_value_s, xdr_pxinfo_sync_status_value_t,
-               pxinfo_sync_status_value_t>();
-    check_enum<xdr_pxinfo_sync_transport_s, xdr_pxinfo_sync_transport_t,
-               pxinfo_sync_transport_t>();
-    check_enum<xdr_pxinfo_sync_direction_s, xdr_pxinfo_sync_direction_t,
-               pxinfo_sync_direction_t>();
-    check_enum<xdr_pxinfo_settings_level_e, xdr_pxinfo_settings_level_t,
-               pxinfo_settings_level_t>();
+    check_enum<xdr_pxinfo_sync_status_value_s, xdr_pxinfo_sync_status_value_t, pxinfo_sync_status_value_t>();
+    check_enum<xdr_pxinfo_sync_transport_s, xdr_pxinfo_sync_transport_t, pxinfo_sync_transport_t>();
+    check_enum<xdr_pxinfo_sync_direction_s, xdr_pxinfo_sync_direction_t, pxinfo_sync_direction_t>();
+    check_enum<xdr_pxinfo_settings_level_e, xdr_pxinfo_settings_level_t, pxinfo_settings_level_t>();
     check_enum<xdr_pxinfo_file_type_e, xdr_pxinfo_file_type_t, pxinfo_file_type_t>();
-    check_enum<xdr_pxinfo_sync_job_id_validity_e, xdr_pxinfo_sync_job_id_validity_t,
-               pxinfo_sync_job_id_validity_t>();
+    check_enum<xdr_pxinfo_sync_job_id_validity_e, xdr_pxinfo_sync_job_id_validity_t, pxinfo_sync_job_id_validity_t>();
 }
 
-TEST(XdrEnumerations, OuterRoutineAnswersExactlyOne)
-{
+TEST(XdrEnumerations, OuterRoutineAnswersExactlyOne) {
     pxinfo_file_type_t type = PXINFO_FILE_OTHER;
     Bytes buffer(4);
     XDR xdrs;
@@ -367,8 +338,7 @@ TEST(XdrEnumerations, OuterRoutineAnswersExactlyOne)
     xdr_destroy(&xdrs);
 }
 
-TEST(XdrScalars, GoldenWords)
-{
+TEST(XdrScalars, GoldenWords) {
     pxinfo_epoch_num_t epoch = 0xFFFFFFFEu;
     EXPECT_EQ(Wire().w(0xFFFFFFFEu).bytes(), xt::expect_round_trip<xdr_pxinfo_epoch_num_t>(&epoch));
     pxinfo_sync_job_id_t job = 0x01020304u;
@@ -379,8 +349,7 @@ TEST(XdrScalars, GoldenWords)
 
 // ---- Identity and selector records ------------------------------------------
 
-TEST(XdrSelectors, VaultAndBbGoldenBytes)
-{
+TEST(XdrSelectors, VaultAndBbGoldenBytes) {
     pxinfo_selector_t vault = vault_selector(0x10);
     tbs_uuid_t vault_oid = uuid_from(0x10), replica_oid = uuid_from(0x50);
     EXPECT_EQ(Wire().w(1).raw(vault_oid.bytes, 16).raw(replica_oid.bytes, 16).bytes(),
@@ -393,8 +362,7 @@ TEST(XdrSelectors, VaultAndBbGoldenBytes)
     EXPECT_STREQ(kUuidText, bb.u.bb.replica_set_uuid);
 }
 
-TEST(XdrSelectors, UnknownTagCodesAloneAndDecodesWithZeroBody)
-{
+TEST(XdrSelectors, UnknownTagCodesAloneAndDecodesWithZeroBody) {
     for (int type : {5, 0}) {
         SCOPED_TRACE(type);
         pxinfo_selector_t s = tag_only_selector(type);
@@ -409,15 +377,13 @@ TEST(XdrSelectors, UnknownTagCodesAloneAndDecodesWithZeroBody)
     }
 }
 
-TEST(XdrSelectors, UuidTextIsLimitedTo51Characters)
-{
+TEST(XdrSelectors, UuidTextIsLimitedTo51Characters) {
     const std::string longest(51, 'u');
     pxinfo_replica_set_selector_t set{};
     std::strcpy(set.clan, "c");
     std::strcpy(set.replica_set, "s");
     std::strcpy(set.replica_set_uuid, longest.c_str());
-    EXPECT_EQ(Wire().str("c").str("s").str(longest).bytes(),
-              xt::expect_sound<xdr_pxinfo_replica_set_selector_t>(&set));
+    EXPECT_EQ(Wire().str("c").str("s").str(longest).bytes(), xt::expect_sound<xdr_pxinfo_replica_set_selector_t>(&set));
 
     xt::expect_refused<xdr_pxinfo_replica_set_selector_t, pxinfo_replica_set_selector_t>(
         Wire().str("c").str("s").str(std::string(52, 'u')));
@@ -426,17 +392,14 @@ TEST(XdrSelectors, UuidTextIsLimitedTo51Characters)
         Wire().str(std::string(256, 'n')).str("s").str("u"));
 }
 
-TEST(XdrIdentity, GoldenBytes)
-{
+TEST(XdrIdentity, GoldenBytes) {
     pxinfo_sync_job_id_pair_t pair{uuid_from(0x10), 42, PXINFO_JOB_ID_BOTH};
     EXPECT_EQ(Wire().raw(pair.job_uuid.bytes, 16).ws({42, 3}).bytes(),
               xt::encoded<xdr_pxinfo_sync_job_id_pair_t>(&pair));
     pxinfo_sync_job_id_pair_list_t empty{0, nullptr};
-    EXPECT_EQ(Wire().ws({0, 0}).bytes(),
-              xt::expect_round_trip<xdr_pxinfo_sync_job_id_pair_list_t>(&empty));
+    EXPECT_EQ(Wire().ws({0, 0}).bytes(), xt::expect_round_trip<xdr_pxinfo_sync_job_id_pair_list_t>(&empty));
     pxinfo_replica_reference_t ref{tag_only_selector(0), -1, 7, 8};
-    EXPECT_EQ(Wire().ws({0, 0xFFFFFFFFu, 7, 8}).bytes(),
-              xt::expect_round_trip<xdr_pxinfo_replica_reference_t>(&ref));
+    EXPECT_EQ(Wire().ws({0, 0xFFFFFFFFu, 7, 8}).bytes(), xt::expect_round_trip<xdr_pxinfo_replica_reference_t>(&ref));
 
     // Null strings code as empty strings.
     pxinfo_replica_info_t info{tag_only_selector(0), nullptr, nullptr};
@@ -446,8 +409,7 @@ TEST(XdrIdentity, GoldenBytes)
     EXPECT_EQ(Wire().str("k").w(0).bytes(), xt::encoded<xdr_pxinfo_nvpair_s>(&nv));
 }
 
-TEST(XdrIdentity, EveryRecordRoundTrips)
-{
+TEST(XdrIdentity, EveryRecordRoundTrips) {
     Sample s;
     xt::expect_sound<xdr_pxinfo_sync_job_id_pair_list_t>(&s.pair_list);
     xt::expect_round_trip<xdr_pxinfo_sync_job_id_pair_list_s>(&s.pair_list);
@@ -469,8 +431,7 @@ TEST(XdrIdentity, EveryRecordRoundTrips)
 
 // ---- Epoch and sync-status records ------------------------------------------
 
-TEST(XdrEpochRecords, GoldenBytes)
-{
+TEST(XdrEpochRecords, GoldenBytes) {
     pxinfo_epoch_row_entry_t entry{9, -1, tag_only_selector(0)};
     pxinfo_epoch_row_t row{};
     std::strcpy(row.name, "r1");
@@ -482,8 +443,7 @@ TEST(XdrEpochRecords, GoldenBytes)
     EXPECT_EQ(Wire().str("r1").str("host").ws({1, 1, 9, 0xFFFFFFFFu, 0, 7, 8}).bytes(),
               xt::expect_round_trip<xdr_pxinfo_epoch_row_t>(&row));
     pxinfo_epoch_row_t empty{};
-    EXPECT_EQ(Wire().ws({0, 0, 0, 0, 0, 0}).bytes(),
-              xt::expect_round_trip<xdr_pxinfo_epoch_row_t>(&empty));
+    EXPECT_EQ(Wire().ws({0, 0, 0, 0, 0, 0}).bytes(), xt::expect_round_trip<xdr_pxinfo_epoch_row_t>(&empty));
 
     // One count field, then each of the two arrays with its own count word.
     int32_t times[3] = {10, 20, -30};
@@ -496,8 +456,7 @@ TEST(XdrEpochRecords, GoldenBytes)
     status.times = times;
     status.epochs = epochs;
     status.value = 4;
-    EXPECT_EQ(Wire().str("n").w(0).str("h").ws({3, 3, 10, 20, static_cast<uint32_t>(-30), 3, 1, 2, 3, 4})
-                  .bytes(),
+    EXPECT_EQ(Wire().str("n").w(0).str("h").ws({3, 3, 10, 20, static_cast<uint32_t>(-30), 3, 1, 2, 3, 4}).bytes(),
               xt::expect_round_trip<xdr_pxinfo_replica_epoch_status_t>(&status));
 
     pxinfo_msg_t msg{text("abc"), 3, 4, {5, 6}};
@@ -506,8 +465,7 @@ TEST(XdrEpochRecords, GoldenBytes)
     EXPECT_EQ(msg_wire, xt::encoded<xdr_pxinfo_msg_s>(&msg));
 }
 
-TEST(XdrEpochRecords, EveryRecordRoundTrips)
-{
+TEST(XdrEpochRecords, EveryRecordRoundTrips) {
     Sample s;
     xt::expect_sound<xdr_pxinfo_epoch_row_t>(&s.row);
     xt::expect_round_trip<xdr_pxinfo_epoch_row_s>(&s.row);
@@ -533,8 +491,7 @@ TEST(XdrEpochRecords, EveryRecordRoundTrips)
 
 // A stream that ends inside host stops the routine there: the selector and
 // every later field keep what they held.
-TEST(XdrEpochRecords, CodingStopsAtTheFirstFailingField)
-{
+TEST(XdrEpochRecords, CodingStopsAtTheFirstFailingField) {
     const Bytes wire = Wire().str("name").w(20).str("abcd");  // host claims 20 bytes
     pxinfo_replica_sync_status_t status{};
     status.replica = tag_only_selector(77);
@@ -547,8 +504,7 @@ TEST(XdrEpochRecords, CodingStopsAtTheFirstFailingField)
     EXPECT_EQ(6, status.last_status);
 }
 
-TEST(XdrCrossCheck, EpochAndSyncStatusAgreeWithRpcgen)
-{
+TEST(XdrCrossCheck, EpochAndSyncStatusAgreeWithRpcgen) {
     Sample s;
     cross_check<xdr_pxinfo_epoch_row_t, xdr_gx_epoch_row>(&s.row);
     cross_check<xdr_pxinfo_family_epoch_status_t, xdr_gx_family_epoch_status>(&s.family_epoch);
@@ -557,8 +513,7 @@ TEST(XdrCrossCheck, EpochAndSyncStatusAgreeWithRpcgen)
 
 // ---- Packet description records ---------------------------------------------
 
-TEST(XdrPacketRecords, SettingValueCodesTheArmOfItsType)
-{
+TEST(XdrPacketRecords, SettingValueCodesTheArmOfItsType) {
     struct Case {
         int type;
         uint32_t word;  // the uint or int arm
@@ -604,32 +559,27 @@ TEST(XdrPacketRecords, SettingValueCodesTheArmOfItsType)
     xdr_destroy(&xdrs);
 }
 
-TEST(XdrPacketRecords, Version6DependencyListHoldsAtMostOne)
-{
+TEST(XdrPacketRecords, Version6DependencyListHoldsAtMostOne) {
     pxinfo_dep_info_t deps[2] = {{1, 2, tag_only_selector(0)}, {3, 4, tag_only_selector(0)}};
     const Wire first_dep = Wire().ws({1, 2, 0});
 
     // count 2 is written as 1, with the first dependency only.
     pxinfo_dep_info_list_v6_t list{2, deps};
-    EXPECT_EQ(Wire().ws({1, 1}).append(first_dep).bytes(),
-              xt::encoded<xdr_pxinfo_dep_info_list_v6_t>(&list));
+    EXPECT_EQ(Wire().ws({1, 1}).append(first_dep).bytes(), xt::encoded<xdr_pxinfo_dep_info_list_v6_t>(&list));
     EXPECT_EQ(2u, list.count);
     // The inner routine writes the count as it is.
-    EXPECT_EQ(Wire().ws({2, 1}).append(first_dep).bytes(),
-              xt::encoded<xdr_pxinfo_dep_info_list_v6_s>(&list));
+    EXPECT_EQ(Wire().ws({2, 1}).append(first_dep).bytes(), xt::encoded<xdr_pxinfo_dep_info_list_v6_s>(&list));
 
     // count 0 still codes the pointed-to dependency.
     list.count = 0;
-    EXPECT_EQ(Wire().ws({0, 1}).append(first_dep).bytes(),
-              xt::encoded<xdr_pxinfo_dep_info_list_v6_t>(&list));
+    EXPECT_EQ(Wire().ws({0, 1}).append(first_dep).bytes(), xt::encoded<xdr_pxinfo_dep_info_list_v6_t>(&list));
     list = {0, nullptr};
     EXPECT_EQ(Wire().ws({0, 0}).bytes(), xt::encoded<xdr_pxinfo_dep_info_list_v6_t>(&list));
 
     // A count word above 1 is read as 1.
     const unsigned long live = stg_live_block_count();
     pxinfo_dep_info_list_v6_t back{};
-    ASSERT_TRUE(
-        xt::decode<xdr_pxinfo_dep_info_list_v6_t>(Wire().ws({5, 1}).append(first_dep), &back).ok);
+    ASSERT_TRUE(xt::decode<xdr_pxinfo_dep_info_list_v6_t>(Wire().ws({5, 1}).append(first_dep), &back).ok);
     EXPECT_EQ(1u, back.count);
     ASSERT_NE(nullptr, back.deps);
     EXPECT_EQ(2u, back.deps->second_epoch);
@@ -637,8 +587,7 @@ TEST(XdrPacketRecords, Version6DependencyListHoldsAtMostOne)
     EXPECT_EQ(live, stg_live_block_count());
 }
 
-TEST(XdrPacketRecords, PacketInformationGoldenBytes)
-{
+TEST(XdrPacketRecords, PacketInformationGoldenBytes) {
     // Nothing filled in: both source slots are still coded, and the targets
     // are an empty array.
     pxinfo_packet_info_v6_t info{};
@@ -648,12 +597,8 @@ TEST(XdrPacketRecords, PacketInformationGoldenBytes)
     info.caller_value = 5;
     info.major_version = 7;
     const Wire empty_source = Wire().ws({0, 0, 0, 0, 0, 0});
-    const Bytes v6 = Wire()
-                         .str("p")
-                         .ws({1, 0, 100, 5, 7, 0, 0})
-                         .append(empty_source)
-                         .append(empty_source)
-                         .ws({0, 0, 0, 0});
+    const Bytes v6 =
+        Wire().str("p").ws({1, 0, 100, 5, 7, 0, 0}).append(empty_source).append(empty_source).ws({0, 0, 0, 0});
     EXPECT_EQ(v6, xt::expect_round_trip<xdr_pxinfo_packet_info_v6_t>(&info));
 
     pxinfo_packet_info_t current{};
@@ -677,8 +622,7 @@ TEST(XdrPacketRecords, PacketInformationGoldenBytes)
     EXPECT_EQ(wire, xt::expect_round_trip<xdr_pxinfo_packet_info_t>(&current));
 }
 
-TEST(XdrPacketRecords, Version6RoutineConsumesOnlyTheFirst13Fields)
-{
+TEST(XdrPacketRecords, Version6RoutineConsumesOnlyTheFirst13Fields) {
     Sample s;
     const Bytes current = xt::encoded<xdr_pxinfo_packet_info_t>(&s.info);
     const Bytes v6 = xt::encoded<xdr_pxinfo_packet_info_v6_t>(&s.info_v6);
@@ -695,8 +639,7 @@ TEST(XdrPacketRecords, Version6RoutineConsumesOnlyTheFirst13Fields)
     EXPECT_EQ(live, stg_live_block_count());
 }
 
-TEST(XdrPacketRecords, EveryRecordRoundTrips)
-{
+TEST(XdrPacketRecords, EveryRecordRoundTrips) {
     Sample s;
     xt::expect_sound<xdr_pxinfo_packet_info_t>(&s.info);
     xt::expect_round_trip<xdr_pxinfo_packet_info_s>(&s.info);
@@ -713,21 +656,18 @@ TEST(XdrPacketRecords, EveryRecordRoundTrips)
     xt::expect_round_trip<xdr_pxinfo_dep_info_list_v6_s>(&v6);
 }
 
-TEST(XdrCrossCheck, PacketInformationAgreesWithRpcgen)
-{
+TEST(XdrCrossCheck, PacketInformationAgreesWithRpcgen) {
     Sample s;
     cross_check<xdr_pxinfo_packet_info_t, xdr_gx_packet_info>(&s.info);
     cross_check<xdr_pxinfo_packet_info_v6_t, xdr_gx_packet_info_v6>(&s.info_v6);
 }
 
-TEST(XdrGlue, NullProcedureFilters)
-{
+TEST(XdrGlue, NullProcedureFilters) {
     pxinfobase_xdr_makeprocs();
     pxinfobase_xdr_freeprocs();
 
     int arg = -6;
-    EXPECT_EQ(Wire().w(static_cast<uint32_t>(-6)).bytes(),
-              xt::encoded<xdr_pxinfobase_program_null_V1_back>(&arg));
+    EXPECT_EQ(Wire().w(static_cast<uint32_t>(-6)).bytes(), xt::encoded<xdr_pxinfobase_program_null_V1_back>(&arg));
     long result = 0x1234;
     ASSERT_TRUE(xt::decode<xdr_pxinfobase_program_null_V1_over>(Wire().w(0), &result).ok);
     EXPECT_EQ(0, result);
@@ -743,8 +683,7 @@ TEST(XdrGlue, NullProcedureFilters)
 
 // An array whose own count word differs from the record's count field is
 // refused either way, as are counts and lengths no memory could hold.
-TEST(XdrHostileInput, CountsAndLengthsBeyondTheirBounds)
-{
+TEST(XdrHostileInput, CountsAndLengthsBeyondTheirBounds) {
     const Wire pair = Wire().ws({0, 0, 0, 0, 9, 1});
     // Count field 1, array count 2.
     xt::expect_refused<xdr_pxinfo_sync_job_id_pair_list_t, pxinfo_sync_job_id_pair_list_t>(
@@ -770,8 +709,7 @@ TEST(XdrHostileInput, CountsAndLengthsBeyondTheirBounds)
     // A family that claims more replica statuses than its array carries.
     Sample s;
     Bytes family = xt::encoded<xdr_pxinfo_family_sync_status_t>(&s.family_sync);
-    xt::expect_refused<xdr_pxinfo_family_sync_status_t, pxinfo_family_sync_status_t>(
-        xt::with_word(family, 4, 3));
+    xt::expect_refused<xdr_pxinfo_family_sync_status_t, pxinfo_family_sync_status_t>(xt::with_word(family, 4, 3));
 
     // Strings longer than the input or than any allocation allowed.
     xt::expect_refused<xdr_pxinfo_nvpair_t, pxinfo_nvpair_t>(Wire().w(0xFFFFFFF0u).w(0));
@@ -781,16 +719,13 @@ TEST(XdrHostileInput, CountsAndLengthsBeyondTheirBounds)
         Wire().str("n").str(std::string(64, 'h')).ws({0, 0, 0, 0}));
 }
 
-TEST(XdrHostileInput, AllocationFailuresDuringDecodeLeakNothing)
-{
+TEST(XdrHostileInput, AllocationFailuresDuringDecodeLeakNothing) {
     Sample s;
     xt::expect_allocation_failures_clean<xdr_pxinfo_packet_info_t, pxinfo_packet_info_t>(
         xt::encoded<xdr_pxinfo_packet_info_t>(&s.info));
-    xt::expect_allocation_failures_clean<xdr_pxinfo_family_epoch_status_t,
-                                         pxinfo_family_epoch_status_t>(
+    xt::expect_allocation_failures_clean<xdr_pxinfo_family_epoch_status_t, pxinfo_family_epoch_status_t>(
         xt::encoded<xdr_pxinfo_family_epoch_status_t>(&s.family_epoch));
-    xt::expect_allocation_failures_clean<xdr_pxinfo_family_sync_status_t,
-                                         pxinfo_family_sync_status_t>(
+    xt::expect_allocation_failures_clean<xdr_pxinfo_family_sync_status_t, pxinfo_family_sync_status_t>(
         xt::encoded<xdr_pxinfo_family_sync_status_t>(&s.family_sync));
     xt::expect_allocation_failures_clean<xdr_pxinfo_msg_list_t, pxinfo_msg_list_t>(
         xt::encoded<xdr_pxinfo_msg_list_t>(&s.msg_list));

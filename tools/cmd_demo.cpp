@@ -163,7 +163,8 @@ void build_sync_records(const DemoFamily &family, int32_t now, SyncRecords &reco
         replica.count = 1;
         replica.attempts = records.attempts[r].data();
         replica.last_status = 0;
-        replica.status_value = static_cast<pxinfo_sync_status_value_t>(pxinfo_compute_replica_sync_status_value(&replica));
+        replica.status_value =
+            static_cast<pxinfo_sync_status_value_t>(pxinfo_compute_replica_sync_status_value(&replica));
     }
     records.family.timestamp = now;
     records.family.count = 3;
@@ -231,8 +232,7 @@ bool record_health(const DemoFamily &family, const std::string &dir, bool force)
     pxinfo_family_sync_status_t sync_back{};
     pxinfo_family_epoch_status_t epoch_back{};
     tbs_status_t status = pxinfo_read_health_file(&sync_back, &epoch_back, in.get(), 0);
-    if (status == TBS_ST_OK)
-        std::printf("   %s: %d replicas, read back consistent\n", path.c_str(), epoch_back.count);
+    if (status == TBS_ST_OK) std::printf("   %s: %d replicas, read back consistent\n", path.c_str(), epoch_back.count);
     pxinfo_free_family_epoch_status_from_file(&epoch_back);
     pxinfo_free_family_sync_status_from_file(&sync_back);
     return status == TBS_ST_OK;

@@ -23,7 +23,8 @@ bool read_health(const std::string &path, HealthRecords &records) {
     File file(path, "rb");
     if (open_for_reading(file, path) == nullptr) return false;
     tbs_status_t status = pxinfo_read_health_file(&records.sync, &records.epoch, file.get(), 0);
-    if (status != TBS_ST_OK) std::fprintf(stderr, "pxinfo: \"%s\" is no good health file: %s\n", path.c_str(), tbs_strerror(status));
+    if (status != TBS_ST_OK)
+        std::fprintf(stderr, "pxinfo: \"%s\" is no good health file: %s\n", path.c_str(), tbs_strerror(status));
     return status == TBS_ST_OK;
 }
 
@@ -55,7 +56,9 @@ void print_health_text(const HealthRecords &records) {
             std::printf("      %s %s at %s: %s\n", attempt.direction == PXINFO_SYNC_EXPORT ? "export" : "import",
                         attempt.count == 1 && attempt.replicas[0].name != nullptr ? attempt.replicas[0].name : "",
                         utc_text(attempt.time).c_str(),
-                        !attempt.attempted ? "not attempted" : attempt.succeeded ? "succeeded" : "failed");
+                        !attempt.attempted  ? "not attempted"
+                        : attempt.succeeded ? "succeeded"
+                                            : "failed");
         }
     }
 }

@@ -45,8 +45,7 @@ void print_order_text(const pxinfo_shp_order_t &order) {
         if (d.delivery_string != nullptr)
             std::printf("    %s delivered %u \"%s\" via %s\n", d.host, d.delivery_time, d.delivery_string,
                         d.delivery_route);
-        else
-            std::printf("    %s%s\n", d.host, d.failed ? " (failed)" : "");
+        else std::printf("    %s%s\n", d.host, d.failed ? " (failed)" : "");
     });
     auto print_hop = [](const pxinfo_shp_hop_t &hop) {
         std::printf("    %s %u \"%s\"\n", hop.host, hop.time, or_empty(hop.time_string));

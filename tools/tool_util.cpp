@@ -49,7 +49,8 @@ std::string utc_text(time_t seconds) {
 }
 
 FILE *open_for_reading(File &file, const std::string &path) {
-    if (file.get() == nullptr) std::fprintf(stderr, "pxinfo: cannot open \"%s\": %s\n", path.c_str(), std::strerror(errno));
+    if (file.get() == nullptr)
+        std::fprintf(stderr, "pxinfo: cannot open \"%s\": %s\n", path.c_str(), std::strerror(errno));
     return file.get();
 }
 

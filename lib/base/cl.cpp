@@ -129,16 +129,11 @@ int cl_errno(const cl_handle_t *handle) { return handle == nullptr ? CL_E_INVALI
 
 const char *cl_strerror(int code) {
     switch (code) {
-    case CL_E_OK:
-        return "no error";
-    case CL_E_UNTERMINATED_QUOTE:
-        return "unterminated quoted string";
-    case CL_E_NO_MEMORY:
-        return "out of memory";
-    case CL_E_INVALID_ARG:
-        return "invalid argument";
-    default:
-        return "unknown tokenizer error";
+    case CL_E_OK: return "no error";
+    case CL_E_UNTERMINATED_QUOTE: return "unterminated quoted string";
+    case CL_E_NO_MEMORY: return "out of memory";
+    case CL_E_INVALID_ARG: return "invalid argument";
+    default: return "unknown tokenizer error";
     }
 }
 

@@ -15,8 +15,7 @@ TBS_API const char *date_fmt_token_utc(time_t when) {
     // One buffer per thread, so concurrent callers never share a result.
     static thread_local char token[DATE_TOKEN_SIZE];
     struct tm parts;
-    if (gmtime_r(&when, &parts) == nullptr ||
-        strftime(token, sizeof token, "%Y-%m-%dT%H:%M:%SZ", &parts) == 0) {
+    if (gmtime_r(&when, &parts) == nullptr || strftime(token, sizeof token, "%Y-%m-%dT%H:%M:%SZ", &parts) == 0) {
         std::strcpy(token, kInvalidTime);
     }
     return token;

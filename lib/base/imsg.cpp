@@ -109,8 +109,7 @@ std::string format_text(const char *format, va_list args) {
     return text;
 }
 
-int print_for(int severity, const char *component_override, const void *table_or_format, int index,
-              va_list args) {
+int print_for(int severity, const char *component_override, const void *table_or_format, int index, va_list args) {
     const char *format = nullptr;
     const char *component = nullptr;
     if (!resolve(table_or_format, index, &format, &component)) return -1;
@@ -124,6 +123,7 @@ int print_for(int severity, const char *component_override, const void *table_or
 
 extern "C" {
 
+// clang-format off
 const char *const kSharedTexts[] = {
 #define PLACEHOLDER(n) "base services message " #n "\n"
     PLACEHOLDER(0), PLACEHOLDER(1), PLACEHOLDER(2), PLACEHOLDER(3), PLACEHOLDER(4), PLACEHOLDER(5),
@@ -144,6 +144,7 @@ const char *const kSharedTexts[] = {
     "%s: check of \"%s\" failed: %s\n",             // 47
 #undef PLACEHOLDER
 };
+// clang-format on
 
 namespace {
 constexpr uint16_t kSharedCount = sizeof(kSharedTexts) / sizeof(kSharedTexts[0]);
@@ -156,8 +157,8 @@ struct SharedNumbers {
 constexpr SharedNumbers kSharedNumbers;
 }  // namespace
 
-const imsg_msg_table_t _tbs_cmsg_tbs_msg_table = {"tbs_lib", "tbs", 1, kSharedCount, kSharedTexts,
-                                                 kSharedNumbers.values};
+const imsg_msg_table_t _tbs_cmsg_tbs_msg_table = {"tbs_lib",    "tbs",        1,
+                                                  kSharedCount, kSharedTexts, kSharedNumbers.values};
 
 int imsg_vprint(int severity, const void *table_or_format, int index, va_list args) {
     return print_for(severity, nullptr, table_or_format, index, args);

@@ -34,8 +34,7 @@ TBS_API extern const imsg_msg_table_t _tbs_cmsg_tbs_msg_table;
 TBS_API int imsg_print(int severity, const void *table_or_format, int index, ...);
 TBS_API int imsg_vprint(int severity, const void *table_or_format, int index, va_list args);
 /* As imsg_print, on behalf of the named component. */
-TBS_API int imsg_print_shared(int severity, const char *component, const void *table_or_format,
-                              int index, ...);
+TBS_API int imsg_print_shared(int severity, const char *component, const void *table_or_format, int index, ...);
 /* Formats a literal format (index -1) or a table message into buffer. The
  * buffer must be large enough; returns what vsprintf returns. */
 TBS_API int imsg_sprintf(char *buffer, const void *table_or_format, int index, ...);

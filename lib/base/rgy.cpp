@@ -183,8 +183,8 @@ bool valid_search(int entry_class, int flags, int key_attribute, size_t key_size
 extern "C" {
 
 TBS_API tbs_status_t rgy_findbyuuid_entry(int entry_class, int flags, int key_attribute, size_t key_size,
-                                          const void *key, rgy_cursor_t **cursor, int fetch,
-                                          rgy_entry_t **entry, int *indicator) {
+                                          const void *key, rgy_cursor_t **cursor, int fetch, rgy_entry_t **entry,
+                                          int *indicator) {
     const tbs_status_t injected = injected_failure();
     if (injected != TBS_ST_OK) {
         return injected;
@@ -220,8 +220,7 @@ TBS_API tbs_status_t rgy_findbyuuid_entry(int entry_class, int flags, int key_at
     return TBS_ST_OK;
 }
 
-TBS_API tbs_status_t rgy_getstring_from_entry_const(const rgy_entry_t *entry, int attribute,
-                                                    const char **text) {
+TBS_API tbs_status_t rgy_getstring_from_entry_const(const rgy_entry_t *entry, int attribute, const char **text) {
     const tbs_status_t injected = injected_failure();
     if (injected != TBS_ST_OK) {
         return injected;
@@ -230,14 +229,9 @@ TBS_API tbs_status_t rgy_getstring_from_entry_const(const rgy_entry_t *entry, in
         return TBS_ST_INVALID_ARG;
     }
     switch (attribute) {
-    case RGY_ATTR_UUID:
-        *text = entry->uuid_text;
-        return TBS_ST_OK;
-    case RGY_ATTR_HOST:
-        *text = entry->host;
-        return TBS_ST_OK;
-    default:
-        return TBS_ST_NOT_FOUND;
+    case RGY_ATTR_UUID: *text = entry->uuid_text; return TBS_ST_OK;
+    case RGY_ATTR_HOST: *text = entry->host; return TBS_ST_OK;
+    default: return TBS_ST_NOT_FOUND;
     }
 }
 

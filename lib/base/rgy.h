@@ -47,13 +47,12 @@ typedef struct rgy_entry rgy_entry_t;
  * or the status of the error met reading the file. After a failure an open
  * cursor is still open and must be closed with rgy_close_cursor. */
 TBS_API tbs_status_t rgy_findbyuuid_entry(int entry_class, int flags, int key_attribute, size_t key_size,
-                                          const void *key, rgy_cursor_t **cursor, int fetch,
-                                          rgy_entry_t **entry, int *indicator);
+                                          const void *key, rgy_cursor_t **cursor, int fetch, rgy_entry_t **entry,
+                                          int *indicator);
 
 /* Points *text at text attribute number attribute of the entry; the text
  * belongs to the entry. TBS_ST_NOT_FOUND for an attribute the entry lacks. */
-TBS_API tbs_status_t rgy_getstring_from_entry_const(const rgy_entry_t *entry, int attribute,
-                                                    const char **text);
+TBS_API tbs_status_t rgy_getstring_from_entry_const(const rgy_entry_t *entry, int attribute, const char **text);
 
 /* Releases an open search and sets *cursor to null; a null one is ignored. */
 TBS_API void rgy_close_cursor(rgy_cursor_t **cursor);

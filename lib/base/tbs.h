@@ -18,8 +18,8 @@ TBS_API tbs_status_t tbs_errno2status(int errno_value);
 
 /* Records an internal error: prints message index of table with severity 6,
  * prefixed "internal error: ", and counts it. flags must be 0. */
-TBS_API void tbs_log_int_error(const char *component, const imsg_msg_table_t *table, int index,
-                               const char *source_path, int line, int flags, ...);
+TBS_API void tbs_log_int_error(const char *component, const imsg_msg_table_t *table, int index, const char *source_path,
+                               int line, int flags, ...);
 TBS_API unsigned long tbs_int_error_count(void);
 
 /* Joins name to the product's configuration or log directory (PXINFO_CONFIG_DIR,

@@ -19,9 +19,7 @@ namespace {
 constexpr uint64_t kMaxAlloc = XDR_EZ_MAX_ALLOC;
 
 // Whether count elements of elsize bytes stay within the allocation limit.
-bool fits_allocation(uint64_t count, uint64_t elsize) {
-    return elsize == 0 || count <= kMaxAlloc / elsize;
-}
+bool fits_allocation(uint64_t count, uint64_t elsize) { return elsize == 0 || count <= kMaxAlloc / elsize; }
 
 // Runs routine over element on a freeing stream.
 void release_element(xdr_ez_proc_t routine, void *element, int extra) {
@@ -46,8 +44,7 @@ char *element_at(void *base, u_int index, u_int elsize) {
 
 // Runs elproc over count elements, stopping at the first that fails; *done
 // receives the number of elements the routine was called on.
-bool code_elements(XDR *xdrs, void *base, u_int count, u_int elsize, xdr_ez_proc_t elproc,
-                   int extra, u_int *done) {
+bool code_elements(XDR *xdrs, void *base, u_int count, u_int elsize, xdr_ez_proc_t elproc, int extra, u_int *done) {
     for (u_int i = 0; i < count; ++i) {
         *done = i + 1;
         if (!elproc(xdrs, element_at(base, i, elsize), extra)) {
@@ -115,8 +112,7 @@ bool_t decode_string(XDR *xdrs, char **sp, u_int max) {
     return TRUE;
 }
 
-bool_t decode_array(XDR *xdrs, void **arrp, u_int *countp, u_int elsize, xdr_ez_proc_t elproc,
-                    int extra) {
+bool_t decode_array(XDR *xdrs, void **arrp, u_int *countp, u_int elsize, xdr_ez_proc_t elproc, int extra) {
     const u_int count = *countp;
     if (count == 0) {
         return TRUE;
@@ -197,10 +193,8 @@ bool_t xdr_ez_string8(XDR *xdrs, char **sp, u_int max) {
         return FALSE;
     }
     switch (xdrs->x_op) {
-    case XDR_ENCODE:
-        return encode_string(xdrs, *sp, max);
-    case XDR_DECODE:
-        return decode_string(xdrs, sp, max);
+    case XDR_ENCODE: return encode_string(xdrs, *sp, max);
+    case XDR_DECODE: return decode_string(xdrs, sp, max);
     case XDR_FREE:
         stg_free(*sp);
         *sp = nullptr;
@@ -209,8 +203,7 @@ bool_t xdr_ez_string8(XDR *xdrs, char **sp, u_int max) {
     return FALSE;
 }
 
-bool_t xdr_ez_array(XDR *xdrs, void **arrp, u_int *countp, u_int max, u_int elsize,
-                    xdr_ez_proc_t elproc, int extra) {
+bool_t xdr_ez_array(XDR *xdrs, void **arrp, u_int *countp, u_int max, u_int elsize, xdr_ez_proc_t elproc, int extra) {
     if (xdrs == nullptr || arrp == nullptr || countp == nullptr || elproc == nullptr) {
         return FALSE;
     }
@@ -220,8 +213,7 @@ bool_t xdr_ez_array(XDR *xdrs, void **arrp, u_int *countp, u_int max, u_int elsi
             return FALSE;
         }
         u_int done = 0;
-        return xdr_u_int(xdrs, countp) &&
-               code_elements(xdrs, *arrp, *countp, elsize, elproc, extra, &done);
+        return xdr_u_int(xdrs, countp) && code_elements(xdrs, *arrp, *countp, elsize, elproc, extra, &done);
     }
     case XDR_DECODE:
         if (!xdr_u_int(xdrs, countp)) {
@@ -255,8 +247,7 @@ bool_t xdr_ez_pointer(XDR *xdrs, void **objpp, u_int objsize, xdr_ez_proc_t objp
         }
         return present == 0 || objproc(xdrs, *objpp, extra);
     }
-    case XDR_DECODE:
-        return decode_pointer(xdrs, objpp, objsize, objproc, extra);
+    case XDR_DECODE: return decode_pointer(xdrs, objpp, objsize, objproc, extra);
     case XDR_FREE:
         if (*objpp != nullptr) {
             objproc(xdrs, *objpp, extra);
@@ -268,8 +259,7 @@ bool_t xdr_ez_pointer(XDR *xdrs, void **objpp, u_int objsize, xdr_ez_proc_t objp
     return FALSE;
 }
 
-bool_t xdr_ez_vector(XDR *xdrs, void *base, u_int count, u_int elsize, xdr_ez_proc_t elproc,
-                     int extra) {
+bool_t xdr_ez_vector(XDR *xdrs, void *base, u_int count, u_int elsize, xdr_ez_proc_t elproc, int extra) {
     if (xdrs == nullptr || elproc == nullptr) {
         return FALSE;
     }
@@ -302,9 +292,7 @@ bool_t xdr_tbs_uuid_t(XDR *xdrs, tbs_uuid_t *uuid, int /*extra*/) {
     return xdr_opaque(xdrs, reinterpret_cast<char *>(uuid->bytes), sizeof uuid->bytes);
 }
 
-bool_t xdr_tbs_name_t(XDR *xdrs, char *name, int /*extra*/) {
-    return code_inline_string(xdrs, name, TBS_NAME_MAX);
-}
+bool_t xdr_tbs_name_t(XDR *xdrs, char *name, int /*extra*/) { return code_inline_string(xdrs, name, TBS_NAME_MAX); }
 
 bool_t xdr_tbs_hostname_t(XDR *xdrs, char *hostname, int /*extra*/) {
     return code_inline_string(xdrs, hostname, TBS_HOSTNAME_MAX);
@@ -355,8 +343,7 @@ bool_t xdr_timeval(XDR *xdrs, struct timeval *tv) {
     // The wire holds 32-bit words: a time that does not fit is refused rather
     // than silently cut.
     if (xdrs->x_op == XDR_ENCODE &&
-        (tv->tv_sec < INT32_MIN || tv->tv_sec > INT32_MAX || tv->tv_usec < INT32_MIN ||
-         tv->tv_usec > INT32_MAX)) {
+        (tv->tv_sec < INT32_MIN || tv->tv_sec > INT32_MAX || tv->tv_usec < INT32_MIN || tv->tv_usec > INT32_MAX)) {
         return FALSE;
     }
     const bool encoding = xdrs->x_op == XDR_ENCODE;

@@ -40,18 +40,16 @@ TBS_API bool_t xdr_ez_string8(XDR *xdrs, char **sp, u_int max);
  * a copy must check, after decoding, that the copy matches that field, or a
  * shorter array on the wire leaves the field naming elements that do not
  * exist. */
-TBS_API bool_t xdr_ez_array(XDR *xdrs, void **arrp, u_int *countp, u_int max, u_int elsize,
-                            xdr_ez_proc_t elproc, int extra);
+TBS_API bool_t xdr_ez_array(XDR *xdrs, void **arrp, u_int *countp, u_int max, u_int elsize, xdr_ez_proc_t elproc,
+                            int extra);
 /* A presence word (1 or 0) followed, when 1, by the element; any other
  * presence word is refused. On decode the element is allocated zero-filled
  * when *objpp is null; a presence word 0 sets *objpp to null. Freeing runs
  * objproc on the element, then releases it and nulls *objpp. */
-TBS_API bool_t xdr_ez_pointer(XDR *xdrs, void **objpp, u_int objsize, xdr_ez_proc_t objproc,
-                              int extra);
+TBS_API bool_t xdr_ez_pointer(XDR *xdrs, void **objpp, u_int objsize, xdr_ez_proc_t objproc, int extra);
 /* count inline elements, no count word; nothing is allocated or released but
  * what the element routine does. */
-TBS_API bool_t xdr_ez_vector(XDR *xdrs, void *base, u_int count, u_int elsize,
-                             xdr_ez_proc_t elproc, int extra);
+TBS_API bool_t xdr_ez_vector(XDR *xdrs, void *base, u_int count, u_int elsize, xdr_ez_proc_t elproc, int extra);
 /* Releases what decoding allocated inside record by running routine on a
  * freeing stream. A null record or routine is ignored. */
 TBS_API void xdr_ez_free(void *record, xdr_ez_proc_t routine, int extra);

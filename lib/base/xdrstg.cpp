@@ -128,8 +128,7 @@ bool_t op_control(XDR *, int, void *) { return FALSE; }
 
 // libtirpc declares the operations table inside the stream's structure.
 const XDR::xdr_ops kStgOps = {
-    op_getlong, op_putlong,   op_getbytes, op_putbytes, op_getpostn,
-    op_setpostn, op_inline, op_destroy,  op_control,
+    op_getlong, op_putlong, op_getbytes, op_putbytes, op_getpostn, op_setpostn, op_inline, op_destroy, op_control,
 };
 
 }  // namespace

@@ -8,12 +8,6 @@ void pxinfobase_xdr_makeprocs(void) {}
 
 void pxinfobase_xdr_freeprocs(void) {}
 
-bool_t xdr_pxinfobase_program_null_V1_back(XDR *xdrs, int *value)
-{
-    return pxinfo::xdr::null_proc_back(xdrs, value);
-}
+bool_t xdr_pxinfobase_program_null_V1_back(XDR *xdrs, int *value) { return pxinfo::xdr::null_proc_back(xdrs, value); }
 
-bool_t xdr_pxinfobase_program_null_V1_over(XDR *xdrs, long *value)
-{
-    return pxinfo::xdr::null_proc_over(xdrs, value);
-}
+bool_t xdr_pxinfobase_program_null_V1_over(XDR *xdrs, long *value) { return pxinfo::xdr::null_proc_over(xdrs, value); }

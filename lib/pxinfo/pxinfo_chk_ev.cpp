@@ -41,8 +41,7 @@ extern "C" int pxinfo_verify_env_list(uint32_t count, const pxinfo_env_var_t *li
     bool all_acceptable = true;
     for (uint32_t i = 0; i < count; ++i) {
         if (!is_acceptable_name(list[i].name)) {
-            pxinfo::print_msg(false, IMSG_SEV_ERROR, _pxinfo_pxinfo_msg_table, kMsgEnvVarNotAllowed,
-                              list[i].name);
+            pxinfo::print_msg(false, IMSG_SEV_ERROR, _pxinfo_pxinfo_msg_table, kMsgEnvVarNotAllowed, list[i].name);
             all_acceptable = false;
         }
     }
@@ -53,16 +52,14 @@ extern "C" int pxinfo_verify_env_list(uint32_t count, const pxinfo_env_var_t *li
     return 1;
 }
 
-extern "C" tbs_status_t pxinfo_generate_env_list(stg_area_t *area, uint32_t *count,
-                                                 pxinfo_env_var_t **list) {
+extern "C" tbs_status_t pxinfo_generate_env_list(stg_area_t *area, uint32_t *count, pxinfo_env_var_t **list) {
     // Building a list traces its entry only.
     pxinfo::trace_entry("pxinfo_generate_env_list");
     if (area == nullptr || area == STG_AREA_TEMP || count == nullptr || list == nullptr) {
         return TBS_ST_INVALID_ARG;
     }
     *count = 0;
-    auto *entries =
-        static_cast<pxinfo_env_var_t *>(stg_alloc(area, kAcceptableCount * sizeof(pxinfo_env_var_t)));
+    auto *entries = static_cast<pxinfo_env_var_t *>(stg_alloc(area, kAcceptableCount * sizeof(pxinfo_env_var_t)));
     if (entries == nullptr) {
         return TBS_ST_NO_MEMORY;
     }

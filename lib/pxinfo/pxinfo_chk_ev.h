@@ -29,8 +29,7 @@ PXINFO_API int pxinfo_verify_env_list(uint32_t count, const pxinfo_env_var_t *li
  * is null or STG_AREA_TEMP or an out-argument is null; TBS_ST_NO_MEMORY when
  * an allocation fails (then *list is null if the entry array was made, and
  * *count holds the entries completed). Everything lives in area. */
-PXINFO_API tbs_status_t pxinfo_generate_env_list(stg_area_t *area, uint32_t *count,
-                                                 pxinfo_env_var_t **list);
+PXINFO_API tbs_status_t pxinfo_generate_env_list(stg_area_t *area, uint32_t *count, pxinfo_env_var_t **list);
 
 TBS_EXTERN_C_END
 

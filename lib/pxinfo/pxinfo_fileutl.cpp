@@ -20,12 +20,10 @@ constexpr int kHealthFileExtra = 12;
 // Adapters giving the record routines the element-routine shape that
 // xdr_ez_free expects, without casting function pointers.
 bool_t free_epoch_status(XDR *xdrs, void *record, int extra) {
-    return xdr_pxinfo_family_epoch_status_t(xdrs, static_cast<pxinfo_family_epoch_status_t *>(record),
-                                            extra);
+    return xdr_pxinfo_family_epoch_status_t(xdrs, static_cast<pxinfo_family_epoch_status_t *>(record), extra);
 }
 bool_t free_sync_status(XDR *xdrs, void *record, int extra) {
-    return xdr_pxinfo_family_sync_status_t(xdrs, static_cast<pxinfo_family_sync_status_t *>(record),
-                                           extra);
+    return xdr_pxinfo_family_sync_status_t(xdrs, static_cast<pxinfo_family_sync_status_t *>(record), extra);
 }
 
 // Refuses the check with one of its trace texts.
@@ -37,8 +35,8 @@ tbs_status_t refuse(const char *reason) {
 // The epoch and sync records of a health file must describe the same family
 // at the same moment. The first broken rule decides the result; the contents
 // of the sync entries are not examined.
-tbs_status_t pxinfo_verify_data(const pxinfo_family_sync_status_t *sync,
-                                const pxinfo_family_epoch_status_t *epoch, bool epoch_only) {
+tbs_status_t pxinfo_verify_data(const pxinfo_family_sync_status_t *sync, const pxinfo_family_epoch_status_t *epoch,
+                                bool epoch_only) {
     if (epoch->count < 2 || epoch->replicas == nullptr) {
         return refuse("insufficient replica-level epoch data\n");
     }
@@ -98,8 +96,7 @@ extern "C" tbs_status_t pxinfo_xdrstdio_create(int op, FILE *file, XDR *xdrs) {
 }
 
 extern "C" tbs_status_t pxinfo_write_health_file(const pxinfo_family_sync_status_t *sync,
-                                                 const pxinfo_family_epoch_status_t *epoch,
-                                                 FILE *file) {
+                                                 const pxinfo_family_epoch_status_t *epoch, FILE *file) {
     pxinfo::TraceScope scope("pxinfo_write_health_file", kSource);
     if (sync == nullptr || epoch == nullptr) {
         return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
@@ -129,9 +126,8 @@ extern "C" tbs_status_t pxinfo_write_health_file(const pxinfo_family_sync_status
     return TBS_ST_OK;
 }
 
-extern "C" tbs_status_t pxinfo_read_health_file(pxinfo_family_sync_status_t *sync,
-                                                pxinfo_family_epoch_status_t *epoch, FILE *file,
-                                                int epoch_only) {
+extern "C" tbs_status_t pxinfo_read_health_file(pxinfo_family_sync_status_t *sync, pxinfo_family_epoch_status_t *epoch,
+                                                FILE *file, int epoch_only) {
     pxinfo::TraceScope scope("pxinfo_read_health_file", kSource);
     if (sync == nullptr || epoch == nullptr) {
         return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);

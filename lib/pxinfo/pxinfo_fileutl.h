@@ -21,8 +21,7 @@ TBS_EXTERN_C_BEGIN
  * status of the stream's creation when it fails; TBS_ST_FAILED when encoding
  * fails. */
 PXINFO_API tbs_status_t pxinfo_write_health_file(const pxinfo_family_sync_status_t *sync,
-                                                 const pxinfo_family_epoch_status_t *epoch,
-                                                 FILE *file);
+                                                 const pxinfo_family_epoch_status_t *epoch, FILE *file);
 
 /* Reads a health file into the two records, which are cleared first. With
  * epoch_only non-zero only the epoch status is read and checked, and the sync
@@ -31,9 +30,8 @@ PXINFO_API tbs_status_t pxinfo_write_health_file(const pxinfo_family_sync_status
  * the caller releases them with the two free operations); the status of the
  * stream's creation when it fails; TBS_ST_FAILED when decoding fails (what
  * was decoded has then already been released). */
-PXINFO_API tbs_status_t pxinfo_read_health_file(pxinfo_family_sync_status_t *sync,
-                                                pxinfo_family_epoch_status_t *epoch, FILE *file,
-                                                int epoch_only);
+PXINFO_API tbs_status_t pxinfo_read_health_file(pxinfo_family_sync_status_t *sync, pxinfo_family_epoch_status_t *epoch,
+                                                FILE *file, int epoch_only);
 
 /* Release what reading allocated inside a record (not the record itself); a
  * null record is ignored. */

@@ -55,30 +55,23 @@ struct Layout {
     const char *decode_failure_name;
 };
 
-constexpr Layout kLayout0 = {
-    PXINFO_KV_PKT_HEADER_TYPE_0, sizeof(pxinfo_kv_pkt_header_0_t),
-    untyped_routine<pxinfo_kv_pkt_header_0_t, xdr_pxinfo_kv_pkt_header_0_t>, false,
-    "sync header(type 0)"};
-constexpr Layout kLayout2 = {
-    PXINFO_KV_PKT_HEADER_TYPE_2, sizeof(pxinfo_kv_pkt_header_2_t),
-    untyped_routine<pxinfo_kv_pkt_header_2_t, xdr_pxinfo_kv_pkt_header_2_t>, true,
-    "sync header(type 2)"};
-constexpr Layout kLayout3 = {
-    PXINFO_KV_PKT_HEADER_TYPE_3, sizeof(pxinfo_kv_pkt_header_t),
-    untyped_routine<pxinfo_kv_pkt_header_t, xdr_pxinfo_kv_pkt_header_t>, true, "sync header"};
+constexpr Layout kLayout0 = {PXINFO_KV_PKT_HEADER_TYPE_0, sizeof(pxinfo_kv_pkt_header_0_t),
+                             untyped_routine<pxinfo_kv_pkt_header_0_t, xdr_pxinfo_kv_pkt_header_0_t>, false,
+                             "sync header(type 0)"};
+constexpr Layout kLayout2 = {PXINFO_KV_PKT_HEADER_TYPE_2, sizeof(pxinfo_kv_pkt_header_2_t),
+                             untyped_routine<pxinfo_kv_pkt_header_2_t, xdr_pxinfo_kv_pkt_header_2_t>, true,
+                             "sync header(type 2)"};
+constexpr Layout kLayout3 = {PXINFO_KV_PKT_HEADER_TYPE_3, sizeof(pxinfo_kv_pkt_header_t),
+                             untyped_routine<pxinfo_kv_pkt_header_t, xdr_pxinfo_kv_pkt_header_t>, true, "sync header"};
 
 // The layouts the reader and writer use; null for layout 1, which no major
 // version selects.
 const Layout *find_layout(pxinfo_kv_pkt_header_type_t type) {
     switch (type) {
-        case PXINFO_KV_PKT_HEADER_TYPE_0:
-            return &kLayout0;
-        case PXINFO_KV_PKT_HEADER_TYPE_2:
-            return &kLayout2;
-        case PXINFO_KV_PKT_HEADER_TYPE_3:
-            return &kLayout3;
-        default:
-            return nullptr;
+    case PXINFO_KV_PKT_HEADER_TYPE_0: return &kLayout0;
+    case PXINFO_KV_PKT_HEADER_TYPE_2: return &kLayout2;
+    case PXINFO_KV_PKT_HEADER_TYPE_3: return &kLayout3;
+    default: return nullptr;
     }
 }
 
@@ -113,8 +106,7 @@ bool copy_text(const char *text, char **copy) {
 // Copies the targets, each name copied when non-empty and null otherwise. A
 // partial copy is left in *copy for the caller to release with
 // release_targets; false when storage is exhausted.
-bool copy_targets(const pxinfo_kv_pkt_tgt_desc_t *targets, int32_t count,
-                  pxinfo_kv_pkt_tgt_desc_t **copy) {
+bool copy_targets(const pxinfo_kv_pkt_tgt_desc_t *targets, int32_t count, pxinfo_kv_pkt_tgt_desc_t **copy) {
     *copy = nullptr;
     if (count <= 0) {
         return true;
@@ -238,8 +230,7 @@ bool copy_newest_record(const pxinfo_kv_pkt_header_t &record, pxinfo_kv_pkt_head
     if (!copy_targets(record.targets, record.target_count, &header->targets)) {
         return false;
     }
-    const auto copy_replica = [](const pxinfo_kv_pkt_rep_desc_t &from,
-                                 pxinfo_kv_pkt_rep_desc_t &to) { to = from; };
+    const auto copy_replica = [](const pxinfo_kv_pkt_rep_desc_t &from, pxinfo_kv_pkt_rep_desc_t &to) { to = from; };
     if (!copy_replicas(record.replicas, record.replica_count, &header->replicas, copy_replica)) {
         return false;
     }
@@ -249,22 +240,16 @@ bool copy_newest_record(const pxinfo_kv_pkt_header_t &record, pxinfo_kv_pkt_head
 // Builds the caller's header from a record of the given layout; 1062 when
 // storage is exhausted (the partial header is left for the caller to
 // release).
-tbs_status_t build_caller_header(const Layout &layout, const void *record,
-                                 pxinfo_kv_pkt_header_t *header) {
+tbs_status_t build_caller_header(const Layout &layout, const void *record, pxinfo_kv_pkt_header_t *header) {
     bool copied = false;
     switch (layout.type) {
-        case PXINFO_KV_PKT_HEADER_TYPE_0:
-            copied = widen_older_record(*static_cast<const pxinfo_kv_pkt_header_0_t *>(record),
-                                        header);
-            break;
-        case PXINFO_KV_PKT_HEADER_TYPE_2:
-            copied = widen_older_record(*static_cast<const pxinfo_kv_pkt_header_2_t *>(record),
-                                        header);
-            break;
-        default:
-            copied =
-                copy_newest_record(*static_cast<const pxinfo_kv_pkt_header_t *>(record), header);
-            break;
+    case PXINFO_KV_PKT_HEADER_TYPE_0:
+        copied = widen_older_record(*static_cast<const pxinfo_kv_pkt_header_0_t *>(record), header);
+        break;
+    case PXINFO_KV_PKT_HEADER_TYPE_2:
+        copied = widen_older_record(*static_cast<const pxinfo_kv_pkt_header_2_t *>(record), header);
+        break;
+    default: copied = copy_newest_record(*static_cast<const pxinfo_kv_pkt_header_t *>(record), header); break;
     }
     return copied ? TBS_ST_OK : TBS_ST_NO_MEMORY;
 }
@@ -338,8 +323,7 @@ tbs_status_t read_magic_and_major_version(XDR *xdrs, bool quiet, int *major_vers
 
 // Reads the stored checksum and compares it with the checksum of the magic
 // number, the major version and the decoded record, encoded afresh.
-tbs_status_t verify_checksum(XDR *xdrs, bool quiet, int major_version, const Layout &layout,
-                             void *record) {
+tbs_status_t verify_checksum(XDR *xdrs, bool quiet, int major_version, const Layout &layout, void *record) {
     u_long stored = 0;
     if (!xdr_u_long(xdrs, &stored)) {
         pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgDecodeError, "header checksum");
@@ -361,15 +345,13 @@ tbs_status_t verify_checksum(XDR *xdrs, bool quiet, int major_version, const Lay
         return TBS_ST_FAILED;
     }
     if (!layout.routine(check.xdrs(), record, 0)) {
-        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgEncodeError,
-                          "sync header for checking");
+        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgEncodeError, "sync header for checking");
         return TBS_ST_FAILED;
     }
     uint32_t computed = 0;
     fileutl_crc_buffer(check.xdrs()->x_base, XDR_GETPOS(check.xdrs()), &computed);
     if (computed != static_cast<uint32_t>(stored)) {
-        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgBadChecksum,
-                          static_cast<unsigned long>(computed),
+        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgBadChecksum, static_cast<unsigned long>(computed),
                           static_cast<unsigned long>(static_cast<uint32_t>(stored)));
         return TBS_ST_FAILED;
     }
@@ -378,8 +360,7 @@ tbs_status_t verify_checksum(XDR *xdrs, bool quiet, int major_version, const Lay
 
 // Everything after the creation of the caller's stream. header is all zero
 // on entry; on failure it may hold a partial copy.
-tbs_status_t read_header_from(XDR *xdrs, bool quiet, int *major_version,
-                              pxinfo_kv_pkt_header_t *header) {
+tbs_status_t read_header_from(XDR *xdrs, bool quiet, int *major_version, pxinfo_kv_pkt_header_t *header) {
     tbs_status_t status = read_magic_and_major_version(xdrs, quiet, major_version);
     if (status != TBS_ST_OK) {
         return status;
@@ -399,8 +380,7 @@ tbs_status_t read_header_from(XDR *xdrs, bool quiet, int *major_version,
         return TBS_ST_NO_MEMORY;
     }
     if (!layout->routine(xdrs, record.get(), 0)) {
-        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgDecodeError,
-                          layout->decode_failure_name);
+        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgDecodeError, layout->decode_failure_name);
         return TBS_ST_FAILED;
     }
     if (layout->has_checksum) {
@@ -415,8 +395,7 @@ tbs_status_t read_header_from(XDR *xdrs, bool quiet, int *major_version,
     }
     if (*major_version == PXINFO_KV_PKT_SOFTWARE_MAJOR_VERSION &&
         header->minor_version != PXINFO_KV_PKT_SOFTWARE_MINOR_VERSION) {
-        pxinfo::print_msg(quiet, IMSG_SEV_WARNING, kMessages, kMsgVersionMismatch,
-                          PXINFO_KV_PKT_SOFTWARE_MAJOR_VERSION,
+        pxinfo::print_msg(quiet, IMSG_SEV_WARNING, kMessages, kMsgVersionMismatch, PXINFO_KV_PKT_SOFTWARE_MAJOR_VERSION,
                           PXINFO_KV_PKT_SOFTWARE_MINOR_VERSION, *major_version,
                           static_cast<int>(header->minor_version));
     }
@@ -432,8 +411,7 @@ bool counts_match_arrays(const pxinfo_kv_pkt_header_t &header) {
     const auto described = [](int32_t count, const void *array) {
         return count == 0 || (count > 0 && array != nullptr);
     };
-    return described(header.target_count, header.targets) &&
-           described(header.replica_count, header.replicas);
+    return described(header.target_count, header.targets) && described(header.replica_count, header.replicas);
 }
 
 // The layout-2 descriptor keeps the reference value; layout 0 has none. Both
@@ -448,11 +426,8 @@ void narrow_replica(const pxinfo_kv_pkt_rep_desc_t &from, pxinfo_kv_pkt_rep_desc
     to.ref_value = from.ref_value;
 }
 
-bool copy_narrowed_aux_string(const pxinfo_kv_pkt_header_t &, pxinfo_kv_pkt_header_0_t &) {
-    return true;
-}
-bool copy_narrowed_aux_string(const pxinfo_kv_pkt_header_t &header,
-                              pxinfo_kv_pkt_header_2_t &record) {
+bool copy_narrowed_aux_string(const pxinfo_kv_pkt_header_t &, pxinfo_kv_pkt_header_0_t &) { return true; }
+bool copy_narrowed_aux_string(const pxinfo_kv_pkt_header_t &header, pxinfo_kv_pkt_header_2_t &record) {
     return copy_text(header.aux_string, &record.aux_string);
 }
 
@@ -478,9 +453,7 @@ class NarrowedRecord {
         if (!copy_targets(header.targets, header.target_count, &record_.targets)) {
             return false;
         }
-        const auto narrow = [](const pxinfo_kv_pkt_rep_desc_t &from, auto &to) {
-            narrow_replica(from, to);
-        };
+        const auto narrow = [](const pxinfo_kv_pkt_rep_desc_t &from, auto &to) { narrow_replica(from, to); };
         if (!copy_replicas(header.replicas, header.replica_count, &record_.replicas, narrow)) {
             return false;
         }
@@ -493,8 +466,7 @@ class NarrowedRecord {
 };
 
 template <typename Record>
-tbs_status_t encode_narrowed(const pxinfo_kv_pkt_header_t &header, const Layout &layout,
-                             XDR *xdrs) {
+tbs_status_t encode_narrowed(const pxinfo_kv_pkt_header_t &header, const Layout &layout, XDR *xdrs) {
     NarrowedRecord<Record> record;
     if (!record.build(header)) {
         return TBS_ST_NO_MEMORY;
@@ -506,15 +478,11 @@ tbs_status_t encode_narrowed(const pxinfo_kv_pkt_header_t &header, const Layout 
     return TBS_ST_OK;
 }
 
-tbs_status_t encode_record(const pxinfo_kv_pkt_header_t &header, const Layout &layout,
-                           XDR *xdrs) {
+tbs_status_t encode_record(const pxinfo_kv_pkt_header_t &header, const Layout &layout, XDR *xdrs) {
     switch (layout.type) {
-        case PXINFO_KV_PKT_HEADER_TYPE_0:
-            return encode_narrowed<pxinfo_kv_pkt_header_0_t>(header, layout, xdrs);
-        case PXINFO_KV_PKT_HEADER_TYPE_2:
-            return encode_narrowed<pxinfo_kv_pkt_header_2_t>(header, layout, xdrs);
-        default:
-            break;
+    case PXINFO_KV_PKT_HEADER_TYPE_0: return encode_narrowed<pxinfo_kv_pkt_header_0_t>(header, layout, xdrs);
+    case PXINFO_KV_PKT_HEADER_TYPE_2: return encode_narrowed<pxinfo_kv_pkt_header_2_t>(header, layout, xdrs);
+    default: break;
     }
     // Encoding leaves the caller's header as it was.
     if (!layout.routine(xdrs, const_cast<pxinfo_kv_pkt_header_t *>(&header), 0)) {
@@ -543,8 +511,7 @@ tbs_status_t append_checksum(XDR *xdrs, u_int start) {
 // ---------------------------------------------------------------------------
 // Reading and releasing headers.
 
-extern "C" tbs_status_t pxinfo_kv_pkt_read_header(FILE *stream, XDR *xdrs, int quiet,
-                                                  int *major_version,
+extern "C" tbs_status_t pxinfo_kv_pkt_read_header(FILE *stream, XDR *xdrs, int quiet, int *major_version,
                                                   pxinfo_kv_pkt_header_t *header) {
     if (stream == nullptr || xdrs == nullptr || major_version == nullptr || header == nullptr) {
         return TBS_ST_INVALID_ARG;
@@ -559,13 +526,11 @@ extern "C" tbs_status_t pxinfo_kv_pkt_read_header(FILE *stream, XDR *xdrs, int q
     return status;
 }
 
-extern "C" tbs_status_t pxinfo_kv_pkt_read_import_header_no_xdr(FILE *stream, int quiet,
-                                                                int *major_version,
+extern "C" tbs_status_t pxinfo_kv_pkt_read_import_header_no_xdr(FILE *stream, int quiet, int *major_version,
                                                                 pxinfo_kv_pkt_header_t *header) {
     XDR xdrs;
     std::memset(&xdrs, 0, sizeof xdrs);
-    const tbs_status_t status =
-        pxinfo_kv_pkt_read_header(stream, &xdrs, quiet, major_version, header);
+    const tbs_status_t status = pxinfo_kv_pkt_read_header(stream, &xdrs, quiet, major_version, header);
     if (stream != nullptr) {
         fseek(stream, 0, SEEK_SET);
     }
@@ -575,8 +540,7 @@ extern "C" tbs_status_t pxinfo_kv_pkt_read_import_header_no_xdr(FILE *stream, in
     return status;
 }
 
-extern "C" tbs_status_t pxinfo_kv_pkt_finish_import_header_no_xdr(FILE *,
-                                                                  pxinfo_kv_pkt_header_t *header) {
+extern "C" tbs_status_t pxinfo_kv_pkt_finish_import_header_no_xdr(FILE *, pxinfo_kv_pkt_header_t *header) {
     pxinfo_free_kv_pkt_hdr(header);
     return TBS_ST_OK;
 }
@@ -590,8 +554,8 @@ extern "C" void pxinfo_free_kv_pkt_hdr(pxinfo_kv_pkt_header_t *header) {
 // ---------------------------------------------------------------------------
 // Writing headers.
 
-extern "C" tbs_status_t pxinfo_kv_pkt_write_header(const pxinfo_kv_pkt_header_t *header,
-                                                   int major_version, XDR *xdrs, u_int *size) {
+extern "C" tbs_status_t pxinfo_kv_pkt_write_header(const pxinfo_kv_pkt_header_t *header, int major_version, XDR *xdrs,
+                                                   u_int *size) {
     if (header == nullptr || xdrs == nullptr || xdrs->x_op != XDR_ENCODE || size == nullptr ||
         !counts_match_arrays(*header)) {
         return TBS_ST_INVALID_ARG;

@@ -33,9 +33,8 @@ constexpr ProtocolVersion kProtocolVersionOfFeatureLevel[] = {
 
 // Indexed by major version.
 constexpr pxinfo_kv_pkt_header_type_t kLayoutOfMajorVersion[] = {
-    PXINFO_KV_PKT_HEADER_TYPE_0, PXINFO_KV_PKT_HEADER_TYPE_2, PXINFO_KV_PKT_HEADER_TYPE_2,
-    PXINFO_KV_PKT_HEADER_TYPE_2, PXINFO_KV_PKT_HEADER_TYPE_2, PXINFO_KV_PKT_HEADER_TYPE_2,
-    PXINFO_KV_PKT_HEADER_TYPE_3, PXINFO_KV_PKT_HEADER_TYPE_3,
+    PXINFO_KV_PKT_HEADER_TYPE_0, PXINFO_KV_PKT_HEADER_TYPE_2, PXINFO_KV_PKT_HEADER_TYPE_2, PXINFO_KV_PKT_HEADER_TYPE_2,
+    PXINFO_KV_PKT_HEADER_TYPE_2, PXINFO_KV_PKT_HEADER_TYPE_2, PXINFO_KV_PKT_HEADER_TYPE_3, PXINFO_KV_PKT_HEADER_TYPE_3,
 };
 
 template <typename T, size_t N>
@@ -48,8 +47,7 @@ constexpr unsigned table_size(const T (&)[N]) {
 // ---------------------------------------------------------------------------
 // Mappings.
 
-extern "C" void pxinfo_map_flevel_to_protocol_versions(int feature_level, int *major_version,
-                                                       int *minor_version) {
+extern "C" void pxinfo_map_flevel_to_protocol_versions(int feature_level, int *major_version, int *minor_version) {
     const unsigned level = static_cast<unsigned>(feature_level);
     if (level < table_size(kProtocolVersionOfFeatureLevel)) {
         if (major_version != nullptr) {
@@ -68,8 +66,8 @@ extern "C" void pxinfo_map_flevel_to_protocol_versions(int feature_level, int *m
     PXINFO_ASSERT_FAIL("FALSE", kSource);
 }
 
-extern "C" tbs_status_t pxinfo_kv_pkt_major_version_to_header_type(
-    int major_version, int quiet, pxinfo_kv_pkt_header_type_t *header_type) {
+extern "C" tbs_status_t pxinfo_kv_pkt_major_version_to_header_type(int major_version, int quiet,
+                                                                   pxinfo_kv_pkt_header_type_t *header_type) {
     const unsigned version = static_cast<unsigned>(major_version);
     if (version < table_size(kLayoutOfMajorVersion)) {
         if (header_type == nullptr) {
@@ -84,23 +82,17 @@ extern "C" tbs_status_t pxinfo_kv_pkt_major_version_to_header_type(
 
 extern "C" pxinfo_file_type_t pxinfo_kv_pkt_sync_type_to_file_type(int sync_type) {
     switch (sync_type) {
-        case kSyncTypeUpdate:
-            return PXINFO_FILE_KVUPDATE;
-        case kSyncTypeCreation:
-            return PXINFO_FILE_KVCREATE;
-        default:
-            return PXINFO_FILE_OTHER;
+    case kSyncTypeUpdate: return PXINFO_FILE_KVUPDATE;
+    case kSyncTypeCreation: return PXINFO_FILE_KVCREATE;
+    default: return PXINFO_FILE_OTHER;
     }
 }
 
 extern "C" int pxinfo_kv_pkt_file_type_to_sync_type(pxinfo_file_type_t file_type) {
     switch (file_type) {
-        case PXINFO_FILE_KVCREATE:
-            return kSyncTypeCreation;
-        case PXINFO_FILE_KVUPDATE:
-            return kSyncTypeUpdate;
-        default:
-            return kSyncTypeNone;
+    case PXINFO_FILE_KVCREATE: return kSyncTypeCreation;
+    case PXINFO_FILE_KVUPDATE: return kSyncTypeUpdate;
+    default: return kSyncTypeNone;
     }
 }
 
@@ -114,8 +106,7 @@ extern "C" size_t pxinfo_kv_pkt_fread(void *buffer, size_t size, size_t count, F
     return fread(buffer, size, count, stream);
 }
 
-extern "C" size_t pxinfo_kv_pkt_fwrite(const void *buffer, size_t size, size_t count,
-                                       FILE *stream) {
+extern "C" size_t pxinfo_kv_pkt_fwrite(const void *buffer, size_t size, size_t count, FILE *stream) {
     if (stream == nullptr) {
         return 0;
     }

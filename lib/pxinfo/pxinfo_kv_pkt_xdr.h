@@ -157,64 +157,37 @@ typedef pxinfo_kv_oplog_desc_1_t pxinfo_kv_oplog_desc_t;
 
 /* Enumerations: one xdr_enum word. */
 PXINFO_API bool_t xdr_pxinfo_kv_pkt_header_type_e(XDR *xdrs, pxinfo_kv_pkt_header_type_t *value);
-PXINFO_API bool_t xdr_pxinfo_kv_pkt_header_type_t(XDR *xdrs, pxinfo_kv_pkt_header_type_t *value,
-                                                  int extra);
-PXINFO_API bool_t xdr_pxinfo_kv_pkt_major_version_e(XDR *xdrs,
-                                                    pxinfo_kv_pkt_major_version_t *value);
-PXINFO_API bool_t xdr_pxinfo_kv_pkt_major_version_t(XDR *xdrs,
-                                                    pxinfo_kv_pkt_major_version_t *value,
-                                                    int extra);
-PXINFO_API bool_t xdr_pxinfo_kv_oplog_descriptor_type_e(XDR *xdrs,
-                                                        pxinfo_kv_oplog_descriptor_type_t *value);
-PXINFO_API bool_t xdr_pxinfo_kv_oplog_descriptor_type_t(XDR *xdrs,
-                                                        pxinfo_kv_oplog_descriptor_type_t *value,
-                                                        int extra);
+PXINFO_API bool_t xdr_pxinfo_kv_pkt_header_type_t(XDR *xdrs, pxinfo_kv_pkt_header_type_t *value, int extra);
+PXINFO_API bool_t xdr_pxinfo_kv_pkt_major_version_e(XDR *xdrs, pxinfo_kv_pkt_major_version_t *value);
+PXINFO_API bool_t xdr_pxinfo_kv_pkt_major_version_t(XDR *xdrs, pxinfo_kv_pkt_major_version_t *value, int extra);
+PXINFO_API bool_t xdr_pxinfo_kv_oplog_descriptor_type_e(XDR *xdrs, pxinfo_kv_oplog_descriptor_type_t *value);
+PXINFO_API bool_t xdr_pxinfo_kv_oplog_descriptor_type_t(XDR *xdrs, pxinfo_kv_oplog_descriptor_type_t *value, int extra);
 
 /* Descriptors. xdr_pxinfo_kv_pkt_rep_desc_2_t codes as the layout-1
  * descriptor; xdr_pxinfo_kv_pkt_rep_desc_t as the layout-3 one. */
-PXINFO_API bool_t xdr_pxinfo_kv_pkt_tgt_desc_s(XDR *xdrs, pxinfo_kv_pkt_tgt_desc_t *record,
-                                               int extra);
-PXINFO_API bool_t xdr_pxinfo_kv_pkt_tgt_desc_t(XDR *xdrs, pxinfo_kv_pkt_tgt_desc_t *record,
-                                               int extra);
-PXINFO_API bool_t xdr_pxinfo_kv_pkt_rep_desc_0_s(XDR *xdrs, pxinfo_kv_pkt_rep_desc_0_t *record,
-                                                 int extra);
-PXINFO_API bool_t xdr_pxinfo_kv_pkt_rep_desc_0_t(XDR *xdrs, pxinfo_kv_pkt_rep_desc_0_t *record,
-                                                 int extra);
-PXINFO_API bool_t xdr_pxinfo_kv_pkt_rep_desc_1_s(XDR *xdrs, pxinfo_kv_pkt_rep_desc_1_t *record,
-                                                 int extra);
-PXINFO_API bool_t xdr_pxinfo_kv_pkt_rep_desc_1_t(XDR *xdrs, pxinfo_kv_pkt_rep_desc_1_t *record,
-                                                 int extra);
-PXINFO_API bool_t xdr_pxinfo_kv_pkt_rep_desc_2_t(XDR *xdrs, pxinfo_kv_pkt_rep_desc_2_t *record,
-                                                 int extra);
-PXINFO_API bool_t xdr_pxinfo_kv_pkt_rep_desc_3_s(XDR *xdrs, pxinfo_kv_pkt_rep_desc_3_t *record,
-                                                 int extra);
-PXINFO_API bool_t xdr_pxinfo_kv_pkt_rep_desc_3_t(XDR *xdrs, pxinfo_kv_pkt_rep_desc_3_t *record,
-                                                 int extra);
-PXINFO_API bool_t xdr_pxinfo_kv_pkt_rep_desc_t(XDR *xdrs, pxinfo_kv_pkt_rep_desc_t *record,
-                                               int extra);
-PXINFO_API bool_t xdr_pxinfo_kv_oplog_desc_1_s(XDR *xdrs, pxinfo_kv_oplog_desc_1_t *record,
-                                               int extra);
-PXINFO_API bool_t xdr_pxinfo_kv_oplog_desc_1_t(XDR *xdrs, pxinfo_kv_oplog_desc_1_t *record,
-                                               int extra);
+PXINFO_API bool_t xdr_pxinfo_kv_pkt_tgt_desc_s(XDR *xdrs, pxinfo_kv_pkt_tgt_desc_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_kv_pkt_tgt_desc_t(XDR *xdrs, pxinfo_kv_pkt_tgt_desc_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_kv_pkt_rep_desc_0_s(XDR *xdrs, pxinfo_kv_pkt_rep_desc_0_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_kv_pkt_rep_desc_0_t(XDR *xdrs, pxinfo_kv_pkt_rep_desc_0_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_kv_pkt_rep_desc_1_s(XDR *xdrs, pxinfo_kv_pkt_rep_desc_1_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_kv_pkt_rep_desc_1_t(XDR *xdrs, pxinfo_kv_pkt_rep_desc_1_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_kv_pkt_rep_desc_2_t(XDR *xdrs, pxinfo_kv_pkt_rep_desc_2_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_kv_pkt_rep_desc_3_s(XDR *xdrs, pxinfo_kv_pkt_rep_desc_3_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_kv_pkt_rep_desc_3_t(XDR *xdrs, pxinfo_kv_pkt_rep_desc_3_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_kv_pkt_rep_desc_t(XDR *xdrs, pxinfo_kv_pkt_rep_desc_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_kv_oplog_desc_1_s(XDR *xdrs, pxinfo_kv_oplog_desc_1_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_kv_oplog_desc_1_t(XDR *xdrs, pxinfo_kv_oplog_desc_1_t *record, int extra);
 PXINFO_API bool_t xdr_pxinfo_kv_oplog_desc_t(XDR *xdrs, pxinfo_kv_oplog_desc_t *record, int extra);
 
 /* Header records. xdr_pxinfo_kv_pkt_header_t codes as layout 3. */
-PXINFO_API bool_t xdr_pxinfo_kv_pkt_header_0_s(XDR *xdrs, pxinfo_kv_pkt_header_0_t *record,
-                                               int extra);
-PXINFO_API bool_t xdr_pxinfo_kv_pkt_header_0_t(XDR *xdrs, pxinfo_kv_pkt_header_0_t *record,
-                                               int extra);
-PXINFO_API bool_t xdr_pxinfo_kv_pkt_header_1_s(XDR *xdrs, pxinfo_kv_pkt_header_1_t *record,
-                                               int extra);
-PXINFO_API bool_t xdr_pxinfo_kv_pkt_header_1_t(XDR *xdrs, pxinfo_kv_pkt_header_1_t *record,
-                                               int extra);
-PXINFO_API bool_t xdr_pxinfo_kv_pkt_header_2_s(XDR *xdrs, pxinfo_kv_pkt_header_2_t *record,
-                                               int extra);
-PXINFO_API bool_t xdr_pxinfo_kv_pkt_header_2_t(XDR *xdrs, pxinfo_kv_pkt_header_2_t *record,
-                                               int extra);
-PXINFO_API bool_t xdr_pxinfo_kv_pkt_header_3_s(XDR *xdrs, pxinfo_kv_pkt_header_3_t *record,
-                                               int extra);
-PXINFO_API bool_t xdr_pxinfo_kv_pkt_header_3_t(XDR *xdrs, pxinfo_kv_pkt_header_3_t *record,
-                                               int extra);
+PXINFO_API bool_t xdr_pxinfo_kv_pkt_header_0_s(XDR *xdrs, pxinfo_kv_pkt_header_0_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_kv_pkt_header_0_t(XDR *xdrs, pxinfo_kv_pkt_header_0_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_kv_pkt_header_1_s(XDR *xdrs, pxinfo_kv_pkt_header_1_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_kv_pkt_header_1_t(XDR *xdrs, pxinfo_kv_pkt_header_1_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_kv_pkt_header_2_s(XDR *xdrs, pxinfo_kv_pkt_header_2_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_kv_pkt_header_2_t(XDR *xdrs, pxinfo_kv_pkt_header_2_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_kv_pkt_header_3_s(XDR *xdrs, pxinfo_kv_pkt_header_3_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_kv_pkt_header_3_t(XDR *xdrs, pxinfo_kv_pkt_header_3_t *record, int extra);
 PXINFO_API bool_t xdr_pxinfo_kv_pkt_header_t(XDR *xdrs, pxinfo_kv_pkt_header_t *record, int extra);
 
 /* Glue of the header records' code generator: two empty hooks and the null

@@ -91,7 +91,9 @@ const char *const kShpOrderTexts[] = {
     /* 48 */ "Line too long in file \"%s\" (line %d)\n",
     /* 49 */ "order file \"%s\": multiple return route sections (line %d)\n",
 };
-const uint16_t kShpOrderNumbers[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31, 32, 33, 34, 35, 36, 37, 38, 39, 40, 41, 42, 43, 44, 45, 46, 47, 48, 49, 50};
+const uint16_t kShpOrderNumbers[] = {1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15, 16, 17,
+                                     18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31, 32, 33, 34,
+                                     35, 36, 37, 38, 39, 40, 41, 42, 43, 44, 45, 46, 47, 48, 49, 50};
 
 template <size_t N, size_t M>
 constexpr imsg_msg_table_t make_table(const char *component, uint16_t set_number, const char *const (&texts)[N],

@@ -188,8 +188,7 @@ tbs_status_t copy_targets(const pxinfo_kv_pkt_header_t &header, stg_area_t *area
         copies[i].extra_name = nullptr;
         copies[i].name = stg_area_strdup(area, target.name);
         if (copies[i].name == nullptr && target.name != nullptr && target.name[0] != '\0') return TBS_ST_NO_MEMORY;
-        tbs_status_t status =
-            pxinfo_new_vault_selector(&target.replica_uuid, &header.family_uuid, &copies[i].replica);
+        tbs_status_t status = pxinfo_new_vault_selector(&target.replica_uuid, &header.family_uuid, &copies[i].replica);
         if (status != TBS_ST_OK) return status;
     }
     *targets = copies;
@@ -208,7 +207,8 @@ tbs_status_t build_source(const pxinfo_kv_pkt_header_t &header, stg_area_t *area
     if (status != TBS_ST_OK) return status;
 
     size_t count = header.replica_count > 0 ? static_cast<size_t>(header.replica_count) : 0;
-    auto *refs = static_cast<pxinfo_replica_reference_t *>(stg_calloc(area, sizeof(pxinfo_replica_reference_t) * count));
+    auto *refs =
+        static_cast<pxinfo_replica_reference_t *>(stg_calloc(area, sizeof(pxinfo_replica_reference_t) * count));
     if (refs == nullptr) return TBS_ST_NO_MEMORY;
     source->references.count = static_cast<uint32_t>(count);
     source->references.refs = refs;
@@ -274,8 +274,8 @@ void examine_packet(const char *path, stg_area_t *area, pxinfo_packet_info_t *in
         info->status = static_cast<int32_t>(status);
     }
     if (!stream.close())
-        imsg_print_shared(IMSG_SEV_WARNING, pxinfo::kTraceComponent, &_tbs_cmsg_tbs_msg_table, kSharedCloseFailed,
-                          path, imsg_strerror(errno));
+        imsg_print_shared(IMSG_SEV_WARNING, pxinfo::kTraceComponent, &_tbs_cmsg_tbs_msg_table, kSharedCloseFailed, path,
+                          imsg_strerror(errno));
 }
 
 }  // namespace
@@ -393,7 +393,8 @@ int compare_rows(const pxinfo_packet_info_t &pkt1, const pxinfo_packet_info_t &p
     } else {
         int result = 0;
         pxinfo_miscompare_functor_t no_functor = {nullptr, nullptr};
-        tbs_status_t status = pxinfo_epoch_row_compare(refs1.count, row1, refs2.count, row2, nullptr, no_functor, &result);
+        tbs_status_t status =
+            pxinfo_epoch_row_compare(refs1.count, row1, refs2.count, row2, nullptr, no_functor, &result);
         if (status != TBS_ST_OK) failure = true;
         if (result == PXINFO_EPOCH_CMP_LESS) order = -1;
         else if (result == PXINFO_EPOCH_CMP_GREATER) order = 1;

@@ -39,8 +39,7 @@ PXINFO_API int pxinfo_compare_pkt_dependencies(const pxinfo_packet_info_t *pkt1,
 
 /* The epoch row of an update packet (start epochs of its references); the
  * entries belong to the caller (pxinfo_free_new_epoch_row_entry). */
-PXINFO_API tbs_status_t pxinfo_kv_packet_info_to_epoch_row(const pxinfo_packet_info_t *info,
-                                                           pxinfo_epoch_row_t *row);
+PXINFO_API tbs_status_t pxinfo_kv_packet_info_to_epoch_row(const pxinfo_packet_info_t *info, pxinfo_epoch_row_t *row);
 /* The epoch row of a header; replica, when given and among the targets,
  * names the row. */
 PXINFO_API tbs_status_t pxinfo_kv_pkt_header_to_epoch_row(const pxinfo_kv_pkt_header_t *header,

@@ -35,8 +35,7 @@ extern "C" pxinfo_setting_type_t pxinfo_setting_get_type(const pxinfo_setting_va
     return static_cast<pxinfo_setting_type_t>(0);
 }
 
-extern "C" tbs_status_t pxinfo_setting_get_int_value(const pxinfo_setting_val_t *value,
-                                                     int32_t *int_value) {
+extern "C" tbs_status_t pxinfo_setting_get_int_value(const pxinfo_setting_val_t *value, int32_t *int_value) {
     pxinfo::TraceScope scope("pxinfo_setting_get_int_value", kSource);
     if (!is_type(value, PXINFO_SETTING_INT) || int_value == nullptr) {
         return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
@@ -55,8 +54,8 @@ extern "C" tbs_status_t pxinfo_setting_set_int_value(int32_t int_value, pxinfo_s
     return TBS_ST_OK;
 }
 
-extern "C" tbs_status_t pxinfo_setting_get_str_value(const pxinfo_setting_val_t *value,
-                                                     stg_area_t *area, char **str_value) {
+extern "C" tbs_status_t pxinfo_setting_get_str_value(const pxinfo_setting_val_t *value, stg_area_t *area,
+                                                     char **str_value) {
     pxinfo::TraceScope scope("pxinfo_setting_get_str_value", kSource);
     if (!is_type(value, PXINFO_SETTING_STR) || str_value == nullptr) {
         return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
@@ -102,12 +101,10 @@ extern "C" int pxinfo_setting_eq(const pxinfo_setting_val_t *a, const pxinfo_set
         return 0;
     }
     switch (a->type) {
-        case PXINFO_SETTING_INT:
-            return a->data.int_value == b->data.int_value ? 1 : 0;
-        case PXINFO_SETTING_STR:
-            return same_string(a->data.str_value, b->data.str_value) ? 1 : 0;
-        default:
-            // Untyped values (0, 3 or unknown) of the same type are equal.
-            return 1;
+    case PXINFO_SETTING_INT: return a->data.int_value == b->data.int_value ? 1 : 0;
+    case PXINFO_SETTING_STR: return same_string(a->data.str_value, b->data.str_value) ? 1 : 0;
+    default:
+        // Untyped values (0, 3 or unknown) of the same type are equal.
+        return 1;
     }
 }

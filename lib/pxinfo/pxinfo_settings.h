@@ -20,8 +20,7 @@ PXINFO_API pxinfo_setting_type_t pxinfo_setting_get_type(const pxinfo_setting_va
 
 /* The integer of an integer value into *int_value. TBS_ST_INVALID_ARG (and
  * *int_value untouched) for a null argument or a value of another type. */
-PXINFO_API tbs_status_t pxinfo_setting_get_int_value(const pxinfo_setting_val_t *value,
-                                                     int32_t *int_value);
+PXINFO_API tbs_status_t pxinfo_setting_get_int_value(const pxinfo_setting_val_t *value, int32_t *int_value);
 
 /* Makes value an integer value holding int_value. TBS_ST_INVALID_ARG when
  * value is null. */
@@ -31,8 +30,8 @@ PXINFO_API tbs_status_t pxinfo_setting_set_int_value(int32_t int_value, pxinfo_s
  * null area the value's own string. A null string gives null and 0.
  * TBS_ST_NO_MEMORY when the copy fails; TBS_ST_INVALID_ARG (and *str_value
  * untouched) for a null argument or a value of another type. */
-PXINFO_API tbs_status_t pxinfo_setting_get_str_value(const pxinfo_setting_val_t *value,
-                                                     stg_area_t *area, char **str_value);
+PXINFO_API tbs_status_t pxinfo_setting_get_str_value(const pxinfo_setting_val_t *value, stg_area_t *area,
+                                                     char **str_value);
 
 /* Makes value a string value holding a copy of str_value in area, or with a
  * null area str_value itself (the caller keeps it alive; the library never

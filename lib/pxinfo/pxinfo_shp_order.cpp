@@ -90,8 +90,7 @@ bool index_reserve_one(stg_area_t *area, DestinationIndex &index) {
         return false;
     }
     auto *hashes = reinterpret_cast<uint32_t *>(static_cast<char *>(block) + slots_size);
-    DestinationIndex grown{hashes, static_cast<pxinfo_shp_destination_t **>(block), capacity, 0,
-                           index.last_found};
+    DestinationIndex grown{hashes, static_cast<pxinfo_shp_destination_t **>(block), capacity, 0, index.last_found};
     for (uint32_t i = 0; i < index.capacity; ++i) {
         if (index.hashes[i] != 0) {
             index_put(grown, index.slots[i], index.hashes[i]);

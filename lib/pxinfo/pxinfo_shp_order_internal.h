@@ -94,8 +94,8 @@ pxinfo_shp_destination_t *find_destination(const pxinfo_shp_order_t *order, cons
 using SectionWriter = tbs_status_t (*)(FILE *stream, const char *file_name, const pxinfo_shp_order_t *order);
 // A section parser: (handle, line text, file name, line number, order,
 // first-continuation flag) -> status.
-using SectionParser = tbs_status_t (*)(cl_handle_t *handle, const char *line, const char *file_name,
-                                       int line_number, pxinfo_shp_order_t *order, int first_continuation);
+using SectionParser = tbs_status_t (*)(cl_handle_t *handle, const char *line, const char *file_name, int line_number,
+                                       pxinfo_shp_order_t *order, int first_continuation);
 
 struct SectionKeyword {
     const char *keyword;
@@ -124,7 +124,7 @@ tbs_status_t pxinfo_shp_ord_write_notification(FILE *, const char *, const pxinf
 tbs_status_t pxinfo_shp_ord_write_comment(FILE *, const char *, const pxinfo_shp_order_t *);
 
 // Section parsers.
-#define PXINFO_SHP_PARSER(name)                                                                    \
+#define PXINFO_SHP_PARSER(name)                                                                      \
     tbs_status_t name(cl_handle_t *handle, const char *line, const char *file_name, int line_number, \
                       pxinfo_shp_order_t *order, int first_continuation)
 PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_first_identifier);

@@ -35,13 +35,9 @@ Word next_word(cl_handle_t *handle, const char *file_name, int line_number, cons
 tbs_status_t required_word(cl_handle_t *handle, const char *file_name, int line_number, Msg missing,
                            const char **word) {
     switch (next_word(handle, file_name, line_number, word)) {
-    case Word::kPresent:
-        return TBS_ST_OK;
-    case Word::kMissing:
-        print_error(missing, file_name, line_number);
-        return TBS_ST_FAILED;
-    case Word::kFailed:
-        break;
+    case Word::kPresent: return TBS_ST_OK;
+    case Word::kMissing: print_error(missing, file_name, line_number); return TBS_ST_FAILED;
+    case Word::kFailed: break;
     }
     return TBS_ST_FAILED;
 }
@@ -50,13 +46,9 @@ tbs_status_t required_word(cl_handle_t *handle, const char *file_name, int line_
 tbs_status_t no_more_words(cl_handle_t *handle, const char *file_name, int line_number) {
     const char *word = nullptr;
     switch (next_word(handle, file_name, line_number, &word)) {
-    case Word::kMissing:
-        return TBS_ST_OK;
-    case Word::kPresent:
-        print_error(kMsgSyntaxError, file_name, line_number);
-        return TBS_ST_FAILED;
-    case Word::kFailed:
-        break;
+    case Word::kMissing: return TBS_ST_OK;
+    case Word::kPresent: print_error(kMsgSyntaxError, file_name, line_number); return TBS_ST_FAILED;
+    case Word::kFailed: break;
     }
     return TBS_ST_FAILED;
 }

@@ -40,15 +40,14 @@ typedef struct pxinfo_miscompare_functor {
  * An empty row has no family to check; its replicas are all at epoch 0. */
 PXINFO_API tbs_status_t pxinfo_epoch_row_compare(unsigned packet_count, const pxinfo_epoch_row_entry_t *packet_entries,
                                                  unsigned target_count, const pxinfo_epoch_row_entry_t *target_entries,
-                                                 const pxinfo_selector_t *excluded,
-                                                 pxinfo_miscompare_functor_t functor, int *result);
+                                                 const pxinfo_selector_t *excluded, pxinfo_miscompare_functor_t functor,
+                                                 int *result);
 
 /* Copies source into destination with an entry array of its own (from
  * stg_malloc), released with pxinfo_free_new_epoch_row_entry. On
  * TBS_ST_NO_MEMORY the destination is a shallow copy sharing the source's
  * entries. */
-PXINFO_API tbs_status_t pxinfo_create_new_epoch_row(const pxinfo_epoch_row_t *source,
-                                                    pxinfo_epoch_row_t *destination);
+PXINFO_API tbs_status_t pxinfo_create_new_epoch_row(const pxinfo_epoch_row_t *source, pxinfo_epoch_row_t *destination);
 /* Releases the row's entry array (entries and count are left as they are). */
 PXINFO_API tbs_status_t pxinfo_free_new_epoch_row_entry(pxinfo_epoch_row_t *row);
 /* Makes the row empty: empty name and host, no entries, zero values. */

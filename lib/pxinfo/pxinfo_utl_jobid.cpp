@@ -1,7 +1,7 @@
 // Sync job identifiers: id pairs, the text of a local job id, and reading a
 // text as either kind of identifier.
-#include "pxinfo_frame_internal.h"
 #include "pxinfo_utl_jobid.h"
+#include "pxinfo_frame_internal.h"
 #include "strutl.h"
 #include "tbs_uuid.h"
 

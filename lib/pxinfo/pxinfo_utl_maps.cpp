@@ -40,8 +40,7 @@ const pxinfo_id_and_name_map_entry_t pxinfo_ship_file_type_map[] = {
 
 extern "C" {
 
-PXINFO_API tbs_status_t pxinfo_str_to_int_id(const pxinfo_id_and_name_map_entry_t *table, const char *name,
-                                             int *id) {
+PXINFO_API tbs_status_t pxinfo_str_to_int_id(const pxinfo_id_and_name_map_entry_t *table, const char *name, int *id) {
     pxinfo::TraceScope scope("pxinfo_str_to_int_id", kSource);
     if (table == nullptr || name == nullptr || name[0] == '\0' || id == nullptr) {
         pxinfo::print_shared_error(pxinfo::kSharedMsgMissingArgument, scope.name());

@@ -21,8 +21,7 @@ typedef struct pxinfo_id_and_name_map_entry_s {
  * *id. TBS_ST_INVALID_ARG (with an error message) for a null table, a null or
  * empty name or a null id; TBS_ST_NOT_FOUND when no entry has the name (*id
  * is then unchanged). */
-PXINFO_API tbs_status_t pxinfo_str_to_int_id(const pxinfo_id_and_name_map_entry_t *table, const char *name,
-                                             int *id);
+PXINFO_API tbs_status_t pxinfo_str_to_int_id(const pxinfo_id_and_name_map_entry_t *table, const char *name, int *id);
 
 /* The shipped file type (shipping order, creation packet, update packet or
  * other) named by name, regardless of case. TBS_ST_NOT_FOUND, with the

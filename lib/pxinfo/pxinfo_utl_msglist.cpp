@@ -52,8 +52,8 @@ pxinfo_msg_t *new_msg_array(stg_area_t *area, uintptr_t capacity) {
     if (capacity > (SIZE_MAX - sizeof(MsgArrayHeader)) / sizeof(pxinfo_msg_t)) {
         return nullptr;
     }
-    auto *header = static_cast<MsgArrayHeader *>(
-        stg_alloc(area, sizeof(MsgArrayHeader) + capacity * sizeof(pxinfo_msg_t)));
+    auto *header =
+        static_cast<MsgArrayHeader *>(stg_alloc(area, sizeof(MsgArrayHeader) + capacity * sizeof(pxinfo_msg_t)));
     if (header == nullptr) {
         return nullptr;
     }

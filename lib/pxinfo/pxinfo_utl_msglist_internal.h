@@ -16,16 +16,11 @@ struct MsgArrayHeader {
     uintptr_t area;         // the stg_area_t * the array came from
 };
 
-static_assert(sizeof(MsgArrayHeader) % alignof(pxinfo_msg_t) == 0,
-              "the messages must stay aligned after the header");
+static_assert(sizeof(MsgArrayHeader) % alignof(pxinfo_msg_t) == 0, "the messages must stay aligned after the header");
 
-inline MsgArrayHeader *msg_array_header(pxinfo_msg_t *msgs) {
-    return reinterpret_cast<MsgArrayHeader *>(msgs) - 1;
-}
+inline MsgArrayHeader *msg_array_header(pxinfo_msg_t *msgs) { return reinterpret_cast<MsgArrayHeader *>(msgs) - 1; }
 
-inline stg_area_t *msg_array_area(const MsgArrayHeader *header) {
-    return reinterpret_cast<stg_area_t *>(header->area);
-}
+inline stg_area_t *msg_array_area(const MsgArrayHeader *header) { return reinterpret_cast<stg_area_t *>(header->area); }
 
 // A new array of capacity messages from area, with its header filled in;
 // null when the area cannot supply it.

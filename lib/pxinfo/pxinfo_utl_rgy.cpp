@@ -35,8 +35,8 @@ tbs_status_t search_registry(const pxinfo::TraceScope &scope, const tbs_uuid_t &
     tbs_status_t status = TBS_ST_OK;
     for (;;) {
         int indicator = 0;
-        status = rgy_findbyuuid_entry(RGY_CLASS_REPLICA, 0, RGY_KEY_UUID, sizeof uuid, &uuid, &cursor,
-                                      RGY_FETCH_ENTRY, &entry, &indicator);
+        status = rgy_findbyuuid_entry(RGY_CLASS_REPLICA, 0, RGY_KEY_UUID, sizeof uuid, &uuid, &cursor, RGY_FETCH_ENTRY,
+                                      &entry, &indicator);
         if (status != TBS_ST_OK) {
             PXINFO_FAIL_OP(scope, status, "rgy_findbyuuid_entry");
             break;

@@ -76,8 +76,7 @@ PXINFO_API char *pxinfo_replica_set_selector_to_str(const pxinfo_replica_set_sel
  * absent or non-bb selector or a field that does not fit. */
 PXINFO_API tbs_status_t pxinfo_selector_to_bb_family_str(const pxinfo_selector_t *selector, char *family);
 PXINFO_API tbs_status_t pxinfo_selector_to_bb_clan_str(const pxinfo_selector_t *selector, char *clan);
-PXINFO_API tbs_status_t pxinfo_selector_to_bb_replica_set_str(const pxinfo_selector_t *selector,
-                                                              char *replica_set);
+PXINFO_API tbs_status_t pxinfo_selector_to_bb_replica_set_str(const pxinfo_selector_t *selector, char *replica_set);
 PXINFO_API tbs_status_t pxinfo_selector_to_bb_replica_set_uuid_str(const pxinfo_selector_t *selector,
                                                                    char *replica_set_uuid);
 /* The four readers in turn; stops at the first failure and returns it. */

@@ -58,8 +58,7 @@ uint32_t name_prefix_hash(const char *name) {
 
 uint32_t selector_hash(const char *operation, const pxinfo_selector_t *selector, bool of_family) {
     pxinfo::TraceScope scope(operation, kSource);
-    if (selector == nullptr ||
-        (selector->type != PXINFO_COMPONENT_VAULT && selector->type != PXINFO_COMPONENT_BB)) {
+    if (selector == nullptr || (selector->type != PXINFO_COMPONENT_VAULT && selector->type != PXINFO_COMPONENT_BB)) {
         pxinfo::log_int_error(kSource, __LINE__, operation);
         return 0;
     }
@@ -89,8 +88,7 @@ int trusted_pxinfo_selector_replica_cmp(const pxinfo_selector_t *a, const pxinfo
     if (!comparable(a) || !comparable(b) || a->type != b->type) return not_comparable(scope, __LINE__);
     if (a->type == PXINFO_COMPONENT_VAULT)
         return traced_result(scope, tbs_oid_cmp(&a->u.vault.replica_oid, &b->u.vault.replica_oid), __LINE__);
-    return compare_texts(a->u.bb.replica_set, b->u.bb.replica_set, a->u.bb.replica_set_uuid,
-                         b->u.bb.replica_set_uuid);
+    return compare_texts(a->u.bb.replica_set, b->u.bb.replica_set, a->u.bb.replica_set_uuid, b->u.bb.replica_set_uuid);
 }
 
 int pxinfo_selector_replica_cmp(const pxinfo_selector_t *a, const pxinfo_selector_t *b) {
@@ -119,15 +117,17 @@ int pxinfo_replica_set_selector_cmp(const pxinfo_replica_set_selector_t *loc_set
     if (pxinfo_new_bb_selector(PXINFO_DUMMY_FAMILY, loc_set1_p ? loc_set1_p->clan : nullptr,
                                loc_set1_p ? loc_set1_p->replica_set : nullptr,
                                loc_set1_p ? loc_set1_p->replica_set_uuid : nullptr, &rep1) != TBS_ST_OK)
-        PXINFO_ASSERT_FAIL("pxinfo_new_bb_selector(PXINFO_DUMMY_FAMILY, loc_set1_p->clan, loc_set1_p->replica_set, "
-                           "loc_set1_p->replica_set_uuid, &rep1) == TBS_ST_OK",
-                           kSource);
+        PXINFO_ASSERT_FAIL(
+            "pxinfo_new_bb_selector(PXINFO_DUMMY_FAMILY, loc_set1_p->clan, loc_set1_p->replica_set, "
+            "loc_set1_p->replica_set_uuid, &rep1) == TBS_ST_OK",
+            kSource);
     if (pxinfo_new_bb_selector(PXINFO_DUMMY_FAMILY, loc_set2_p ? loc_set2_p->clan : nullptr,
                                loc_set2_p ? loc_set2_p->replica_set : nullptr,
                                loc_set2_p ? loc_set2_p->replica_set_uuid : nullptr, &rep2) != TBS_ST_OK)
-        PXINFO_ASSERT_FAIL("pxinfo_new_bb_selector(PXINFO_DUMMY_FAMILY, loc_set2_p->clan, loc_set2_p->replica_set, "
-                           "loc_set2_p->replica_set_uuid, &rep2) == TBS_ST_OK",
-                           kSource);
+        PXINFO_ASSERT_FAIL(
+            "pxinfo_new_bb_selector(PXINFO_DUMMY_FAMILY, loc_set2_p->clan, loc_set2_p->replica_set, "
+            "loc_set2_p->replica_set_uuid, &rep2) == TBS_ST_OK",
+            kSource);
     return pxinfo_selector_cmp(&rep1, &rep2);
 }
 

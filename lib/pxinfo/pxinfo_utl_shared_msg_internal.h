@@ -9,7 +9,7 @@
 namespace pxinfo {
 
 // Indexes of the shared table that the selector and replication code prints.
-constexpr int kSharedMsgInternalError = 38;  // function name
+constexpr int kSharedMsgInternalError = 38;    // function name
 constexpr int kSharedMsgMissingArgument = 46;  // function name
 
 // Prints shared message index with the function's name, severity 6.

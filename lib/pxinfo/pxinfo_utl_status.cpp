@@ -80,13 +80,9 @@ pxinfo_sync_status_value_t judge_attempts(const pxinfo_replica_sync_status_t &re
             return PXINFO_SYNC_STATUS_UNKNOWN;
         }
         switch (apply_attempt(attempt, *seen)) {
-        case Walk::kGoOn:
-            break;
-        case Walk::kFailedAttempt:
-            return PXINFO_SYNC_STATUS_FAILED;
-        case Walk::kBroken:
-            broken = true;
-            return PXINFO_SYNC_STATUS_UNKNOWN;
+        case Walk::kGoOn: break;
+        case Walk::kFailedAttempt: return PXINFO_SYNC_STATUS_FAILED;
+        case Walk::kBroken: broken = true; return PXINFO_SYNC_STATUS_UNKNOWN;
         }
     }
     return PXINFO_SYNC_STATUS_OK;
@@ -129,13 +125,9 @@ pxinfo_compute_family_sync_status_value(const pxinfo_family_sync_status_t *recor
     pxinfo_sync_status_value_t value = PXINFO_SYNC_STATUS_OK;
     for (int32_t i = 0; i < record->count; ++i) {
         switch (record->replicas[i].status_value) {
-        case PXINFO_SYNC_STATUS_OK:
-            break;
-        case PXINFO_SYNC_STATUS_UNKNOWN:
-            value = PXINFO_SYNC_STATUS_UNKNOWN;
-            break;
-        case PXINFO_SYNC_STATUS_FAILED:
-            return PXINFO_SYNC_STATUS_FAILED;
+        case PXINFO_SYNC_STATUS_OK: break;
+        case PXINFO_SYNC_STATUS_UNKNOWN: value = PXINFO_SYNC_STATUS_UNKNOWN; break;
+        case PXINFO_SYNC_STATUS_FAILED: return PXINFO_SYNC_STATUS_FAILED;
         default:
             pxinfo::print_shared_error(pxinfo::kSharedMsgInternalError, scope.name());
             PXINFO_FAIL(scope, TBS_ST_FAILED);
@@ -145,8 +137,7 @@ pxinfo_compute_family_sync_status_value(const pxinfo_family_sync_status_t *recor
     return value;
 }
 
-PXINFO_API tbs_status_t pxinfo_sync_window_to_date_time(uint32_t hours, uint32_t end_time,
-                                                        uint32_t *start_time) {
+PXINFO_API tbs_status_t pxinfo_sync_window_to_date_time(uint32_t hours, uint32_t end_time, uint32_t *start_time) {
     pxinfo::TraceScope scope("pxinfo_sync_window_to_date_time", kSource);
     // Unsigned arithmetic wraps modulo 2^32, as the window's length is defined.
     const uint32_t window = hours * kSecondsPerHour;
@@ -167,8 +158,7 @@ PXINFO_API int pxinfo_sync_attempt_data_cmp_by_time(const void *a, const void *b
     return time_a < time_b ? -1 : (time_a > time_b ? 1 : 0);
 }
 
-PXINFO_API int pxinfo_st_is_sleep_point(pxinfo_st_progress_t point, const pxinfo_st_sleep_points_t *table,
-                                        int *value) {
+PXINFO_API int pxinfo_st_is_sleep_point(pxinfo_st_progress_t point, const pxinfo_st_sleep_points_t *table, int *value) {
     pxinfo::TraceScope scope("pxinfo_st_is_sleep_point", kSource);
     if (value == nullptr || table == nullptr) {
         pxinfo::log_int_error(kSource, __LINE__, scope.name());

@@ -32,8 +32,7 @@ pxinfo_compute_family_sync_status_value(const pxinfo_family_sync_status_t *recor
  * start_time, a window of 0 hours or one whose length in seconds overflows,
  * and for a window reaching back before time zero (*start_time is then still
  * stored). */
-PXINFO_API tbs_status_t pxinfo_sync_window_to_date_time(uint32_t hours, uint32_t end_time,
-                                                        uint32_t *start_time);
+PXINFO_API tbs_status_t pxinfo_sync_window_to_date_time(uint32_t hours, uint32_t end_time, uint32_t *start_time);
 
 /* Orders two pxinfo_sync_attempt_data_t by time (signed): -1, 0 or +1. Takes
  * untyped pointers so that it can be handed to qsort directly. */
@@ -42,8 +41,7 @@ PXINFO_API int pxinfo_sync_attempt_data_cmp_by_time(const void *a, const void *b
 /* 1 when point is a sleep point of table (its entry is non-zero), else 0. The
  * entry, or 0 for a point outside the table, is stored in *value. A null value
  * or table is an internal error and gives 0. */
-PXINFO_API int pxinfo_st_is_sleep_point(pxinfo_st_progress_t point, const pxinfo_st_sleep_points_t *table,
-                                        int *value);
+PXINFO_API int pxinfo_st_is_sleep_point(pxinfo_st_progress_t point, const pxinfo_st_sleep_points_t *table, int *value);
 
 /* Copies the sleep point table source into destination, the points in
  * storage of area. A count of 0 leaves destination->points as it was.

@@ -32,9 +32,7 @@ constexpr int kSwitchLineSize = 256;
 constexpr size_t kRecordFixedSize = 512;
 constexpr size_t kRowEntrySize = 64;
 
-const char *text_or_unavailable(const char *text) {
-    return text != nullptr && text[0] != '\0' ? text : kUnavailable;
-}
+const char *text_or_unavailable(const char *text) { return text != nullptr && text[0] != '\0' ? text : kUnavailable; }
 
 size_t row_size(const pxinfo_epoch_row_t &row) {
     return row.count > 0 ? static_cast<size_t>(row.count) * kRowEntrySize : sizeof "unavailable";

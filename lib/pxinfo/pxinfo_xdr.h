@@ -95,25 +95,17 @@ typedef enum pxinfo_sync_status_value_e PXINFO_ENUM_BASE {
 /* Compression of a packet's data. Only the default is fixed here: packet
  * information and headers widened from older layouts receive it; other
  * values are carried from packet headers unchanged. */
-typedef enum pxinfo_compress_type_e PXINFO_ENUM_BASE {
-    PXINFO_COMPRESS_DEFAULT = 1
-} pxinfo_compress_type_t;
+typedef enum pxinfo_compress_type_e PXINFO_ENUM_BASE { PXINFO_COMPRESS_DEFAULT = 1 } pxinfo_compress_type_t;
 
 /* Index of a progress point into a sleep-point table. */
-typedef enum pxinfo_st_progress_e PXINFO_ENUM_BASE {
-    PXINFO_ST_PROGRESS_FIRST = 0
-} pxinfo_st_progress_t;
+typedef enum pxinfo_st_progress_e PXINFO_ENUM_BASE { PXINFO_ST_PROGRESS_FIRST = 0 } pxinfo_st_progress_t;
 
 /* Transport of a sync attempt; its values belong to the callers. */
-typedef enum pxinfo_sync_transport_e PXINFO_ENUM_BASE {
-    PXINFO_SYNC_TRANSPORT_DEFAULT = 0
-} pxinfo_sync_transport_t;
+typedef enum pxinfo_sync_transport_e PXINFO_ENUM_BASE { PXINFO_SYNC_TRANSPORT_DEFAULT = 0 } pxinfo_sync_transport_t;
 
 /* Settings level of a replica's sync status; its values belong to the
  * callers. */
-typedef enum pxinfo_settings_level_e PXINFO_ENUM_BASE {
-    PXINFO_SETTINGS_LEVEL_DEFAULT = 0
-} pxinfo_settings_level_t;
+typedef enum pxinfo_settings_level_e PXINFO_ENUM_BASE { PXINFO_SETTINGS_LEVEL_DEFAULT = 0 } pxinfo_settings_level_t;
 
 /* ------------------------------------------------------------------------ */
 /* Identity and selector records                                            */
@@ -397,8 +389,7 @@ PXINFO_API bool_t xdr_pxinfo_st_progress_t(XDR *xdrs, pxinfo_st_progress_t *valu
 PXINFO_API bool_t xdr_pxinfo_setting_type_e(XDR *xdrs, pxinfo_setting_type_t *value);
 PXINFO_API bool_t xdr_pxinfo_setting_type_t(XDR *xdrs, pxinfo_setting_type_t *value, int extra);
 PXINFO_API bool_t xdr_pxinfo_sync_status_value_s(XDR *xdrs, pxinfo_sync_status_value_t *value);
-PXINFO_API bool_t xdr_pxinfo_sync_status_value_t(XDR *xdrs, pxinfo_sync_status_value_t *value,
-                                                 int extra);
+PXINFO_API bool_t xdr_pxinfo_sync_status_value_t(XDR *xdrs, pxinfo_sync_status_value_t *value, int extra);
 PXINFO_API bool_t xdr_pxinfo_sync_transport_s(XDR *xdrs, pxinfo_sync_transport_t *value);
 PXINFO_API bool_t xdr_pxinfo_sync_transport_t(XDR *xdrs, pxinfo_sync_transport_t *value, int extra);
 PXINFO_API bool_t xdr_pxinfo_sync_direction_s(XDR *xdrs, pxinfo_sync_direction_t *value);
@@ -408,8 +399,7 @@ PXINFO_API bool_t xdr_pxinfo_settings_level_t(XDR *xdrs, pxinfo_settings_level_t
 PXINFO_API bool_t xdr_pxinfo_file_type_e(XDR *xdrs, pxinfo_file_type_t *value);
 PXINFO_API bool_t xdr_pxinfo_file_type_t(XDR *xdrs, pxinfo_file_type_t *value, int extra);
 PXINFO_API bool_t xdr_pxinfo_sync_job_id_validity_e(XDR *xdrs, pxinfo_sync_job_id_validity_t *value);
-PXINFO_API bool_t xdr_pxinfo_sync_job_id_validity_t(XDR *xdrs, pxinfo_sync_job_id_validity_t *value,
-                                                    int extra);
+PXINFO_API bool_t xdr_pxinfo_sync_job_id_validity_t(XDR *xdrs, pxinfo_sync_job_id_validity_t *value, int extra);
 
 /* Scalars: one word each. */
 PXINFO_API bool_t xdr_pxinfo_epoch_num_t(XDR *xdrs, pxinfo_epoch_num_t *value);
@@ -421,31 +411,19 @@ PXINFO_API bool_t xdr_pxinfo_one_sleep_point_t(XDR *xdrs, pxinfo_one_sleep_point
  * codes its type, then the arm that the type names; any other type codes
  * nothing more and decodes with an all-zero body. */
 PXINFO_API bool_t xdr_pxinfo_uuid_str_t(XDR *xdrs, char *buffer);
-PXINFO_API bool_t xdr_pxinfo_sync_job_id_pair_s(XDR *xdrs, pxinfo_sync_job_id_pair_t *record,
-                                                int extra);
-PXINFO_API bool_t xdr_pxinfo_sync_job_id_pair_t(XDR *xdrs, pxinfo_sync_job_id_pair_t *record,
-                                                int extra);
-PXINFO_API bool_t xdr_pxinfo_sync_job_id_pair_list_s(XDR *xdrs,
-                                                     pxinfo_sync_job_id_pair_list_t *record,
-                                                     int extra);
-PXINFO_API bool_t xdr_pxinfo_sync_job_id_pair_list_t(XDR *xdrs,
-                                                     pxinfo_sync_job_id_pair_list_t *record,
-                                                     int extra);
+PXINFO_API bool_t xdr_pxinfo_sync_job_id_pair_s(XDR *xdrs, pxinfo_sync_job_id_pair_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_sync_job_id_pair_t(XDR *xdrs, pxinfo_sync_job_id_pair_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_sync_job_id_pair_list_s(XDR *xdrs, pxinfo_sync_job_id_pair_list_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_sync_job_id_pair_list_t(XDR *xdrs, pxinfo_sync_job_id_pair_list_t *record, int extra);
 PXINFO_API bool_t xdr_pxinfo_selector_vault_s(XDR *xdrs, pxinfo_selector_vault_t *record, int extra);
 PXINFO_API bool_t xdr_pxinfo_selector_vault_t(XDR *xdrs, pxinfo_selector_vault_t *record, int extra);
 PXINFO_API bool_t xdr_pxinfo_selector_bb_s(XDR *xdrs, pxinfo_selector_bb_t *record, int extra);
 PXINFO_API bool_t xdr_pxinfo_selector_bb_t(XDR *xdrs, pxinfo_selector_bb_t *record, int extra);
 PXINFO_API bool_t xdr_pxinfo_selector_t(XDR *xdrs, pxinfo_selector_t *selector, int extra);
-PXINFO_API bool_t xdr_pxinfo_replica_set_selector_s(XDR *xdrs,
-                                                    pxinfo_replica_set_selector_t *record,
-                                                    int extra);
-PXINFO_API bool_t xdr_pxinfo_replica_set_selector_t(XDR *xdrs,
-                                                    pxinfo_replica_set_selector_t *record,
-                                                    int extra);
-PXINFO_API bool_t xdr_pxinfo_replica_reference_s(XDR *xdrs, pxinfo_replica_reference_t *record,
-                                                 int extra);
-PXINFO_API bool_t xdr_pxinfo_replica_reference_t(XDR *xdrs, pxinfo_replica_reference_t *record,
-                                                 int extra);
+PXINFO_API bool_t xdr_pxinfo_replica_set_selector_s(XDR *xdrs, pxinfo_replica_set_selector_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_replica_set_selector_t(XDR *xdrs, pxinfo_replica_set_selector_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_replica_reference_s(XDR *xdrs, pxinfo_replica_reference_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_replica_reference_t(XDR *xdrs, pxinfo_replica_reference_t *record, int extra);
 PXINFO_API bool_t xdr_pxinfo_replica_info_s(XDR *xdrs, pxinfo_replica_info_t *record, int extra);
 PXINFO_API bool_t xdr_pxinfo_replica_info_t(XDR *xdrs, pxinfo_replica_info_t *record, int extra);
 PXINFO_API bool_t xdr_pxinfo_rep_info_pair_s(XDR *xdrs, pxinfo_rep_info_pair_t *record, int extra);
@@ -454,42 +432,24 @@ PXINFO_API bool_t xdr_pxinfo_nvpair_s(XDR *xdrs, pxinfo_nvpair_t *record);
 PXINFO_API bool_t xdr_pxinfo_nvpair_t(XDR *xdrs, pxinfo_nvpair_t *record, int extra);
 
 /* Epoch and sync-status records. */
-PXINFO_API bool_t xdr_pxinfo_epoch_row_entry_s(XDR *xdrs, pxinfo_epoch_row_entry_t *record,
-                                               int extra);
-PXINFO_API bool_t xdr_pxinfo_epoch_row_entry_t(XDR *xdrs, pxinfo_epoch_row_entry_t *record,
-                                               int extra);
+PXINFO_API bool_t xdr_pxinfo_epoch_row_entry_s(XDR *xdrs, pxinfo_epoch_row_entry_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_epoch_row_entry_t(XDR *xdrs, pxinfo_epoch_row_entry_t *record, int extra);
 PXINFO_API bool_t xdr_pxinfo_epoch_row_s(XDR *xdrs, pxinfo_epoch_row_t *record, int extra);
 PXINFO_API bool_t xdr_pxinfo_epoch_row_t(XDR *xdrs, pxinfo_epoch_row_t *record, int extra);
-PXINFO_API bool_t xdr_pxinfo_replica_epoch_status_s(XDR *xdrs,
-                                                    pxinfo_replica_epoch_status_t *record,
-                                                    int extra);
-PXINFO_API bool_t xdr_pxinfo_replica_epoch_status_t(XDR *xdrs,
-                                                    pxinfo_replica_epoch_status_t *record,
-                                                    int extra);
-PXINFO_API bool_t xdr_pxinfo_family_epoch_status_s(XDR *xdrs,
-                                                   pxinfo_family_epoch_status_t *record, int extra);
-PXINFO_API bool_t xdr_pxinfo_family_epoch_status_t(XDR *xdrs,
-                                                   pxinfo_family_epoch_status_t *record, int extra);
-PXINFO_API bool_t xdr_pxinfo_sync_attempt_data_s(XDR *xdrs, pxinfo_sync_attempt_data_t *record,
-                                                 int extra);
-PXINFO_API bool_t xdr_pxinfo_sync_attempt_data_t(XDR *xdrs, pxinfo_sync_attempt_data_t *record,
-                                                 int extra);
-PXINFO_API bool_t xdr_pxinfo_replica_sync_status_s(XDR *xdrs,
-                                                   pxinfo_replica_sync_status_t *record, int extra);
-PXINFO_API bool_t xdr_pxinfo_replica_sync_status_t(XDR *xdrs,
-                                                   pxinfo_replica_sync_status_t *record, int extra);
-PXINFO_API bool_t xdr_pxinfo_family_sync_status_s(XDR *xdrs, pxinfo_family_sync_status_t *record,
-                                                  int extra);
-PXINFO_API bool_t xdr_pxinfo_family_sync_status_t(XDR *xdrs, pxinfo_family_sync_status_t *record,
-                                                  int extra);
-PXINFO_API bool_t xdr_pxinfo_sync_status_summary_s(XDR *xdrs,
-                                                   pxinfo_sync_status_summary_t *record, int extra);
-PXINFO_API bool_t xdr_pxinfo_sync_status_summary_t(XDR *xdrs,
-                                                   pxinfo_sync_status_summary_t *record, int extra);
-PXINFO_API bool_t xdr_pxinfo_st_sleep_points_s(XDR *xdrs, pxinfo_st_sleep_points_t *record,
-                                               int extra);
-PXINFO_API bool_t xdr_pxinfo_st_sleep_points_t(XDR *xdrs, pxinfo_st_sleep_points_t *record,
-                                               int extra);
+PXINFO_API bool_t xdr_pxinfo_replica_epoch_status_s(XDR *xdrs, pxinfo_replica_epoch_status_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_replica_epoch_status_t(XDR *xdrs, pxinfo_replica_epoch_status_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_family_epoch_status_s(XDR *xdrs, pxinfo_family_epoch_status_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_family_epoch_status_t(XDR *xdrs, pxinfo_family_epoch_status_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_sync_attempt_data_s(XDR *xdrs, pxinfo_sync_attempt_data_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_sync_attempt_data_t(XDR *xdrs, pxinfo_sync_attempt_data_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_replica_sync_status_s(XDR *xdrs, pxinfo_replica_sync_status_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_replica_sync_status_t(XDR *xdrs, pxinfo_replica_sync_status_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_family_sync_status_s(XDR *xdrs, pxinfo_family_sync_status_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_family_sync_status_t(XDR *xdrs, pxinfo_family_sync_status_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_sync_status_summary_s(XDR *xdrs, pxinfo_sync_status_summary_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_sync_status_summary_t(XDR *xdrs, pxinfo_sync_status_summary_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_st_sleep_points_s(XDR *xdrs, pxinfo_st_sleep_points_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_st_sleep_points_t(XDR *xdrs, pxinfo_st_sleep_points_t *record, int extra);
 PXINFO_API bool_t xdr_pxinfo_msg_s(XDR *xdrs, pxinfo_msg_t *record);
 PXINFO_API bool_t xdr_pxinfo_msg_t(XDR *xdrs, pxinfo_msg_t *record, int extra);
 PXINFO_API bool_t xdr_pxinfo_msg_list_s(XDR *xdrs, pxinfo_msg_list_t *record, int extra);
@@ -500,30 +460,21 @@ PXINFO_API bool_t xdr_pxinfo_msg_list_t(XDR *xdrs, pxinfo_msg_list_t *record, in
  * its count limited to 1, reads it limited to 1, and codes the pointed-to
  * dependency whatever the count. A setting value codes its type, then the
  * data that the type selects; a type other than 0 to 3 fails. */
-PXINFO_API bool_t xdr_pxinfo_packet_reference_s(XDR *xdrs, pxinfo_packet_reference_t *record,
-                                                int extra);
-PXINFO_API bool_t xdr_pxinfo_packet_reference_t(XDR *xdrs, pxinfo_packet_reference_t *record,
-                                                int extra);
-PXINFO_API bool_t xdr_pxinfo_packet_source_info_s(XDR *xdrs, pxinfo_packet_source_info_t *record,
-                                                  int extra);
-PXINFO_API bool_t xdr_pxinfo_packet_source_info_t(XDR *xdrs, pxinfo_packet_source_info_t *record,
-                                                  int extra);
+PXINFO_API bool_t xdr_pxinfo_packet_reference_s(XDR *xdrs, pxinfo_packet_reference_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_packet_reference_t(XDR *xdrs, pxinfo_packet_reference_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_packet_source_info_s(XDR *xdrs, pxinfo_packet_source_info_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_packet_source_info_t(XDR *xdrs, pxinfo_packet_source_info_t *record, int extra);
 PXINFO_API bool_t xdr_pxinfo_packet_info_s(XDR *xdrs, pxinfo_packet_info_t *record, int extra);
 PXINFO_API bool_t xdr_pxinfo_packet_info_t(XDR *xdrs, pxinfo_packet_info_t *record, int extra);
-PXINFO_API bool_t xdr_pxinfo_packet_info_v6_s(XDR *xdrs, pxinfo_packet_info_v6_t *record,
-                                              int extra);
-PXINFO_API bool_t xdr_pxinfo_packet_info_v6_t(XDR *xdrs, pxinfo_packet_info_v6_t *record,
-                                              int extra);
+PXINFO_API bool_t xdr_pxinfo_packet_info_v6_s(XDR *xdrs, pxinfo_packet_info_v6_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_packet_info_v6_t(XDR *xdrs, pxinfo_packet_info_v6_t *record, int extra);
 PXINFO_API bool_t xdr_pxinfo_dep_info_s(XDR *xdrs, pxinfo_dep_info_t *record, int extra);
 PXINFO_API bool_t xdr_pxinfo_dep_info_t(XDR *xdrs, pxinfo_dep_info_t *record, int extra);
 PXINFO_API bool_t xdr_pxinfo_dep_info_list_s(XDR *xdrs, pxinfo_dep_info_list_t *record, int extra);
 PXINFO_API bool_t xdr_pxinfo_dep_info_list_t(XDR *xdrs, pxinfo_dep_info_list_t *record, int extra);
-PXINFO_API bool_t xdr_pxinfo_dep_info_list_v6_s(XDR *xdrs, pxinfo_dep_info_list_v6_t *record,
-                                                int extra);
-PXINFO_API bool_t xdr_pxinfo_dep_info_list_v6_t(XDR *xdrs, pxinfo_dep_info_list_v6_t *record,
-                                                int extra);
-PXINFO_API bool_t xdr_pxinfo_setting_data_u(XDR *xdrs, pxinfo_setting_data_u *data,
-                                            pxinfo_setting_type_t key);
+PXINFO_API bool_t xdr_pxinfo_dep_info_list_v6_s(XDR *xdrs, pxinfo_dep_info_list_v6_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_dep_info_list_v6_t(XDR *xdrs, pxinfo_dep_info_list_v6_t *record, int extra);
+PXINFO_API bool_t xdr_pxinfo_setting_data_u(XDR *xdrs, pxinfo_setting_data_u *data, pxinfo_setting_type_t key);
 PXINFO_API bool_t xdr_pxinfo_setting_val_s(XDR *xdrs, pxinfo_setting_val_t *record, int extra);
 PXINFO_API bool_t xdr_pxinfo_setting_val_t(XDR *xdrs, pxinfo_setting_val_t *record, int extra);
 

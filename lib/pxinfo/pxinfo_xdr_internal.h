@@ -22,8 +22,7 @@ inline bool_t as_bool(bool ok) { return ok ? TRUE : FALSE; }
 // Calls a coding routine that takes extra, or one that does not (the
 // enumeration, scalar and message routines take only the stream and value).
 template <auto Routine, typename T>
-bool invoke(XDR *xdrs, T *value, int extra)
-{
+bool invoke(XDR *xdrs, T *value, int extra) {
     if constexpr (std::is_invocable_v<decltype(Routine), XDR *, T *, int>) {
         return Routine(xdrs, value, extra) != 0;
     } else {
@@ -34,24 +33,21 @@ bool invoke(XDR *xdrs, T *value, int extra)
 
 // The outer routine of every record: the inner one, answered exactly 1 or 0.
 template <auto Inner, typename T>
-bool_t outer(XDR *xdrs, T *record, int extra)
-{
+bool_t outer(XDR *xdrs, T *record, int extra) {
     return as_bool(invoke<Inner>(xdrs, record, extra));
 }
 
 // The element routine handed to the xdr_ez_ helpers, with their exact type,
 // so that no function pointer is ever called through another type.
 template <auto Routine, typename T>
-bool_t element_thunk(XDR *xdrs, void *element, int extra)
-{
+bool_t element_thunk(XDR *xdrs, void *element, int extra) {
     return as_bool(invoke<Routine>(xdrs, static_cast<T *>(element), extra));
 }
 
 // An enumeration as one xdr_enum word, through a local so that the value is
 // never accessed as another type; any value, member or not, passes.
 template <typename E>
-bool_t code_enum(XDR *xdrs, E *value)
-{
+bool_t code_enum(XDR *xdrs, E *value) {
     static_assert(sizeof(E) == sizeof(enum_t), "enumerations are 32-bit");
     enum_t word = static_cast<enum_t>(*value);
     if (!xdr_enum(xdrs, &word)) {
@@ -65,8 +61,7 @@ bool_t code_enum(XDR *xdrs, E *value)
 
 // A 32-bit "long" as xdr_long codes it: one signed word, whatever the width
 // of long on the platform.
-inline bool_t code_long(XDR *xdrs, int32_t *value)
-{
+inline bool_t code_long(XDR *xdrs, int32_t *value) {
     long word = *value;
     if (!xdr_long(xdrs, &word)) {
         return FALSE;
@@ -78,8 +73,7 @@ inline bool_t code_long(XDR *xdrs, int32_t *value)
 }
 
 // A 32-bit "u_long" as xdr_u_long codes it: one unsigned word.
-inline bool_t code_u_long(XDR *xdrs, uint32_t *value)
-{
+inline bool_t code_u_long(XDR *xdrs, uint32_t *value) {
     u_long word = *value;
     if (!xdr_u_long(xdrs, &word)) {
         return FALSE;
@@ -93,9 +87,7 @@ inline bool_t code_u_long(XDR *xdrs, uint32_t *value)
 // Runs the same array routine on a freeing stream: releases what a decode
 // allocated, with the number of elements it allocated.
 template <typename Elem>
-void release_array(XDR *xdrs, Elem **elements, u_int allocated, xdr_ez_proc_t routine,
-                   int extra)
-{
+void release_array(XDR *xdrs, Elem **elements, u_int allocated, xdr_ez_proc_t routine, int extra) {
     const enum xdr_op op = xdrs->x_op;
     void *block = *elements;
     u_int n = allocated;
@@ -117,8 +109,7 @@ class Fields {
 
     // A nested record, enumeration or scalar, by its routine.
     template <auto Routine, typename T>
-    bool field(T *value) const
-    {
+    bool field(T *value) const {
         return invoke<Routine>(xdrs_, value, extra_);
     }
 
@@ -136,16 +127,13 @@ class Fields {
     // with exactly count elements is refused and releases what it
     // allocated, so the record never claims more elements than it holds.
     template <auto Routine, typename Count, typename Elem>
-    bool array(Count count, Elem **elements) const
-    {
-        static_assert(std::is_integral_v<Count> && sizeof(Count) == sizeof(u_int),
-                      "counts are 32-bit");
+    bool array(Count count, Elem **elements) const {
+        static_assert(std::is_integral_v<Count> && sizeof(Count) == sizeof(u_int), "counts are 32-bit");
         const u_int limit = static_cast<u_int>(count);
         u_int n = limit;
         void *block = *elements;
         const xdr_ez_proc_t routine = &element_thunk<Routine, Elem>;
-        const bool ok =
-            xdr_ez_array(xdrs_, &block, &n, limit, sizeof(Elem), routine, extra_) != 0;
+        const bool ok = xdr_ez_array(xdrs_, &block, &n, limit, sizeof(Elem), routine, extra_) != 0;
         *elements = static_cast<Elem *>(block);
         if (xdrs_->x_op == XDR_DECODE && (!ok || n != limit)) {
             if (*elements != nullptr) {
@@ -158,21 +146,18 @@ class Fields {
 
     // An optional single element: a presence word, then the element.
     template <auto Routine, typename Elem>
-    bool pointer(Elem **element) const
-    {
+    bool pointer(Elem **element) const {
         void *block = *element;
-        const bool ok = xdr_ez_pointer(xdrs_, &block, sizeof(Elem), &element_thunk<Routine, Elem>,
-                                       extra_) != 0;
+        const bool ok = xdr_ez_pointer(xdrs_, &block, sizeof(Elem), &element_thunk<Routine, Elem>, extra_) != 0;
         *element = static_cast<Elem *>(block);
         return ok;
     }
 
     // A fixed number of inline elements, no count word.
     template <auto Routine, typename Elem, size_t N>
-    bool vector(Elem (&elements)[N]) const
-    {
-        return xdr_ez_vector(xdrs_, elements, static_cast<u_int>(N), sizeof(Elem),
-                             &element_thunk<Routine, Elem>, extra_) != 0;
+    bool vector(Elem (&elements)[N]) const {
+        return xdr_ez_vector(xdrs_, elements, static_cast<u_int>(N), sizeof(Elem), &element_thunk<Routine, Elem>,
+                             extra_) != 0;
     }
 
   private:
@@ -184,8 +169,7 @@ class Fields {
 // one int, the result as one long that must decode with a clear low byte.
 inline bool_t null_proc_back(XDR *xdrs, int *value) { return as_bool(xdr_int(xdrs, value)); }
 
-inline bool_t null_proc_over(XDR *xdrs, long *value)
-{
+inline bool_t null_proc_over(XDR *xdrs, long *value) {
     if (!xdr_long(xdrs, value)) {
         return FALSE;
     }
@@ -196,19 +180,13 @@ inline bool_t null_proc_over(XDR *xdrs, long *value)
 
 // Defines the exported outer routine of a record, enumeration or alias: the
 // given inner routine's result as exactly 1 or 0.
-#define PXINFO_XDR_OUTER(routine, type, inner)                       \
-    bool_t routine(XDR *xdrs, type *record, int extra)               \
-    {                                                                \
-        return pxinfo::xdr::outer<inner>(xdrs, record, extra);       \
-    }
+#define PXINFO_XDR_OUTER(routine, type, inner) \
+    bool_t routine(XDR *xdrs, type *record, int extra) { return pxinfo::xdr::outer<inner>(xdrs, record, extra); }
 
 // Defines both routines of an enumeration: the inner one coding one
 // xdr_enum word, and the outer one.
-#define PXINFO_XDR_ENUM(type, inner, routine)                        \
-    bool_t inner(XDR *xdrs, type *value)                             \
-    {                                                                \
-        return pxinfo::xdr::code_enum(xdrs, value);                  \
-    }                                                                \
+#define PXINFO_XDR_ENUM(type, inner, routine)                                            \
+    bool_t inner(XDR *xdrs, type *value) { return pxinfo::xdr::code_enum(xdrs, value); } \
     PXINFO_XDR_OUTER(routine, type, inner)
 
 #endif

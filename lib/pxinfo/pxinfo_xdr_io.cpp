@@ -17,8 +17,7 @@ constexpr size_t kUnitSize = 4;
 FILE *stream_file(XDR *xdrs) { return static_cast<FILE *>(xdrs->x_private); }
 
 uint32_t from_big_endian(const unsigned char *bytes) {
-    return (uint32_t{bytes[0]} << 24) | (uint32_t{bytes[1]} << 16) | (uint32_t{bytes[2]} << 8) |
-           uint32_t{bytes[3]};
+    return (uint32_t{bytes[0]} << 24) | (uint32_t{bytes[1]} << 16) | (uint32_t{bytes[2]} << 8) | uint32_t{bytes[3]};
 }
 
 void to_big_endian(uint32_t value, unsigned char *bytes) {
@@ -109,8 +108,7 @@ using XdrOps = std::remove_const_t<std::remove_pointer_t<decltype(XDR::x_ops)>>;
 template <typename Ops, typename = void>
 struct HasInt32Slots : std::false_type {};
 template <typename Ops>
-struct HasInt32Slots<Ops, std::void_t<decltype(&Ops::x_getint32), decltype(&Ops::x_putint32)>>
-    : std::true_type {};
+struct HasInt32Slots<Ops, std::void_t<decltype(&Ops::x_getint32), decltype(&Ops::x_putint32)>> : std::true_type {};
 
 template <typename Ops, typename = void>
 struct HasControlSlot : std::false_type {};

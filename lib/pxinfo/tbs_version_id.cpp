@@ -11,8 +11,7 @@ constexpr const char *kLibraryName = "libquentapxinfobase";
 extern "C" {
 
 int libquentapxinfobase_sprintf_verid(char *buffer) {
-    return imsg_sprintf(buffer, kVersionFormat, -1, kNameWidth, kLibraryName, PXINFO_VERSION_STRING,
-                        PXINFO_BUILD_DATE);
+    return imsg_sprintf(buffer, kVersionFormat, -1, kNameWidth, kLibraryName, PXINFO_VERSION_STRING, PXINFO_BUILD_DATE);
 }
 
 int libquentapxinfobase_print_verid(void) {
