@@ -70,16 +70,18 @@ size_t first_chunk_size(size_t size_hint) {
 
 size_t hash_of(std::string_view key) { return std::hash<std::string_view>()(key); }
 
-// At most three quarters of the slots are used: linear probing slows down
-// sharply beyond that (a look-up of a missing key probes about 8.5 slots at
-// three quarters full, about 32 at seven eighths).
+// Linear probing slows down sharply as the slots fill: a look-up of a missing
+// key (which every insertion is) probes about 2.5 slots at half full, 8.5 at
+// three quarters, 32 at seven eighths. A table made for a number of keys
+// starts at most half full with them, and it doubles when three quarters
+// full.
 size_t max_load(size_t capacity) { return capacity / 4 * 3; }
 
-// The capacity that holds count keys at most max_load full; 0 when no array
+// The capacity that holds size_hint keys at most half full; 0 when no array
 // that large can be allocated.
-size_t capacity_for(size_t count) {
+size_t capacity_for(size_t size_hint) {
     size_t capacity = kMinCapacity;
-    while (max_load(capacity) < count) {
+    while (capacity / 2 < size_hint) {
         if (capacity > SIZE_MAX / sizeof(Slot) / 2) return 0;
         capacity *= 2;
     }
@@ -144,7 +146,8 @@ struct hash_table {
     // Makes room for one more key; false when storage is exhausted.
     bool reserve_one() {
         if (count + 1 <= max_load(capacity)) return true;
-        size_t grown_capacity = capacity_for(count + 1);
+        if (capacity > SIZE_MAX / sizeof(Slot) / 2) return false;
+        size_t grown_capacity = capacity * 2;
         Slot *grown = new_slots(grown_capacity);
         if (grown == nullptr) return false;
         Slot *old = slots;
