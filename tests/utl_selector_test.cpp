@@ -345,6 +345,12 @@ TEST(SelectorHash, SignedBytesOfTheFirstFourCharacters) {
     // The family hash reads the family, not the clan.
     selector = bb("ab", "zz", "r");
     EXPECT_EQ(0x6261u, pxinfo_selector_to_family_hash(&selector));
+    // The order disregards whitespace, the hashes read bytes: these two are
+    // equal selectors with different hashes.
+    pxinfo_selector_t spaced = bb("f", "c", "a b"), tight = bb("f", "c", "ab");
+    EXPECT_EQ(1, pxinfo_selector_eq(&spaced, &tight));
+    EXPECT_EQ(0x622061u, pxinfo_selector_to_replica_hash(&spaced));
+    EXPECT_EQ(0x6261u, pxinfo_selector_to_replica_hash(&tight));
 
     tbs_uuid_t v = oid(3), r = oid(4);
     selector = vault(v, r);
