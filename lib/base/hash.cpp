@@ -88,10 +88,16 @@ size_t capacity_for(size_t size_hint) {
     return capacity;
 }
 
+// The slot array is followed by a bitmap of the slots in use, so that a walk
+// over a table that has become sparse reads a bit per slot, not a slot.
+constexpr size_t kBitsPerWord = 64;
+size_t bitmap_words(size_t capacity) { return (capacity + kBitsPerWord - 1) / kBitsPerWord; }
+
 Slot *new_slots(size_t capacity) {
     if (capacity == 0) return nullptr;
-    auto *slots = static_cast<Slot *>(stg_malloc(capacity * sizeof(Slot)));
-    if (slots != nullptr) std::memset(slots, 0, capacity * sizeof(Slot));
+    size_t size = capacity * sizeof(Slot) + bitmap_words(capacity) * sizeof(uint64_t);
+    auto *slots = static_cast<Slot *>(stg_malloc(size));
+    if (slots != nullptr) std::memset(slots, 0, size);
     return slots;
 }
 
@@ -125,6 +131,21 @@ struct hash_table {
     size_t own_blocks;
 
     size_t mask() const { return capacity - 1; }
+    uint64_t *in_use() const { return reinterpret_cast<uint64_t *>(slots + capacity); }
+    void set_in_use(size_t i, bool used) {
+        uint64_t bit = uint64_t{1} << (i % kBitsPerWord);
+        if (used) in_use()[i / kBitsPerWord] |= bit;
+        else in_use()[i / kBitsPerWord] &= ~bit;
+    }
+    // The first slot in use at or after start; capacity when there is none.
+    size_t next_in_use(size_t start) const {
+        for (size_t word = start / kBitsPerWord; word < bitmap_words(capacity); ++word) {
+            uint64_t bits = in_use()[word];
+            if (word == start / kBitsPerWord) bits &= ~uint64_t{0} << (start % kBitsPerWord);
+            if (bits != 0) return word * kBitsPerWord + static_cast<size_t>(__builtin_ctzll(bits));
+        }
+        return capacity;
+    }
 
     // The slot holding key, or capacity when it is not there.
     size_t find(std::string_view key, size_t hash) const {
@@ -141,6 +162,7 @@ struct hash_table {
         size_t i = slot.hash & mask();
         while (slots[i].entry != nullptr) i = (i + 1) & mask();
         slots[i] = slot;
+        set_in_use(i, true);
     }
 
     // Makes room for one more key; false when storage is exhausted.
@@ -173,6 +195,7 @@ struct hash_table {
             }
         }
         slots[hole] = Slot{};
+        set_in_use(hole, false);
     }
 
     // A block for an entry of key_length characters; null when storage is
@@ -318,7 +341,7 @@ int hash_str_next(hash_table_t *table, hash_iterator_t *iterator, const char **k
         table->walking = true;
     }
     if (!table->walking) return 0;
-    while (table->walk < table->capacity && table->slots[table->walk].entry == nullptr) ++table->walk;
+    table->walk = table->next_in_use(table->walk);
     if (table->walk == table->capacity) {
         table->walking = false;
         return 0;
