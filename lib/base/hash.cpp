@@ -4,13 +4,13 @@
 // handed out stay put while the array grows, and a look-up compares texts
 // only when the hashes agree.
 //
-// Entry blocks are carved from chunks the table owns rather than allocated one
-// by one: entering a key then costs no allocation of its own, the entries lie
-// close together, and deleting a table frees a few chunks instead of every
-// entry. A removed entry's block goes on a free list of its size, where the
-// next key of that size takes it, so a table that lives long with keys coming
-// and going does not grow. Every chunk comes from the storage service so that
-// exhaustion can be injected and leaks counted.
+// Entry blocks come from a storage area the table owns rather than from the
+// heap one by one: the entries lie close together, and deleting a table
+// deletes its area instead of freeing every entry. A removed entry's block
+// goes on a free list of its size, where the next key of that size takes it,
+// so a table that lives long with keys coming and going does not grow. All
+// storage comes from the storage service, so exhaustion can be injected and
+// leaks counted.
 #include "hash.h"
 
 #include <cstdint>
@@ -40,33 +40,18 @@ struct Slot {
     Entry *entry;  // null for an empty slot
 };
 
-// A chunk's header; the blocks follow it.
-struct Chunk {
-    Chunk *next;
-    size_t size;
-};
-
 constexpr size_t kMinCapacity = 8;
-// Blocks are whole multiples of kBlockAlign; those up to kMaxPooledBlock are
-// carved from chunks, a longer key has a block of its own.
+// Blocks are whole multiples of kBlockAlign; those up to kMaxPooledBlock come
+// from the table's area, a longer key has a heap block of its own.
 constexpr size_t kBlockAlign = 16;
 constexpr size_t kSizeClasses = 64;
 constexpr size_t kMaxPooledBlock = kSizeClasses * kBlockAlign;
-// Chunks start at about 64 bytes per expected key and double up to a size
-// that malloc serves without waste.
+// The area's size hint: about 64 bytes per expected key.
 constexpr size_t kBytesPerKey = 64;
-constexpr size_t kMinChunk = 1024;
-constexpr size_t kMaxChunk = 1 << 20;
 constexpr size_t kCacheLine = 64;
-constexpr size_t kChunkHeader = (sizeof(Chunk) + kBlockAlign - 1) / kBlockAlign * kBlockAlign;
 static_assert(alignof(Entry) <= kBlockAlign, "blocks are aligned for their header");
 
 size_t round_to_blocks(size_t size) { return (size + kBlockAlign - 1) / kBlockAlign * kBlockAlign; }
-
-size_t first_chunk_size(size_t size_hint) {
-    if (size_hint >= kMaxChunk / kBytesPerKey) return kMaxChunk;
-    return size_hint * kBytesPerKey < kMinChunk ? kMinChunk : size_hint * kBytesPerKey;
-}
 
 size_t hash_of(std::string_view key) { return std::hash<std::string_view>()(key); }
 
@@ -119,12 +104,10 @@ struct hash_table {
     // The walk of hash_str_next: the next slot to look at.
     size_t walk;
     bool walking;
-    // The chunks blocks are carved from, the newest first, what is left of
-    // the newest, and the size of the next.
-    Chunk *chunks;
-    char *carve;
-    size_t carve_left;
-    size_t next_chunk;
+    // Where pooled blocks come from, made with the first of them, and its
+    // size hint.
+    stg_area_t *blocks;
+    size_t area_hint;
     // Free blocks by size class, linked through their data words.
     Entry *free_blocks[kSizeClasses + 1];
     // Blocks of their own (keys too long to pool) still held.
@@ -211,14 +194,14 @@ struct hash_table {
         } else {
             size_class = static_cast<uint32_t>(block / kBlockAlign);
             memory = take_free_block(size_class);
-            if (memory == nullptr) memory = carve_block(block);
+            if (memory == nullptr) memory = new_pooled_block(block);
         }
         if (memory == nullptr) return nullptr;
         return new (memory) Entry{nullptr, static_cast<uint32_t>(key_length), size_class};
     }
 
-    // Gives a removed entry's block back: to its free list when it was carved
-    // from a chunk, to the storage service when it has one of its own.
+    // Gives a removed entry's block back: to its free list when it came from
+    // the area, to the storage service when it has one of its own.
     void release(Entry *entry) {
         if (entry == nullptr) return;
         if (entry->size_class == 0) {
@@ -240,33 +223,9 @@ struct hash_table {
         return entry;
     }
 
-    // Size bytes from the newest chunk, starting a new one when it has too
-    // little left (what it has left is not used).
-    void *carve_block(size_t size) {
-        if (carve_left < size) {
-            auto *chunk = static_cast<Chunk *>(stg_malloc(next_chunk));
-            if (chunk == nullptr) return nullptr;
-            *chunk = Chunk{chunks, next_chunk};
-            chunks = chunk;
-            carve = reinterpret_cast<char *>(chunk) + kChunkHeader;
-            carve_left = next_chunk - kChunkHeader;
-            ASAN_POISON_MEMORY_REGION(carve, carve_left);
-            if (next_chunk < kMaxChunk) next_chunk = next_chunk * 2 < kMaxChunk ? next_chunk * 2 : kMaxChunk;
-        }
-        void *block = carve;
-        carve += size;
-        carve_left -= size;
-        ASAN_UNPOISON_MEMORY_REGION(block, size);
-        return block;
-    }
-
-    void free_chunks() {
-        while (chunks != nullptr) {
-            Chunk *next = chunks->next;
-            ASAN_UNPOISON_MEMORY_REGION(chunks, chunks->size);
-            stg_free(chunks);
-            chunks = next;
-        }
+    void *new_pooled_block(size_t size) {
+        if (blocks == nullptr) blocks = stg_create_area(area_hint);
+        return blocks == nullptr ? nullptr : stg_alloc(blocks, size);
     }
 };
 
@@ -277,9 +236,11 @@ hash_table_t *hash_str_create(size_t size_hint, size_t data_size, int flags) {
     auto *table = static_cast<hash_table_t *>(stg_malloc(sizeof(hash_table_t)));
     if (table == nullptr) return nullptr;
     size_t capacity = capacity_for(size_hint);
-    *table = hash_table_t{
-        new_slots(capacity),         capacity, 0, flags == HASH_STR_REENTER, nullptr, 0, false, nullptr, nullptr, 0,
-        first_chunk_size(size_hint), {},       0};
+    new (table) hash_table_t();
+    table->slots = new_slots(capacity);
+    table->capacity = capacity;
+    table->reenter = flags == HASH_STR_REENTER;
+    table->area_hint = size_hint < SIZE_MAX / kBytesPerKey ? size_hint * kBytesPerKey : SIZE_MAX;
     if (table->slots == nullptr) {
         stg_free(table);
         return nullptr;
@@ -393,14 +354,14 @@ size_t hash_str_count(const hash_table_t *table) { return table == nullptr ? 0 :
 void hash_delete_ht(hash_table_t **table) {
     if (table == nullptr || *table == nullptr) return;
     hash_table_t *doomed = *table;
-    // Pooled blocks go with their chunks; only blocks of their own are freed
+    // Pooled blocks go with the area; only blocks of their own are freed
     // one by one.
     doomed->release(doomed->removed);
     for (size_t i = 0; i < doomed->capacity && doomed->own_blocks > 0; ++i) {
         Entry *entry = doomed->slots[i].entry;
         if (entry != nullptr && entry->size_class == 0) doomed->release(entry);
     }
-    doomed->free_chunks();
+    stg_delete_area(&doomed->blocks);
     stg_free(doomed->slots);
     stg_free(doomed);
     *table = nullptr;
