@@ -368,6 +368,26 @@ TEST(EpochRowCompare, ALongWalkStopsWhereItFailsAndReportsNothingBeyond) {
     EXPECT_EQ(internal_errors + 1, tbs_int_error_count());
 }
 
+TEST(EpochRowCompare, TheExcludedReplicaTakesNoPartnerEvenFromAnotherWithItsText) {
+    // bb replicas differing only in their replica set uuid are different
+    // replicas with one text form, the table's key. The excluded packet entry
+    // (uuid x) must leave the target's replica of the same name (uuid u) in
+    // the table, where it counts as new in the target: behind.
+    auto bb_row = [](const char *uuid_of_r5, pxinfo_epoch_num_t epoch_of_r5) {
+        Row entries(20);
+        for (unsigned n = 0; n < entries.size(); ++n) {
+            std::string replica_set = "r" + std::to_string(n);
+            entries[n].epoch = n == 5 ? epoch_of_r5 : 1;
+            pxinfo_new_bb_selector("f", "c", replica_set.c_str(), n == 5 ? uuid_of_r5 : "u", &entries[n].replica);
+        }
+        return entries;
+    };
+    Row packet = bb_row("x", 1), target = bb_row("u", 9);
+    pxinfo_selector_t excluded = packet[5].replica;
+    EXPECT_EQ(PXINFO_EPOCH_CMP_LESS, compare(packet, target, nullptr, &excluded).result);
+    EXPECT_EQ(PXINFO_EPOCH_CMP_EQUAL, compare(packet, bb_row("x", 9), nullptr, &excluded).result);
+}
+
 TEST(EpochRowCompare, WithEntryTracesEachKeyIsFormedAtItsTurn) {
     std::vector<std::pair<unsigned, pxinfo_epoch_num_t>> columns;
     for (unsigned n = 0; n < 30; ++n) columns.emplace_back(n, n);

@@ -86,8 +86,7 @@ class RowComparison {
     // A packet entry's partner in the target row, taken out of the table.
     struct Partner {
         const Entry *entry = nullptr;
-        bool taken = false;    // looked for already
-        bool skipped = false;  // the excluded replica
+        bool taken = false;  // looked for already
     };
     template <typename VisitGroup>
     tbs_status_t walk_in_groups(unsigned count, const Entry *entries, VisitGroup visit_group);
@@ -159,19 +158,19 @@ tbs_status_t RowComparison::index_target(unsigned count, const Entry *entries) {
 // entry is matched in order. Taking a partner out early changes nothing a
 // caller sees: the table is the comparison's own, a duplicate replica still
 // finds its partner taken by the first of its entries, and a walk that ends
-// early deletes the table anyway.
+// early deletes the table anyway. With an excluded replica the partners are
+// taken at each entry's turn, after the comparison with the excluded replica
+// (which may log) has been made there.
 tbs_status_t RowComparison::walk_packet(unsigned count, const Entry *entries) {
     return walk_in_groups(count, entries, [this](const Entry *group, unsigned size, const char *const *ahead) {
         Partner partners[kLookahead];
-        for (unsigned i = 0; i < size; ++i) {
-            partners[i].skipped = excluded(group[i]);
-            if (partners[i].skipped || ahead[i] == nullptr) continue;
-            partners[i].entry = take_partner(ahead[i]);
-            partners[i].taken = true;
+        for (unsigned i = 0; i < size && excluded_ == nullptr; ++i) {
+            if (ahead[i] == nullptr) continue;
+            partners[i] = {take_partner(ahead[i]), true};
             if (partners[i].entry != nullptr) __builtin_prefetch(&target_epochs_[partners[i].entry - target_entries_]);
         }
         for (unsigned i = 0; i < size; ++i) {
-            if (partners[i].skipped) continue;
+            if (excluded(group[i])) continue;
             const char *key = ahead[i] != nullptr ? ahead[i] : key_of(group[i]);
             if (key == nullptr) return TBS_ST_INVALID_ARG;
             if (!partners[i].taken) partners[i].entry = take_partner(key);
