@@ -323,7 +323,7 @@ TEST(EpochRowCompare, LongRowsAgreeWithAReplicaByReplicaModel) {
             ahead |= difference > 0;
             behind |= difference < 0;
         }
-        for (const auto &left : unmatched) behind |= target[left.second].epoch != 0;
+        for (const auto &left : unmatched) behind |= static_cast<int32_t>(0u - target[left.second].epoch) < 0;
         int expected = ahead && behind ? PXINFO_EPOCH_CMP_MIXED
                        : ahead         ? PXINFO_EPOCH_CMP_GREATER
                        : behind        ? PXINFO_EPOCH_CMP_LESS
