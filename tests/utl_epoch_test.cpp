@@ -41,15 +41,21 @@ std::string key_of(char name) {
     return pxinfo_selector_to_str(&selector, text);
 }
 
-Row row(std::initializer_list<std::pair<char, pxinfo_epoch_num_t>> columns) {
+// A row of (replica, epoch) columns, each replica made by make_replica.
+template <typename Columns, typename MakeReplica>
+Row row_of(const Columns &columns, MakeReplica make_replica) {
     Row entries;
     for (const auto &column : columns) {
         pxinfo_epoch_row_entry_t entry = {};
         entry.epoch = column.second;
-        entry.replica = replica(column.first);
+        entry.replica = make_replica(column.first);
         entries.push_back(entry);
     }
     return entries;
+}
+
+Row row(std::initializer_list<std::pair<char, pxinfo_epoch_num_t>> columns) {
+    return row_of(columns, [](char name) { return replica(name); });
 }
 
 // Records every call of the miscompare callback; answers with a set status.
@@ -277,14 +283,7 @@ pxinfo_selector_t numbered_replica(unsigned n) {
 }
 
 Row numbered_row(const std::vector<std::pair<unsigned, pxinfo_epoch_num_t>> &columns) {
-    Row entries;
-    for (const auto &column : columns) {
-        pxinfo_epoch_row_entry_t entry = {};
-        entry.epoch = column.second;
-        entry.replica = numbered_replica(column.first);
-        entries.push_back(entry);
-    }
-    return entries;
+    return row_of(columns, numbered_replica);
 }
 
 TEST(EpochRowCompare, LongRowsAgreeWithAReplicaByReplicaModel) {
