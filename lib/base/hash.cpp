@@ -49,11 +49,23 @@ constexpr size_t kMaxPooledBlock = kSizeClasses * kBlockAlign;
 // The area's size hint: about 64 bytes per expected key.
 constexpr size_t kBytesPerKey = 64;
 constexpr size_t kCacheLine = 64;
+// A hint is taken in groups of this many keys.
+constexpr size_t kHintGroup = 32;
 static_assert(alignof(Entry) <= kBlockAlign, "blocks are aligned for their header");
 
 size_t round_to_blocks(size_t size) { return (size + kBlockAlign - 1) / kBlockAlign * kBlockAlign; }
 
 size_t hash_of(std::string_view key) { return std::hash<std::string_view>()(key); }
+
+// Starts fetching every cache line of the size bytes at start. The lines are
+// counted first: GCC 12 dropped a loop of prefetches bounded by an address in
+// one version of this code, as if it did nothing.
+void fetch_lines(const void *start, size_t size) {
+    auto first = reinterpret_cast<uintptr_t>(start) & ~(kCacheLine - 1);
+    size_t lines = (reinterpret_cast<uintptr_t>(start) + size - 1 - first) / kCacheLine + 1;
+    for (size_t line = 0; line < lines; ++line)
+        __builtin_prefetch(reinterpret_cast<const char *>(first + line * kCacheLine));
+}
 
 // Linear probing slows down sharply as the slots fill: a look-up of a missing
 // key (which every insertion is) probes about 2.5 slots at half full, 8.5 at
@@ -112,6 +124,14 @@ struct hash_table {
     Entry *free_blocks[kSizeClasses + 1];
     // Blocks of their own (keys too long to pool) still held.
     size_t own_blocks;
+    // The keys of the last hint, by hash and length: their home slots are on
+    // their way, their entries are fetched at the next hint.
+    struct Hint {
+        size_t hash;
+        size_t length;
+    };
+    mutable Hint hinted[kHintGroup];
+    mutable size_t hinted_count;
 
     size_t mask() const { return capacity - 1; }
     uint64_t *in_use() const { return reinterpret_cast<uint64_t *>(slots + capacity); }
@@ -146,6 +166,41 @@ struct hash_table {
         while (slots[i].entry != nullptr) i = (i + 1) & mask();
         slots[i] = slot;
         set_in_use(i, true);
+    }
+
+    // A hint is taken in two steps, so that no step waits for memory: the
+    // keys' home slots are fetched at once, and the entries the slots lead
+    // to at the next hint, when the slots have come.
+    void fetch_home_slots(const char *const *keys, size_t count) const {
+        hinted_count = 0;
+        for (size_t i = 0; i < count; ++i) {
+            if (keys[i] == nullptr) continue;
+            std::string_view key(keys[i]);
+            size_t hash = hash_of(key);
+            hinted[hinted_count++] = Hint{hash, key.size()};
+            fetch_lines(&slots[hash & mask()], sizeof(Slot));
+        }
+    }
+
+    // The second step, for the keys of the hint before. The table may have
+    // changed since; the probe runs are read as they are now.
+    void fetch_hinted_entries() const {
+        for (size_t i = 0; i < hinted_count; ++i) {
+            const Entry *entry = entry_of_hash(hinted[i].hash);
+            if (entry != nullptr) fetch_lines(entry, sizeof(Entry) + hinted[i].length + 1);
+        }
+        hinted_count = 0;
+    }
+
+    // The entry with this hash along its probe run; null when none is near.
+    const Entry *entry_of_hash(size_t hash) const {
+        constexpr size_t kMaxProbe = 8;
+        size_t at = hash & mask();
+        for (size_t probe = 0; probe < kMaxProbe && slots[at].entry != nullptr; ++probe) {
+            if (slots[at].hash == hash) return slots[at].entry;
+            at = (at + 1) & mask();
+        }
+        return nullptr;
     }
 
     // Makes room for one more key; false when storage is exhausted.
@@ -315,37 +370,10 @@ int hash_str_next(hash_table_t *table, hash_iterator_t *iterator, const char **k
 
 void hash_str_prefetch(const hash_table_t *table, const char *const *keys, size_t count) {
     if (table == nullptr || keys == nullptr) return;
-    // Two passes per group: the first starts fetching every home slot, the
-    // second reads the probe runs (by then mostly at hand) and starts fetching
-    // the entry whose hash is the key's, every line of it. A key about to be
-    // entered thus costs the fetch of its slot only.
-    constexpr size_t kGroup = 32;
-    constexpr size_t kMaxProbe = 8;
-    size_t hashes[kGroup];
-    size_t lengths[kGroup];
-    for (size_t start = 0; start < count; start += kGroup) {
-        size_t group = count - start < kGroup ? count - start : kGroup;
-        for (size_t i = 0; i < group; ++i) {
-            if (keys[start + i] == nullptr) continue;
-            std::string_view key(keys[start + i]);
-            hashes[i] = hash_of(key);
-            lengths[i] = key.size();
-            __builtin_prefetch(&table->slots[hashes[i] & table->mask()]);
-        }
-        for (size_t i = 0; i < group; ++i) {
-            if (keys[start + i] == nullptr) continue;
-            size_t at = hashes[i] & table->mask();
-            for (size_t probe = 0; probe < kMaxProbe && table->slots[at].entry != nullptr; ++probe) {
-                if (table->slots[at].hash == hashes[i]) {
-                    auto first = reinterpret_cast<uintptr_t>(table->slots[at].entry);
-                    uintptr_t last = first + sizeof(Entry) + lengths[i];
-                    for (uintptr_t line = first & ~(kCacheLine - 1); line <= last; line += kCacheLine)
-                        __builtin_prefetch(reinterpret_cast<const void *>(line));
-                    break;
-                }
-                at = (at + 1) & table->mask();
-            }
-        }
+    for (size_t start = 0; start < count; start += kHintGroup) {
+        size_t group = count - start < kHintGroup ? count - start : kHintGroup;
+        table->fetch_hinted_entries();
+        table->fetch_home_slots(keys + start, group);
     }
 }
 

@@ -50,7 +50,10 @@ TBS_API int hash_str_next(hash_table_t *table, hash_iterator_t *iterator, const 
 /* A hint that the count keys (null ones are passed over) are about to be
  * looked up, entered or removed: starts fetching the memory that will read,
  * so that the misses of a large table overlap instead of coming one after
- * the other. Changes nothing; a null table or array is left alone. */
+ * the other. The keys' slots are fetched at once, the entries they lead to at
+ * the next hint: a caller that hints its keys in groups, two groups ahead of
+ * their use, waits for neither. Changes nothing; a null table or array is
+ * left alone. */
 TBS_API void hash_str_prefetch(const hash_table_t *table, const char *const *keys, size_t count);
 
 /* Number of keys in the table (0 for a null table). */

@@ -7,7 +7,7 @@
 // It costs time linear in the two rows. So that rows too large for the
 // caches cost no more per replica than small ones, the target epochs are kept
 // in an array of their own (an entry is 832 bytes, an epoch 4), and both rows
-// are walked in groups whose keys are handed to the table a group ahead.
+// are walked in groups whose keys are handed to the table two groups ahead.
 #include <cstring>
 
 #include "hash.h"
@@ -101,38 +101,43 @@ class RowComparison {
     const Entry *target_entries_ = nullptr;
     pxinfo_epoch_num_t *target_epochs_ = nullptr;
     char key_[PXINFO_SELECTOR_STR_SIZE];
-    // The keys of the entries visited now and next.
+    // The keys of the group visited now and of the two after it.
     static constexpr unsigned kLookahead = 8;
-    char ahead_[2][kLookahead][PXINFO_SELECTOR_STR_SIZE];
+    static constexpr unsigned kGroupsAhead = 3;
+    char ahead_[kGroupsAhead][kLookahead][PXINFO_SELECTOR_STR_SIZE];
 };
 
 // Takes the entries in groups and hands each group, with the keys formed
-// for it, to visit_group. The keys of the next group are formed and handed to
-// the table as a hint before this group is visited, so that the table's
-// misses for the next group overlap with this group's work. Keys are formed
-// ahead quietly, and not at all while entry and exit traces are wanted: an
-// entry without a key formed ahead has it formed at its turn by
-// pxinfo_selector_to_str, so that its trace lines and internal error come
-// where they belong.
+// for it, to visit_group. Keys are formed and handed to the table as a hint
+// two groups ahead of their turn, as the table fetches the slots of a hint at
+// once and their entries at the next hint: every miss of a group overlaps
+// with the work on the two groups before it. Keys are formed ahead quietly,
+// and not at all while entry and exit traces are wanted: an entry without a
+// key formed ahead has it formed at its turn by pxinfo_selector_to_str, so
+// that its trace lines and internal error come where they belong.
 template <typename VisitGroup>
 tbs_status_t RowComparison::walk_in_groups(unsigned count, const Entry *entries, VisitGroup visit_group) {
     bool form_ahead = !pxinfo::trace_gate(pxinfo::kTraceEntryExit);
-    const char *keys[2][kLookahead] = {};
+    const char *keys[kGroupsAhead][kLookahead] = {};
+    // Counts are compared as what is left, so that no index runs past the
+    // largest count.
     auto form_group = [&](unsigned start) {
+        if (!form_ahead) return;
         unsigned group = count - start < kLookahead ? count - start : kLookahead;
-        unsigned half = (start / kLookahead) % 2;
+        unsigned turn = (start / kLookahead) % kGroupsAhead;
         for (unsigned i = 0; i < group; ++i) {
             // An entry is 832 bytes: the one a group later is fetched now.
-            if (start + i + kLookahead < count) __builtin_prefetch(&entries[start + i + kLookahead]);
-            keys[half][i] = pxinfo::selector_text(&entries[start + i].replica, ahead_[half][i]);
+            if (count - start - i > kLookahead) __builtin_prefetch(&entries[start + i + kLookahead]);
+            keys[turn][i] = pxinfo::selector_text(&entries[start + i].replica, ahead_[turn][i]);
         }
-        hash_str_prefetch(table_, keys[half], group);
+        hash_str_prefetch(table_, keys[turn], group);
     };
-    if (form_ahead && count > 0) form_group(0);
+    constexpr unsigned kHintDistance = (kGroupsAhead - 1) * kLookahead;
+    for (unsigned start = 0; start < kHintDistance && start < count; start += kLookahead) form_group(start);
     for (unsigned start = 0; start < count; start += kLookahead) {
         unsigned group = count - start < kLookahead ? count - start : kLookahead;
-        if (form_ahead && start + kLookahead < count) form_group(start + kLookahead);
-        tbs_status_t status = visit_group(entries + start, group, keys[(start / kLookahead) % 2]);
+        if (count - start > kHintDistance) form_group(start + kHintDistance);
+        tbs_status_t status = visit_group(entries + start, group, keys[(start / kLookahead) % kGroupsAhead]);
         if (status != TBS_ST_OK) return status;
     }
     return TBS_ST_OK;
