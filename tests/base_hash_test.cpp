@@ -176,7 +176,10 @@ TEST(HashTable, KeysComingAndGoingReuseTheirBlocksAndLongKeysHaveTheirOwn) {
 }
 
 TEST(HashTable, APrefetchHintChangesNothing) {
-    hash_table_t *table = hash_str_create(4, sizeof(void *), HASH_STR_UNIQUE);
+    // A hint's second step comes with the next hint: by then the hinted key
+    // may be gone and the slot array replaced by a larger one. Under
+    // AddressSanitizer a step that kept the old array would be caught here.
+    hash_table_t *table = hash_str_create(2, sizeof(void *), HASH_STR_UNIQUE);
     ASSERT_NE(nullptr, table);
     ASSERT_EQ(0, hash_str_enter(table, "present", nullptr, nullptr));
     const char *keys[40] = {"present", nullptr, "absent"};
@@ -184,28 +187,12 @@ TEST(HashTable, APrefetchHintChangesNothing) {
     hash_str_prefetch(table, keys, 40);
     hash_str_prefetch(table, nullptr, 3);
     hash_str_prefetch(nullptr, keys, 3);
-    EXPECT_EQ(1u, hash_str_count(table));
-    EXPECT_NE(0, hash_str_lookup(table, "present", nullptr, nullptr));
-    EXPECT_EQ(0, hash_str_lookup(table, "absent", nullptr, nullptr));
-    hash_delete_ht(&table);
-}
-
-TEST(HashTable, AHintOutlivesChangesToTheTable) {
-    // The second step of a hint comes with the next hint: by then the hinted
-    // key may be gone and the slot array replaced by a larger one. Under
-    // AddressSanitizer a step that kept the old array would be caught here.
-    hash_table_t *table = hash_str_create(2, sizeof(void *), HASH_STR_UNIQUE);
-    ASSERT_NE(nullptr, table);
-    ASSERT_EQ(0, hash_str_enter(table, "hinted", nullptr, nullptr));
-    const char *hinted[] = {"hinted", "absent"};
-    hash_str_prefetch(table, hinted, 2);
-    ASSERT_NE(0, hash_str_free(table, "hinted", nullptr, nullptr));
+    ASSERT_NE(0, hash_str_free(table, "present", nullptr, nullptr));
     for (int i = 0; i < 100; ++i) ASSERT_EQ(0, hash_str_enter(table, std::to_string(i).c_str(), nullptr, nullptr));
-    const char *next[] = {"7", "hinted"};
-    hash_str_prefetch(table, next, 2);
-    hash_str_prefetch(table, next, 2);
+    hash_str_prefetch(table, keys, 3);
     EXPECT_EQ(100u, hash_str_count(table));
-    EXPECT_EQ(0, hash_str_lookup(table, "hinted", nullptr, nullptr));
+    EXPECT_EQ(0, hash_str_lookup(table, "present", nullptr, nullptr));
+    EXPECT_EQ(0, hash_str_lookup(table, "absent", nullptr, nullptr));
     EXPECT_NE(0, hash_str_lookup(table, "7", nullptr, nullptr));
     hash_delete_ht(&table);
 }
