@@ -140,6 +140,7 @@ struct hash_table {
         if (used) in_use()[i / kBitsPerWord] |= bit;
         else in_use()[i / kBitsPerWord] &= ~bit;
     }
+    bool used(size_t i) const { return (in_use()[i / kBitsPerWord] >> (i % kBitsPerWord) & 1) != 0; }
     // The first slot in use at or after start; capacity when there is none.
     size_t next_in_use(size_t start) const {
         for (size_t word = start / kBitsPerWord; word < bitmap_words(capacity); ++word) {
@@ -221,9 +222,12 @@ struct hash_table {
     }
 
     // Empties slot hole, moving later entries of its probe run back so that
-    // every key stays reachable from its home slot without tombstones.
+    // every key stays reachable from its home slot without tombstones. The end
+    // of the run is found in the bitmap: the slot after the hole often lies in
+    // a line of its own, which a large table would have to fetch to learn
+    // that it is empty.
     void erase_at(size_t hole) {
-        for (size_t next = (hole + 1) & mask(); slots[next].entry != nullptr; next = (next + 1) & mask()) {
+        for (size_t next = (hole + 1) & mask(); used(next); next = (next + 1) & mask()) {
             size_t home = slots[next].hash & mask();
             // The hole lies on the entry's probe path when, from its home,
             // the hole comes no later than where the entry is now.
