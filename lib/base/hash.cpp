@@ -37,7 +37,7 @@ struct Entry {
 
 struct Slot {
     size_t hash;
-    Entry *entry;  // null for an empty slot
+    Entry *entry;
 };
 
 constexpr size_t kMinCapacity = 8;
@@ -85,16 +85,26 @@ size_t capacity_for(size_t size_hint) {
     return capacity;
 }
 
-// The slot array is followed by a bitmap of the slots in use, so that a walk
-// over a table that has become sparse reads a bit per slot, not a slot.
+// The slot array is followed by a bitmap of the slots in use, and only the
+// bitmap says whether a slot is: a slot not in use is never read, so a new
+// array clears its bitmap alone (a sixty-fourth of the slots' size, which
+// for a large table is memory that need not be fetched and written back). A
+// walk over a table that has become sparse reads a bit per slot, not a slot.
 constexpr size_t kBitsPerWord = 64;
 size_t bitmap_words(size_t capacity) { return (capacity + kBitsPerWord - 1) / kBitsPerWord; }
 
+uint64_t *bitmap_of(Slot *slots, size_t capacity) { return reinterpret_cast<uint64_t *>(slots + capacity); }
+
+bool slot_in_use(const Slot *slots, size_t capacity, size_t i) {
+    const auto *bitmap = reinterpret_cast<const uint64_t *>(slots + capacity);
+    return (bitmap[i / kBitsPerWord] >> (i % kBitsPerWord) & 1) != 0;
+}
+
 Slot *new_slots(size_t capacity) {
     if (capacity == 0) return nullptr;
-    size_t size = capacity * sizeof(Slot) + bitmap_words(capacity) * sizeof(uint64_t);
-    auto *slots = static_cast<Slot *>(stg_malloc(size));
-    if (slots != nullptr) std::memset(slots, 0, size);
+    size_t bitmap_size = bitmap_words(capacity) * sizeof(uint64_t);
+    auto *slots = static_cast<Slot *>(stg_malloc(capacity * sizeof(Slot) + bitmap_size));
+    if (slots != nullptr) std::memset(bitmap_of(slots, capacity), 0, bitmap_size);
     return slots;
 }
 
@@ -134,13 +144,13 @@ struct hash_table {
     mutable size_t hinted_count;
 
     size_t mask() const { return capacity - 1; }
-    uint64_t *in_use() const { return reinterpret_cast<uint64_t *>(slots + capacity); }
+    uint64_t *in_use() const { return bitmap_of(slots, capacity); }
     void set_in_use(size_t i, bool used) {
         uint64_t bit = uint64_t{1} << (i % kBitsPerWord);
         if (used) in_use()[i / kBitsPerWord] |= bit;
         else in_use()[i / kBitsPerWord] &= ~bit;
     }
-    bool used(size_t i) const { return (in_use()[i / kBitsPerWord] >> (i % kBitsPerWord) & 1) != 0; }
+    bool used(size_t i) const { return slot_in_use(slots, capacity, i); }
     // The first slot in use at or after start; capacity when there is none.
     size_t next_in_use(size_t start) const {
         for (size_t word = start / kBitsPerWord; word < bitmap_words(capacity); ++word) {
@@ -153,7 +163,7 @@ struct hash_table {
 
     // The slot holding key, or capacity when it is not there.
     size_t find(std::string_view key, size_t hash) const {
-        for (size_t i = hash & mask(); slots[i].entry != nullptr; i = (i + 1) & mask()) {
+        for (size_t i = hash & mask(); used(i); i = (i + 1) & mask()) {
             const Entry *entry = slots[i].entry;
             if (slots[i].hash == hash && entry->length == key.size() &&
                 std::memcmp(entry->key(), key.data(), key.size()) == 0)
@@ -164,7 +174,7 @@ struct hash_table {
 
     void place(Slot slot) {
         size_t i = slot.hash & mask();
-        while (slots[i].entry != nullptr) i = (i + 1) & mask();
+        while (used(i)) i = (i + 1) & mask();
         slots[i] = slot;
         set_in_use(i, true);
     }
@@ -172,15 +182,16 @@ struct hash_table {
     // A hint is taken in two steps, so that no step waits for memory: the
     // keys' home slots are fetched at once, and the entries the slots lead
     // to at the next hint, when the slots have come.
+    // The keys are hashed first and their slots fetched after, back to back,
+    // so that the misses start together rather than one per hash.
     void fetch_home_slots(const char *const *keys, size_t count) const {
         hinted_count = 0;
         for (size_t i = 0; i < count; ++i) {
             if (keys[i] == nullptr) continue;
             std::string_view key(keys[i]);
-            size_t hash = hash_of(key);
-            hinted[hinted_count++] = Hint{hash, key.size()};
-            fetch_lines(&slots[hash & mask()], sizeof(Slot));
+            hinted[hinted_count++] = Hint{hash_of(key), key.size()};
         }
+        for (size_t i = 0; i < hinted_count; ++i) fetch_lines(&slots[hinted[i].hash & mask()], sizeof(Slot));
     }
 
     // The second step, for the keys of the hint before. The table may have
@@ -197,7 +208,7 @@ struct hash_table {
     const Entry *entry_of_hash(size_t hash) const {
         constexpr size_t kMaxProbe = 8;
         size_t at = hash & mask();
-        for (size_t probe = 0; probe < kMaxProbe && slots[at].entry != nullptr; ++probe) {
+        for (size_t probe = 0; probe < kMaxProbe && used(at); ++probe) {
             if (slots[at].hash == hash) return slots[at].entry;
             at = (at + 1) & mask();
         }
@@ -216,7 +227,7 @@ struct hash_table {
         slots = grown;
         capacity = grown_capacity;
         for (size_t i = 0; i < old_capacity; ++i)
-            if (old[i].entry != nullptr) place(old[i]);
+            if (slot_in_use(old, old_capacity, i)) place(old[i]);
         stg_free(old);
         return true;
     }
@@ -236,7 +247,6 @@ struct hash_table {
                 hole = next;
             }
         }
-        slots[hole] = Slot{};
         set_in_use(hole, false);
     }
 
@@ -389,9 +399,10 @@ void hash_delete_ht(hash_table_t **table) {
     // Pooled blocks go with the area; only blocks of their own are freed
     // one by one.
     doomed->release(doomed->removed);
-    for (size_t i = 0; i < doomed->capacity && doomed->own_blocks > 0; ++i) {
+    for (size_t i = doomed->next_in_use(0); i < doomed->capacity && doomed->own_blocks > 0;
+         i = doomed->next_in_use(i + 1)) {
         Entry *entry = doomed->slots[i].entry;
-        if (entry != nullptr && entry->size_class == 0) doomed->release(entry);
+        if (entry->size_class == 0) doomed->release(entry);
     }
     stg_delete_area(&doomed->blocks);
     stg_free(doomed->slots);
