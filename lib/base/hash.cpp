@@ -90,21 +90,26 @@ size_t capacity_for(size_t size_hint) {
 // array clears its bitmap alone (a sixty-fourth of the slots' size, which
 // for a large table is memory that need not be fetched and written back). A
 // walk over a table that has become sparse reads a bit per slot, not a slot.
+// With the address sanitizer, slots not in use are poisoned, so that reading
+// one is caught.
 constexpr size_t kBitsPerWord = 64;
 size_t bitmap_words(size_t capacity) { return (capacity + kBitsPerWord - 1) / kBitsPerWord; }
 
-uint64_t *bitmap_of(Slot *slots, size_t capacity) { return reinterpret_cast<uint64_t *>(slots + capacity); }
+uint64_t *bitmap_of(const Slot *slots, size_t capacity) {
+    return reinterpret_cast<uint64_t *>(const_cast<Slot *>(slots + capacity));
+}
 
 bool slot_in_use(const Slot *slots, size_t capacity, size_t i) {
-    const auto *bitmap = reinterpret_cast<const uint64_t *>(slots + capacity);
-    return (bitmap[i / kBitsPerWord] >> (i % kBitsPerWord) & 1) != 0;
+    return (bitmap_of(slots, capacity)[i / kBitsPerWord] >> (i % kBitsPerWord) & 1) != 0;
 }
 
 Slot *new_slots(size_t capacity) {
     if (capacity == 0) return nullptr;
     size_t bitmap_size = bitmap_words(capacity) * sizeof(uint64_t);
     auto *slots = static_cast<Slot *>(stg_malloc(capacity * sizeof(Slot) + bitmap_size));
-    if (slots != nullptr) std::memset(bitmap_of(slots, capacity), 0, bitmap_size);
+    if (slots == nullptr) return nullptr;
+    std::memset(bitmap_of(slots, capacity), 0, bitmap_size);
+    ASAN_POISON_MEMORY_REGION(slots, capacity * sizeof(Slot));
     return slots;
 }
 
@@ -175,15 +180,16 @@ struct hash_table {
     void place(Slot slot) {
         size_t i = slot.hash & mask();
         while (used(i)) i = (i + 1) & mask();
+        ASAN_UNPOISON_MEMORY_REGION(&slots[i], sizeof(Slot));
         slots[i] = slot;
         set_in_use(i, true);
     }
 
     // A hint is taken in two steps, so that no step waits for memory: the
     // keys' home slots are fetched at once, and the entries the slots lead
-    // to at the next hint, when the slots have come.
-    // The keys are hashed first and their slots fetched after, back to back,
-    // so that the misses start together rather than one per hash.
+    // to at the next hint, when the slots have come. The keys are hashed
+    // first and their slots fetched after, back to back, so that the misses
+    // start together rather than one after each hash.
     void fetch_home_slots(const char *const *keys, size_t count) const {
         hinted_count = 0;
         for (size_t i = 0; i < count; ++i) {
@@ -248,6 +254,7 @@ struct hash_table {
             }
         }
         set_in_use(hole, false);
+        ASAN_POISON_MEMORY_REGION(&slots[hole], sizeof(Slot));
     }
 
     // A block for an entry of key_length characters; null when storage is
