@@ -13,6 +13,7 @@
 #include "cmd_demo.h"
 #include "cmd_order.h"
 #include "cmd_packet.h"
+#include "report.h"
 #include "tool_util.h"
 
 namespace pxtool {
@@ -48,19 +49,25 @@ DemoFamily make_family() {
 
 bool make_directory(const std::string &path) {
     if (::mkdir(path.c_str(), 0755) == 0 || errno == EEXIST) return true;
-    std::fprintf(stderr, "pxinfo: cannot create \"%s\": %s\n", path.c_str(), std::strerror(errno));
+    fail(path, std::string("cannot create: ") + std::strerror(errno));
     return false;
 }
 
-bool write_text(const std::string &path, const std::string &text, bool force) {
-    return write_new_file(path, text.data(), text.size(), force);
+// The files the demo writes in its directory (the sync log is appended to).
+std::vector<std::string> demo_outputs() {
+    std::vector<std::string> names;
+    for (const char *suffix : {".pkt", ".ord"})
+        for (int n = 1; n <= 3; ++n) names.push_back("boston-" + std::to_string(n) + suffix);
+    names.push_back("demo-family.health");
+    names.push_back("config/services/gm_log.conf");
+    return names;
 }
 
 void step(int number, const char *title) { std::printf("\n%d. %s\n", number, title); }
 
 // Exporting site: boston writes three update packets, each made against the
 // epochs the one before it reached, and a shipping order for each.
-bool export_packets(const DemoFamily &family, const std::string &dir, bool force, std::vector<std::string> &packets) {
+bool export_packets(const DemoFamily &family, const std::string &dir, std::vector<std::string> &packets) {
     step(1, "The exporting site (boston) writes three update packets and their shipping orders");
     uint32_t now = static_cast<uint32_t>(std::time(nullptr));
     for (uint32_t n = 1; n <= 3; ++n) {
@@ -75,7 +82,7 @@ bool export_packets(const DemoFamily &family, const std::string &dir, bool force
         plan.replicas.push_back({family.replicas[1].uuid, 40, 40, 0});
         plan.replicas.push_back({family.replicas[2].uuid, 70, 70, 0});
         std::string packet = dir + "/boston-" + std::to_string(n) + ".pkt";
-        if (!write_packet_file(packet, plan, force)) return false;
+        if (!write_packet_file(packet, plan)) return false;
 
         OrderPlan order;
         tbs_str_to_uuid(("00000000-0000-4000-8000-00000000000" + std::to_string(n)).c_str(), &order.identifier);
@@ -86,7 +93,7 @@ bool export_packets(const DemoFamily &family, const std::string &dir, bool force
         order.destinations = {family.replicas[1].host, family.replicas[2].host};
         order.comment_lines = {"packet " + std::to_string(n) + " of the demo family"};
         std::string order_path = dir + "/boston-" + std::to_string(n) + ".ord";
-        if (!write_order_file(order_path, order, force)) return false;
+        if (!write_order_file(order_path, order)) return false;
         std::printf("   wrote %s (sequence %u, boston at epoch %u) and %s\n", packet.c_str(), n,
                     plan.replicas[0].start_epoch, order_path.c_str());
         packets.push_back(packet);
@@ -208,7 +215,7 @@ void build_epoch_records(const DemoFamily &family, int32_t now, EpochRecords &re
     records.family.replicas = records.replicas.data();
 }
 
-bool record_health(const DemoFamily &family, const std::string &dir, bool force) {
+bool record_health(const DemoFamily &family, const std::string &dir) {
     step(5, "It derives sync status values from the attempt records");
     int32_t now = static_cast<int32_t>(std::time(nullptr));
     SyncRecords sync;
@@ -221,7 +228,6 @@ bool record_health(const DemoFamily &family, const std::string &dir, bool force)
     EpochRecords epoch;
     build_epoch_records(family, now, epoch);
     std::string path = dir + "/demo-family.health";
-    if (!may_write(path, force)) return false;
     {
         File out(path, "wb");
         if (out.get() == nullptr || pxinfo_write_health_file(&sync.family, &epoch.family, out.get()) != TBS_ST_OK ||
@@ -238,16 +244,16 @@ bool record_health(const DemoFamily &family, const std::string &dir, bool force)
     return status == TBS_ST_OK;
 }
 
-bool log_imports(const DemoFamily &family, const std::string &dir, bool force,
-                 const std::vector<pxinfo_packet_info_t> &infos) {
+bool log_imports(const DemoFamily &family, const std::string &dir, const std::vector<pxinfo_packet_info_t> &infos) {
     step(7, "It appends each import to the sync activity log");
     std::string config = dir + "/config", log = dir + "/log";
     if (!make_directory(config) || !make_directory(config + "/services") || !make_directory(log)) return false;
-    if (!write_text(config + "/services/gm_log.conf", "LOG=TRUE\n", force)) return false;
+    std::string switch_on = "LOG=TRUE\n";
+    if (!write_file(config + "/services/gm_log.conf", switch_on.data(), switch_on.size())) return false;
     setenv("PXINFO_CONFIG_DIR", config.c_str(), 1);
     setenv("PXINFO_LOG_DIR", log.c_str(), 1);
     if (!pxinfo_do_gm_logging()) {
-        std::fprintf(stderr, "pxinfo: the sync log did not switch on\n");
+        complain("the sync log did not switch on");
         return false;
     }
     for (const pxinfo_packet_info_t &info : infos) {
@@ -264,26 +270,26 @@ bool log_imports(const DemoFamily &family, const std::string &dir, bool force,
     return true;
 }
 
-int run_demo(const Args &given) {
-    Args args = given;
-    bool force = take_flag(args, "--force");
-    if (args.size() > 1) return usage_error(*find_command_named("demo"), "give at most one directory");
+int run_demo(const Invocation &call) {
+    if (call.operands.size() > 1) return call.usage("give at most one directory");
     std::string dir;
-    if (args.empty()) {
+    if (call.operands.empty()) {
         char pattern[] = "/tmp/pxinfo-demo-XXXXXX";
         if (::mkdtemp(pattern) == nullptr) {
-            std::fprintf(stderr, "pxinfo: cannot create a demo directory: %s\n", std::strerror(errno));
+            complain(std::string("cannot create a demo directory: ") + std::strerror(errno));
             return kExitFailed;
         }
         dir = pattern;
     } else {
-        dir = args[0];
+        dir = call.operands[0];
+        for (const std::string &name : demo_outputs())
+            if (!may_write(dir + "/" + name, call.flag("--force"))) return kExitExists;
         if (!make_directory(dir)) return kExitFailed;
     }
-    std::printf("The road of a packet through libquentapxinfobase, in %s\n", dir.c_str());
+    std::printf("The road of a packet through libquentapxinfobase, in %s\n", printable(dir).c_str());
     DemoFamily family = make_family();
     std::vector<std::string> packets;
-    if (!export_packets(family, dir, force, packets)) return kExitFailed;
+    if (!export_packets(family, dir, packets)) return kExitFailed;
     std::vector<std::string> files = packets;
     for (const std::string &packet : packets) files.push_back(packet.substr(0, packet.size() - 4) + ".ord");
     if (!classify(files)) return kExitFailed;
@@ -291,8 +297,8 @@ int run_demo(const Args &given) {
     std::vector<pxinfo_packet_info_t> infos;
     if (!read_infos(packets, area.get(), infos)) return kExitFailed;
     order_for_import(infos);
-    if (!record_health(family, dir, force) || !log_imports(family, dir, force, infos)) return kExitFailed;
-    std::printf("\nEverything the demo made is in %s.\n", dir.c_str());
+    if (!record_health(family, dir) || !log_imports(family, dir, infos)) return kExitFailed;
+    std::printf("\nEverything the demo made is in %s.\n", printable(dir).c_str());
     return kExitOk;
 }
 
@@ -300,14 +306,16 @@ int run_demo(const Args &given) {
 
 const std::vector<Command> &demo_commands() {
     static const std::vector<Command> commands = {
-        {"demo", "walk the road of a packet through the library",
-         "usage: pxinfo demo [--force] [DIR]\n\n"
+        {"demo",
+         "[DIR]",
+         "walk the road of a packet through the library",
          "In DIR (created if needed; default a fresh temporary directory), an exporting site writes\n"
          "three update packets of one family and a shipping order for each; the receiving site\n"
          "classifies every file, reads each packet's information, orders the packets for import,\n"
          "derives sync status values, writes and reads back a health file and appends to the sync\n"
          "activity log (switched on in DIR/config). Files of the demo already in DIR are replaced only\n"
-         "with --force.\n",
+         "with --force (exit status 3 otherwise).",
+         {kForceOption},
          run_demo},
     };
     return commands;

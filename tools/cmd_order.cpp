@@ -1,10 +1,13 @@
 // Commands on shipping orders: check one, show one, and make a new one.
+#include "cmd_order.h"
+
 #include <cstring>
 #include <ctime>
+#include <set>
 
-#include "cmd_order.h"
 #include "commands.h"
-#include "json_writer.h"
+#include "inspect.h"
+#include "report.h"
 #include "tool_util.h"
 
 namespace pxtool {
@@ -18,187 +21,224 @@ void for_each_element(const llist_d_head_t &head, Visit visit) {
         visit(*static_cast<const Element *>(link->element));
 }
 
-// Reads the order at path; prints the library's messages (or that it is no
-// shipping order) and returns null when it is not a good one.
-pxinfo_shp_order_t *read_order(const std::string &path) {
-    File file(path, "r");
-    if (open_for_reading(file, path) == nullptr) return nullptr;
-    pxinfo_shp_order_t *order = nullptr;
-    tbs_status_t status = pxinfo_shp_read_order(file.get(), path.c_str(), &order);
-    if (status == TBS_ST_NOT_FOUND && order == nullptr)
-        std::fprintf(stderr, "pxinfo: \"%s\" is not a shipping order\n", path.c_str());
-    return status == TBS_ST_OK ? order : nullptr;
-}
-
-const char *or_empty(const char *text) { return text != nullptr ? text : ""; }
-
-void print_order_text(const pxinfo_shp_order_t &order) {
-    std::printf("identifier:        %s\n", uuid_text(order.identifier).c_str());
-    std::printf("created:           %u \"%s\"\n", order.creation_time, or_empty(order.creation_string));
-    if (order.expiration_string != nullptr)
-        std::printf("expires:           %u \"%s\"\n", order.expiration_time, order.expiration_string);
-    if (order.storage_class != nullptr) std::printf("storage class:     %s\n", order.storage_class);
-    std::printf("original data:     %s\n", or_empty(order.original_data_path));
-    std::printf("local data:        %s\n", or_empty(order.local_data_path));
-    std::printf("destinations:      %u\n", order.destination_count);
-    for_each_element<pxinfo_shp_destination_t>(order.destinations, [](const pxinfo_shp_destination_t &d) {
-        if (d.delivery_string != nullptr)
-            std::printf("    %s delivered %u \"%s\" via %s\n", d.host, d.delivery_time, d.delivery_string,
-                        d.delivery_route);
-        else std::printf("    %s%s\n", d.host, d.failed ? " (failed)" : "");
-    });
-    auto print_hop = [](const pxinfo_shp_hop_t &hop) {
-        std::printf("    %s %u \"%s\"\n", hop.host, hop.time, or_empty(hop.time_string));
-    };
-    std::printf("arrival route:     %u hops\n", order.arrival_count);
-    for_each_element<pxinfo_shp_hop_t>(order.arrival_route, print_hop);
-    if (order.has_return_route) {
-        std::printf("return route:      %u hops\n", order.return_count);
-        for_each_element<pxinfo_shp_hop_t>(order.return_route, print_hop);
+// Reads the order; prints the library's messages (or that it is no shipping
+// order) and returns null when it is not a good one.
+pxinfo_shp_order_t *read_order(const Operand &file) {
+    File stream(file.path(), "r");
+    if (stream.get() == nullptr) {
+        fail(file.name(), std::strerror(errno));
+        return nullptr;
     }
-    std::printf("failed attempts:   %u\n", order.failure_count);
-    for_each_element<pxinfo_shp_failure_t>(order.failed_attempts, [](const pxinfo_shp_failure_t &f) {
-        std::printf("    %s %u \"%s\" via %s to %s\n", f.type ? "C" : "R", f.time, or_empty(f.time_string), f.route,
-                    f.destination);
+    Subject subject(file.name(), file.path());
+    pxinfo_shp_order_t *order = nullptr;
+    std::string problem;
+    {
+        Capture capture;
+        if (pxinfo_shp_read_order(stream.get(), file.path().c_str(), &order) != TBS_ST_OK)
+            problem = capture.first().empty() ? "not a shipping order" : capture.first();
+    }
+    if (!problem.empty()) fail(file.name(), problem);
+    return order;
+}
+
+Node hops_view(const llist_d_head_t &route) {
+    Node hops = Node::list();
+    for_each_element<pxinfo_shp_hop_t>(route, [&hops](const pxinfo_shp_hop_t &hop) {
+        hops.push(Node::object()
+                      .add("host", Node::text(hop.host))
+                      .add("time", Node::number(hop.time))
+                      .add("time_string", Node::text(hop.time_string)));
     });
-    std::printf("notify:            %u\n", order.notification_count);
-    for_each_element<pxinfo_shp_text_t>(order.notification_addresses,
-                                        [](const pxinfo_shp_text_t &t) { std::printf("    %s\n", or_empty(t.text)); });
-    std::printf("comment:           %u lines\n", order.comment_count);
-    for_each_element<pxinfo_shp_text_t>(order.comment_lines,
-                                        [](const pxinfo_shp_text_t &t) { std::printf("    %s\n", or_empty(t.text)); });
+    return hops;
 }
 
-void json_hops(JsonWriter &json, const char *name, const llist_d_head_t &route) {
-    json.key(name);
-    json.begin_array();
-    for_each_element<pxinfo_shp_hop_t>(route, [&json](const pxinfo_shp_hop_t &hop) {
-        json.begin_object();
-        json.field("host", hop.host);
-        json.field("time", hop.time);
-        json.field("time_string", hop.time_string);
-        json.end_object();
+Node texts_view(const llist_d_head_t &texts) {
+    Node list = Node::list();
+    for_each_element<pxinfo_shp_text_t>(texts, [&list](const pxinfo_shp_text_t &t) { list.push(Node::text(t.text)); });
+    return list;
+}
+
+Node order_view(const pxinfo_shp_order_t &order, const std::string &name) {
+    Node view = Node::object();
+    view.add("file", Node::text(name))
+        .add("identifier", Node::text(uuid_text(order.identifier)))
+        .add("creation_time", Node::number(order.creation_time))
+        .add("creation_string", Node::text(order.creation_string))
+        .add("expiration_time", Node::number(order.expiration_time))
+        .add("expiration_string", Node::text(order.expiration_string))
+        .add("storage_class", Node::text(order.storage_class))
+        .add("original_data_path", Node::text(order.original_data_path))
+        .add("local_data_path", Node::text(order.local_data_path));
+    Node destinations = Node::list();
+    for_each_element<pxinfo_shp_destination_t>(order.destinations, [&destinations](const pxinfo_shp_destination_t &d) {
+        bool delivered = d.delivery_string != nullptr;
+        destinations.push(Node::object()
+                              .add("host", Node::text(d.host))
+                              .add("failed", Node::boolean(d.failed != 0))
+                              .add("delivered", Node::boolean(delivered))
+                              .add("delivery_time", delivered ? Node::number(d.delivery_time) : Node())
+                              .add("delivery_string", Node::text(d.delivery_string))
+                              .add("delivery_route", delivered ? Node::text(d.delivery_route) : Node()));
     });
-    json.end_array();
+    Node failures = Node::list();
+    for_each_element<pxinfo_shp_failure_t>(order.failed_attempts, [&failures](const pxinfo_shp_failure_t &f) {
+        failures.push(Node::object()
+                          .add("type", Node::text(f.type ? "C" : "R"))
+                          .add("time", Node::number(f.time))
+                          .add("time_string", Node::text(f.time_string))
+                          .add("route", Node::text(f.route))
+                          .add("destination", Node::text(f.destination)));
+    });
+    view.add("destinations", std::move(destinations))
+        .add("arrival_route", hops_view(order.arrival_route))
+        .add("has_return_route", Node::boolean(order.has_return_route != 0))
+        .add("return_route", hops_view(order.return_route))
+        .add("failed_attempts", std::move(failures))
+        .add("notification_addresses", texts_view(order.notification_addresses))
+        .add("comment_lines", texts_view(order.comment_lines));
+    return view;
 }
 
-void json_texts(JsonWriter &json, const char *name, const llist_d_head_t &texts) {
-    json.key(name);
-    json.begin_array();
-    for_each_element<pxinfo_shp_text_t>(texts, [&json](const pxinfo_shp_text_t &t) { json.value(t.text); });
-    json.end_array();
-}
-
-void print_order_json(const pxinfo_shp_order_t &order) {
-    JsonWriter json(stdout);
-    json.begin_object();
-    json.field("identifier", uuid_text(order.identifier));
-    json.field("creation_time", order.creation_time);
-    json.field("creation_string", order.creation_string);
-    json.field("expiration_time", order.expiration_time);
-    json.field("expiration_string", order.expiration_string);
-    json.field("storage_class", order.storage_class);
-    json.field("original_data_path", order.original_data_path);
-    json.field("local_data_path", order.local_data_path);
-    json.key("destinations");
-    json.begin_array();
-    for_each_element<pxinfo_shp_destination_t>(order.destinations, [&json](const pxinfo_shp_destination_t &d) {
-        json.begin_object();
-        json.field("host", d.host);
-        json.key("failed");
-        json.boolean(d.failed != 0);
-        json.key("delivered");
-        json.boolean(d.delivery_string != nullptr);
-        if (d.delivery_string != nullptr) {
-            json.field("delivery_time", d.delivery_time);
-            json.field("delivery_string", d.delivery_string);
-            json.field("delivery_route", d.delivery_route);
+// Shows every good order in full (or its check); exit status 1 when one is not good.
+int each_order(const Invocation &call, bool full) {
+    if (call.operands.empty()) return call.usage("give one or more files");
+    std::vector<Node> views;
+    int exit_status = kExitOk;
+    for (const std::string &argument : call.operands) {
+        Operand file(argument);
+        pxinfo_shp_order_t *order = file.ready() ? read_order(file) : nullptr;
+        if (order == nullptr) {
+            exit_status = kExitFailed;
+            continue;
         }
-        json.end_object();
-    });
-    json.end_array();
-    json_hops(json, "arrival_route", order.arrival_route);
-    json.key("has_return_route");
-    json.boolean(order.has_return_route != 0);
-    json_hops(json, "return_route", order.return_route);
-    json.key("failed_attempts");
-    json.begin_array();
-    for_each_element<pxinfo_shp_failure_t>(order.failed_attempts, [&json](const pxinfo_shp_failure_t &f) {
-        json.begin_object();
-        json.field("type", f.type ? "C" : "R");
-        json.field("time", f.time);
-        json.field("time_string", f.time_string);
-        json.field("route", f.route);
-        json.field("destination", f.destination);
-        json.end_object();
-    });
-    json.end_array();
-    json_texts(json, "notification_addresses", order.notification_addresses);
-    json_texts(json, "comment_lines", order.comment_lines);
-    json.end_object();
+        if (full) views.push_back(order_view(*order, file.name()));
+        else
+            views.push_back(Node::line()
+                                .add("file", Node::text(file.name()))
+                                .add("result", Node::text("ok"))
+                                .add("destinations", Node::number(order->destination_count)));
+        pxinfo_shp_destroy_order(&order);
+    }
+    show_each(std::move(views), call.operands.size(), call.flag("--json"));
+    return exit_status;
 }
 
-int run_order_check(const Args &args) {
-    if (args.size() != 1) return usage_error(*find_command_named("order check"), "give one file");
-    pxinfo_shp_order_t *order = read_order(args[0]);
-    if (order == nullptr) return kExitFailed;
-    std::printf("%s: a well-formed shipping order with %u destination%s\n", args[0].c_str(), order->destination_count,
-                order->destination_count == 1 ? "" : "s");
-    pxinfo_shp_destroy_order(&order);
-    return kExitOk;
+int run_order_check(const Invocation &call) { return each_order(call, false); }
+int run_order_show(const Invocation &call) { return each_order(call, true); }
+
+// ---- order new -------------------------------------------------------------
+
+// The words the order reader sees in a line; false when it cannot split it.
+bool words_of(const std::string &line, std::vector<std::string> &words) {
+    int error = 0;
+    cl_handle_t *handle = cl_parse_line(line.c_str(), &error);
+    if (handle == nullptr) return false;
+    while (const char *word = cl_getarg(handle)) words.emplace_back(word);
+    bool split = cl_errno(handle) == 0;
+    cl_destroy(&handle);
+    return split;
 }
 
-int run_order_show(const Args &given) {
-    Args args = given;
-    bool as_json = take_flag(args, "--json");
-    if (args.size() != 1) return usage_error(*find_command_named("order show"), "give one file");
-    pxinfo_shp_order_t *order = read_order(args[0]);
-    if (order == nullptr) return kExitFailed;
-    if (as_json) print_order_json(*order);
-    else print_order_text(*order);
-    pxinfo_shp_destroy_order(&order);
-    return kExitOk;
+bool is_keyword(const std::string &word) {
+    static const std::set<std::string> keywords = {
+        "%IDENTIFIER",      "%CREATION-DATE",          "%EXPIRATION-DATE", "%STORAGE-CLASS", "%ORIGINAL-DATA-PATH",
+        "%LOCAL-DATA-PATH", "%DESTINATIONS",           "%ARRIVAL-ROUTE",   "%RETURN-ROUTE",  "%DELIVERIES",
+        "%FAILED-ATTEMPTS", "%NOTIFICATION-ADDRESSES", "%COMMENT"};
+    return keywords.count(word) != 0;
+}
+
+// The reader splits lines of at most 1022 characters into blank-separated
+// words, a double-quoted word without its quotes; a line whose first word is
+// a section keyword opens a section.
+constexpr size_t kLongestLine = 1022;
+
+bool reads_as(const std::string &line, const std::vector<std::string> &expected) {
+    std::vector<std::string> words;
+    return line.find('\n') == std::string::npos && line.size() <= kLongestLine && words_of(line, words) &&
+           words == expected;
+}
+
+// Why value cannot be written so that the reader gives it back, or "".
+std::string word_problem(const std::string &value, bool element) {
+    if (!reads_as("    " + value, {value})) return "must be one word without blanks, newlines or enclosing quotes";
+    if (element && is_keyword(value)) return "would be read as a section keyword";
+    return "";
+}
+
+std::string path_problem(const std::string &path) {
+    return reads_as("%ORIGINAL-DATA-PATH \"" + path + "\"", {"%ORIGINAL-DATA-PATH", path})
+               ? ""
+               : "must not hold a double quote or newline, nor make a line longer than 1022 characters";
+}
+
+std::string comment_problem(const std::string &line) {
+    std::vector<std::string> words;
+    if (line.find('\n') != std::string::npos || line.size() > kLongestLine || !words_of(line, words))
+        return "must be one line of at most 1022 characters, its double quotes paired";
+    if (!words.empty() && is_keyword(words[0])) return "would be read as a section keyword";
+    return "";
 }
 
 // "TIME TEXT" or "TIME" (the text is then the time in UTC).
-bool parse_date(const std::string &value, const char *what, uint32_t &time, std::string &text) {
+bool parse_date(const Invocation &call, const char *option, uint32_t &time, std::string &text) {
+    std::string value;
+    call.value(option, value);
     size_t blank = value.find(' ');
-    if (!parse_u32(value.substr(0, blank), what, time)) return false;
+    if (!parse_u32(value.substr(0, blank), option, time)) return false;
     text = blank == std::string::npos ? utc_text(static_cast<time_t>(time)) : value.substr(blank + 1);
-    // Orders hold a date text as one bare word.
-    if (text.empty() || text.find_first_of(" \t\"") != std::string::npos) {
-        std::fprintf(stderr, "pxinfo: the %s text \"%s\" must be one word without quotes\n", what, text.c_str());
-        return false;
-    }
-    return true;
+    std::string problem = word_problem(text, false);
+    if (!problem.empty()) complain(std::string(option) + ": the date text \"" + printable(text) + "\" " + problem);
+    return problem.empty();
 }
 
-int run_order_new(const Args &given) {
-    const Command &command = *find_command_named("order new");
-    Args args = given;
+// The first value the order file cannot carry, as "OPTION VALUE: why", or "".
+std::string plan_problem(const OrderPlan &plan) {
+    auto named = [](const char *option, const std::string &value, const std::string &problem) {
+        return problem.empty() ? problem : std::string(option) + " \"" + printable(value) + "\" " + problem;
+    };
+    std::string problem;
+    if (plan.has_storage_class &&
+        !(problem = named("--storage-class", plan.storage_class, word_problem(plan.storage_class, false))).empty())
+        return problem;
+    if (!(problem = named("--original-path", plan.original_data_path, path_problem(plan.original_data_path))).empty() ||
+        !(problem = named("--local-path", plan.local_data_path, path_problem(plan.local_data_path))).empty())
+        return problem;
+    std::set<std::string> hosts;
+    for (const std::string &host : plan.destinations) {
+        if (!(problem = named("--destination", host, word_problem(host, true))).empty()) return problem;
+        if (host.size() > 63) return named("--destination", host, "is longer than 63 characters");
+        if (!hosts.insert(host).second) return named("--destination", host, "is given twice");
+    }
+    for (const std::string &address : plan.notifications)
+        if (!(problem = named("--notify", address, word_problem(address, true))).empty()) return problem;
+    for (const std::string &line : plan.comment_lines)
+        if (!(problem = named("--comment", line, comment_problem(line))).empty()) return problem;
+    return "";
+}
+
+int run_order_new(const Invocation &call) {
     OrderPlan plan;
-    bool force = take_flag(args, "--force");
     std::string output, value;
-    if (!take_option(args, "--output", output)) return usage_error(command, "--output FILE is required");
-    if (take_option(args, "--id", value) && !parse_uuid(value, "identifier", plan.identifier)) return kExitUsage;
+    if (!call.value("--output", output)) return call.usage("--output FILE is required");
+    if (!call.operands.empty()) return call.usage("unexpected \"" + printable(call.operands[0]) + "\"");
+    if (call.value("--id", value) && !parse_uuid(value, "identifier", plan.identifier)) return kExitUsage;
     plan.creation_time = static_cast<uint32_t>(std::time(nullptr));
     plan.creation_string = utc_text(static_cast<time_t>(plan.creation_time));
-    if (take_option(args, "--created", value) &&
-        !parse_date(value, "creation time", plan.creation_time, plan.creation_string))
+    if (call.flag("--created") && !parse_date(call, "--created", plan.creation_time, plan.creation_string))
         return kExitUsage;
-    if (take_option(args, "--expires", value)) {
-        plan.has_expiration = true;
-        if (!parse_date(value, "expiration time", plan.expiration_time, plan.expiration_string)) return kExitUsage;
-    }
-    plan.has_storage_class = take_option(args, "--storage-class", plan.storage_class);
-    take_option(args, "--original-path", plan.original_data_path);
-    take_option(args, "--local-path", plan.local_data_path);
-    plan.destinations = take_all(args, "--destination");
-    plan.notifications = take_all(args, "--notify");
-    plan.comment_lines = take_all(args, "--comment");
-    if (!args.empty()) return usage_error(command, "unexpected \"" + args[0] + "\"");
-    if (!may_write(output, force)) return kExitExists;
-    return write_order_file(output, plan, true) ? kExitOk : kExitFailed;
+    plan.has_expiration = call.flag("--expires");
+    if (plan.has_expiration && !parse_date(call, "--expires", plan.expiration_time, plan.expiration_string))
+        return kExitUsage;
+    plan.has_storage_class = call.value("--storage-class", plan.storage_class);
+    call.value("--original-path", plan.original_data_path);
+    call.value("--local-path", plan.local_data_path);
+    plan.destinations = call.values("--destination");
+    plan.notifications = call.values("--notify");
+    plan.comment_lines = call.values("--comment");
+    std::string problem = plan_problem(plan);
+    if (!problem.empty()) return call.usage(problem);
+    if (!may_write(output, call.flag("--force"))) return kExitExists;
+    return write_order_file(output, plan) ? kExitOk : kExitFailed;
 }
 
 // Builds the order in the library's record; false after the library's message.
@@ -228,17 +268,17 @@ bool build_order(const std::string &path, const OrderPlan &plan, pxinfo_shp_orde
 
 }  // namespace
 
-bool write_order_file(const std::string &path, const OrderPlan &plan, bool force) {
-    if (!may_write(path, force)) return false;
+bool write_order_file(const std::string &path, const OrderPlan &plan) {
     pxinfo_shp_order_t *order = nullptr;
     if (pxinfo_shp_new_order(&order) != TBS_ST_OK) {
-        std::fprintf(stderr, "pxinfo: out of memory\n");
+        complain("out of memory");
         return false;
     }
+    Subject subject(path, path);
     bool written = false;
     if (build_order(path, plan, order)) {
         File out(path, "w");
-        if (out.get() == nullptr) std::fprintf(stderr, "pxinfo: cannot create \"%s\"\n", path.c_str());
+        if (out.get() == nullptr) fail(path, std::string("cannot create: ") + std::strerror(errno));
         else written = pxinfo_shp_write_order(out.get(), path.c_str(), order) == TBS_ST_OK && out.close();
     }
     pxinfo_shp_destroy_order(&order);
@@ -247,27 +287,39 @@ bool write_order_file(const std::string &path, const OrderPlan &plan, bool force
 
 const std::vector<Command> &order_commands() {
     static const std::vector<Command> commands = {
-        {"order check", "check that a file is a well-formed shipping order",
-         "usage: pxinfo order check FILE\n\n"
-         "Reads the order with the library's reader, which checks every line. Exit status 0 when\n"
-         "it is well formed; otherwise the library's message names the file and line, exit 1.\n",
+        {"order check",
+         "FILE...",
+         "check that files are well-formed shipping orders",
+         "Reads each order with the library's reader, which checks every line. Exit status 0 when\n"
+         "all are well formed; otherwise the library's message names the file and line, exit 1.",
+         {kJsonOption},
          run_order_check},
-        {"order show", "show a shipping order",
-         "usage: pxinfo order show [--json] FILE\n\n"
-         "  --json   print it as JSON\n",
+        {"order show",
+         "FILE...",
+         "show a shipping order",
+         "Prints every field of each order as the library reads it.",
+         {kJsonOption},
          run_order_show},
-        {"order new", "write a new shipping order",
-         "usage: pxinfo order new --output FILE [options]\n\n"
-         "  --id UUID                 the order's identifier (default: the null uuid)\n"
-         "  --created \"TIME [TEXT]\"   creation time in seconds and its text, one word (default: now)\n"
-         "  --expires \"TIME [TEXT]\"   expiration time and its text (default: none)\n"
-         "  --storage-class NAME      storage class (default: none)\n"
-         "  --original-path PATH      original data path\n"
-         "  --local-path PATH         local data path\n"
-         "  --destination HOST        a destination host; repeatable\n"
-         "  --notify ADDRESS          a notification address; repeatable\n"
-         "  --comment LINE            a comment line; repeatable\n"
-         "  --force                   replace an existing FILE\n",
+        {"order new",
+         "",
+         "write a new shipping order",
+         "Writes an order with the library's writer, which forces it to stable storage. Values the\n"
+         "order file cannot carry, or that its reader would read back differently, are refused: host\n"
+         "names, addresses, storage classes and date texts are single words (hosts at most 63\n"
+         "characters, each once), addresses and hosts are no section keyword, paths hold no double\n"
+         "quote, comment lines do not start with a section keyword and pair their double quotes, and\n"
+         "no line exceeds 1022 characters.",
+         {{"--output", "FILE", "the order file to write (required)"},
+          {"--id", "UUID", "the order's identifier (default: the null uuid)"},
+          {"--created", "TIME[ TEXT]", "creation time in seconds and its text, one word (default: now)"},
+          {"--expires", "TIME[ TEXT]", "expiration time and its text (default: none)"},
+          {"--storage-class", "NAME", "storage class (default: none)"},
+          {"--original-path", "PATH", "original data path"},
+          {"--local-path", "PATH", "local data path"},
+          {"--destination", "HOST", "a destination host; repeatable", true},
+          {"--notify", "ADDRESS", "a notification address; repeatable", true},
+          {"--comment", "LINE", "a comment line; repeatable", true},
+          kForceOption},
          run_order_new},
     };
     return commands;

@@ -27,7 +27,7 @@ struct OrderPlan {
 };
 
 // Writes the order with the library's writer (which forces it to storage).
-bool write_order_file(const std::string &path, const OrderPlan &plan, bool force);
+bool write_order_file(const std::string &path, const OrderPlan &plan);
 
 const std::vector<Command> &order_commands();
 

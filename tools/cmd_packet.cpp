@@ -1,13 +1,15 @@
 // Commands on packet files: what a path is, a packet's information and
 // header, writing a test packet, and the import order of update packets.
-#include <sys/stat.h>
+#include "cmd_packet.h"
 
+#include <cerrno>
 #include <cstring>
+#include <memory>
 #include <vector>
 
-#include "cmd_packet.h"
 #include "commands.h"
-#include "json_writer.h"
+#include "inspect.h"
+#include "report.h"
 #include "tool_util.h"
 
 namespace pxtool {
@@ -16,195 +18,158 @@ namespace {
 
 // ---- type ------------------------------------------------------------------
 
-int run_type(const Args &args) {
-    if (args.empty()) return usage_error(*find_command_named("type"), "give one or more files");
+int run_type(const Invocation &call) {
+    if (call.operands.empty()) return call.usage("give one or more files");
     int exit_status = kExitOk;
-    for (const std::string &path : args) {
-        pxinfo_file_type_t type = PXINFO_FILE_OTHER;
-        if (pxinfo_get_file_type(path.c_str(), &type) != TBS_ST_OK) {
+    std::vector<Node> views;
+    for (const std::string &argument : call.operands) {
+        Operand file(argument);
+        Finding finding;
+        if (!file.ready() || !acceptable(file, finding = examine(file))) {
             exit_status = kExitFailed;
             continue;
         }
-        struct stat info;
-        std::string changed = ::stat(path.c_str(), &info) == 0 ? utc_text(info.st_ctime) : "?";
-        std::printf("%s: %s (status changed %s)\n", path.c_str(), file_type_name(type).c_str(), changed.c_str());
+        views.push_back(Node::line()
+                            .add("file", Node::text(file.name()))
+                            .add("kind", Node::text(finding.kind))
+                            .add("changed", changed_time(file.path())));
     }
+    show_each(std::move(views), call.operands.size(), call.flag("--json"));
     return exit_status;
 }
 
 // ---- info ------------------------------------------------------------------
 
-void print_references(const pxinfo_packet_reference_t &references) {
+Node references_view(const pxinfo_packet_reference_t &references) {
+    Node list = Node::list();
     for (uint32_t i = 0; i < references.count; ++i) {
         const pxinfo_replica_reference_t &ref = references.refs[i];
-        std::printf("    %s epochs %u..%u ref %d\n", selector_text(ref.replica).c_str(), ref.start_epoch, ref.end_epoch,
-                    ref.ref_value);
+        list.push(Node::object()
+                      .add("replica", Node::text(selector_text(ref.replica)))
+                      .add("start_epoch", Node::number(ref.start_epoch))
+                      .add("end_epoch", Node::number(ref.end_epoch))
+                      .add("ref_value", Node::number(ref.ref_value)));
     }
+    return list;
 }
 
-void print_info_text(const pxinfo_packet_info_t &info) {
-    std::printf("file:            %s\n", info.pkt_name);
-    std::printf("status changed:  %s\n", utc_text(info.file_time).c_str());
-    if (info.component_type != PXINFO_COMPONENT_VAULT) {
-        std::printf("kind:            not a packet\n");
-        return;
-    }
+Node info_view(const pxinfo_packet_info_t &info, const std::string &name) {
+    Node view = Node::object();
+    view.add("file", Node::text(name)).add("changed", Node::text(utc_text(info.file_time)));
     const pxinfo_packet_source_info_t &source = info.sources[0];
-    std::printf("kind:            %s packet\n", source.packet_type == PXINFO_PACKET_CREATION ? "creation" : "update");
-    std::printf("version:         %d.%d\n", info.major_version, info.minor_version);
-    std::printf("source:          %s\n", selector_text(source.source).c_str());
-    std::printf("sequence number: %u\n", info.pkt_seq_num);
-    std::printf("log uuid:        %s\n", uuid_text(info.log_pkt_uuid).c_str());
-    std::printf("compress type:   %d\n", static_cast<int>(info.compress_type));
-    std::printf("targets:         %u\n", info.target_count);
+    view.add("kind", Node::text(source.packet_type == PXINFO_PACKET_CREATION ? "kvcreate" : "kvupdate"))
+        .add("packet_type", Node::text(source.packet_type == PXINFO_PACKET_CREATION ? "creation" : "update"))
+        .add("major_version", Node::number(info.major_version))
+        .add("minor_version", Node::number(info.minor_version))
+        .add("source", Node::text(selector_text(source.source)))
+        .add("pkt_seq_num", Node::number(info.pkt_seq_num))
+        .add("log_pkt_uuid", Node::text(uuid_text(info.log_pkt_uuid)))
+        .add("compress_type", Node::number(static_cast<int>(info.compress_type)))
+        .add("aux_string", Node::text(info.aux_string));
+    Node targets = Node::list();
     for (uint32_t i = 0; i < info.target_count; ++i)
-        std::printf("    %s name \"%s\"\n", selector_text(info.targets[i].replica).c_str(),
-                    info.targets[i].name != nullptr ? info.targets[i].name : "");
-    std::printf("references:      %u\n", source.references.count);
-    print_references(source.references);
-    if (info.aux_string != nullptr && info.aux_string[0] != '\0') std::printf("aux string:      %s\n", info.aux_string);
+        targets.push(Node::object()
+                         .add("replica", Node::text(selector_text(info.targets[i].replica)))
+                         .add("name", Node::text(info.targets[i].name)));
+    view.add("targets", std::move(targets)).add("references", references_view(source.references));
+    return view;
 }
 
-void json_selector(JsonWriter &json, const char *name, const pxinfo_selector_t &selector) {
-    json.field(name, selector_text(selector));
-}
-
-void print_info_json(const pxinfo_packet_info_t &info) {
-    JsonWriter json(stdout);
-    json.begin_object();
-    json.field("file", info.pkt_name);
-    json.field("status", info.status);
-    json.field("file_time", info.file_time);
-    json.field("component_type", static_cast<int>(info.component_type));
-    if (info.component_type == PXINFO_COMPONENT_VAULT) {
-        const pxinfo_packet_source_info_t &source = info.sources[0];
-        json.field("packet_type", source.packet_type == PXINFO_PACKET_CREATION ? "creation" : "update");
-        json.field("major_version", info.major_version);
-        json.field("minor_version", info.minor_version);
-        json_selector(json, "source", source.source);
-        json.field("pkt_seq_num", info.pkt_seq_num);
-        json.field("log_pkt_uuid", uuid_text(info.log_pkt_uuid));
-        json.field("compress_type", static_cast<int>(info.compress_type));
-        json.field("aux_string", info.aux_string);
-        json.key("targets");
-        json.begin_array();
-        for (uint32_t i = 0; i < info.target_count; ++i) {
-            json.begin_object();
-            json_selector(json, "replica", info.targets[i].replica);
-            json.field("name", info.targets[i].name);
-            json.end_object();
-        }
-        json.end_array();
-        json.key("references");
-        json.begin_array();
-        for (uint32_t i = 0; i < source.references.count; ++i) {
-            const pxinfo_replica_reference_t &ref = source.references.refs[i];
-            json.begin_object();
-            json_selector(json, "replica", ref.replica);
-            json.field("start_epoch", ref.start_epoch);
-            json.field("end_epoch", ref.end_epoch);
-            json.field("ref_value", ref.ref_value);
-            json.end_object();
-        }
-        json.end_array();
+// The view of one file, or false after a message.
+bool info_of(const Operand &file, Area &area, std::vector<Node> &views) {
+    Finding finding = examine(file);
+    if (!acceptable(file, finding)) return false;
+    if (finding.kind != "kvcreate" && finding.kind != "kvupdate") {
+        views.push_back(Node::object()
+                            .add("file", Node::text(file.name()))
+                            .add("changed", changed_time(file.path()))
+                            .add("kind", Node::text(finding.kind)));
+        return true;
     }
-    json.end_object();
-}
-
-int run_info(const Args &given) {
-    Args args = given;
-    bool as_json = take_flag(args, "--json");
-    if (args.size() != 1) return usage_error(*find_command_named("info"), "give one file");
-    Area area;
+    Subject subject(file.name(), file.path());
     pxinfo_packet_info_t info;
-    tbs_status_t status = pxinfo_get_packet_info(args[0].c_str(), area.get(), 0, &info);
+    tbs_status_t status = pxinfo_get_packet_info(file.path().c_str(), area.get(), 0, &info);
+    if (status == TBS_ST_OK) status = info.status;
     if (status != TBS_ST_OK) {
-        std::fprintf(stderr, "pxinfo: %s: %s\n", args[0].c_str(), tbs_strerror(status));
-        return kExitFailed;
+        fail(file.name(), tbs_strerror(status));
+        return false;
     }
-    if (info.status != 0) return kExitFailed;  // the library printed why
-    if (as_json) print_info_json(info);
-    else print_info_text(info);
-    return kExitOk;
+    views.push_back(info_view(info, file.name()));
+    return true;
+}
+
+int run_info(const Invocation &call) {
+    if (call.operands.empty()) return call.usage("give one or more files");
+    Area area;
+    std::vector<Node> views;
+    int exit_status = kExitOk;
+    for (const std::string &argument : call.operands) {
+        Operand file(argument);
+        if (!file.ready() || !info_of(file, area, views)) exit_status = kExitFailed;
+    }
+    show_each(std::move(views), call.operands.size(), call.flag("--json"));
+    return exit_status;
 }
 
 // ---- header ----------------------------------------------------------------
 
-void print_header_text(const pxinfo_kv_pkt_header_t &header, int major) {
+Node header_view(const pxinfo_kv_pkt_header_t &header, int major, const std::string &name) {
     pxinfo_kv_pkt_header_type_t layout = PXINFO_KV_PKT_HEADER_TYPE_3;
     pxinfo_kv_pkt_major_version_to_header_type(major, 1, &layout);
-    std::printf("version:         %d.%d (header layout %d)\n", major, header.minor_version, static_cast<int>(layout));
-    std::printf("sync type:       %d (%s)\n", header.sync_type,
-                file_type_name(pxinfo_kv_pkt_sync_type_to_file_type(header.sync_type)).c_str());
-    std::printf("family:          %s\n", uuid_text(header.family_uuid).c_str());
-    std::printf("source replica:  %s\n", uuid_text(header.source_replica_uuid).c_str());
-    std::printf("sequence number: %u\n", header.pkt_seq_num);
-    std::printf("log uuid:        %s\n", uuid_text(header.log_pkt_uuid).c_str());
-    std::printf("targets:         %d\n", header.target_count);
+    Node view = Node::object();
+    view.add("file", Node::text(name))
+        .add("major_version", Node::number(major))
+        .add("minor_version", Node::number(header.minor_version))
+        .add("layout", Node::number(static_cast<int>(layout)))
+        .add("sync_type", Node::number(header.sync_type))
+        .add("family_uuid", Node::text(uuid_text(header.family_uuid)))
+        .add("source_replica_uuid", Node::text(uuid_text(header.source_replica_uuid)))
+        .add("pkt_seq_num", Node::number(header.pkt_seq_num))
+        .add("log_pkt_uuid", Node::text(uuid_text(header.log_pkt_uuid)))
+        .add("aux_string", Node::text(header.aux_string));
+    Node targets = Node::list();
     for (int32_t i = 0; i < header.target_count; ++i)
-        std::printf("    %s \"%s\"\n", uuid_text(header.targets[i].replica_uuid).c_str(),
-                    header.targets[i].name != nullptr ? header.targets[i].name : "");
-    std::printf("replicas:        %d\n", header.replica_count);
+        targets.push(Node::object()
+                         .add("replica_uuid", Node::text(uuid_text(header.targets[i].replica_uuid)))
+                         .add("name", Node::text(header.targets[i].name)));
+    Node replicas = Node::list();
     for (int32_t i = 0; i < header.replica_count; ++i) {
         const pxinfo_kv_pkt_rep_desc_t &replica = header.replicas[i];
-        std::printf("    %s epochs %u..%u ref %d\n", uuid_text(replica.replica_uuid).c_str(), replica.start_epoch,
-                    replica.end_epoch, replica.ref_value);
+        replicas.push(Node::object()
+                          .add("replica_uuid", Node::text(uuid_text(replica.replica_uuid)))
+                          .add("start_epoch", Node::number(replica.start_epoch))
+                          .add("end_epoch", Node::number(replica.end_epoch))
+                          .add("ref_value", Node::number(replica.ref_value)));
     }
+    view.add("targets", std::move(targets)).add("replicas", std::move(replicas));
+    return view;
 }
 
-void print_header_json(const pxinfo_kv_pkt_header_t &header, int major) {
-    pxinfo_kv_pkt_header_type_t layout = PXINFO_KV_PKT_HEADER_TYPE_3;
-    pxinfo_kv_pkt_major_version_to_header_type(major, 1, &layout);
-    JsonWriter json(stdout);
-    json.begin_object();
-    json.field("major_version", major);
-    json.field("minor_version", header.minor_version);
-    json.field("layout", static_cast<int>(layout));
-    json.field("sync_type", header.sync_type);
-    json.field("family_uuid", uuid_text(header.family_uuid));
-    json.field("source_replica_uuid", uuid_text(header.source_replica_uuid));
-    json.field("pkt_seq_num", header.pkt_seq_num);
-    json.field("log_pkt_uuid", uuid_text(header.log_pkt_uuid));
-    json.field("aux_string", header.aux_string);
-    json.key("targets");
-    json.begin_array();
-    for (int32_t i = 0; i < header.target_count; ++i) {
-        json.begin_object();
-        json.field("replica_uuid", uuid_text(header.targets[i].replica_uuid));
-        json.field("name", header.targets[i].name);
-        json.end_object();
+bool header_of(const Operand &file, std::vector<Node> &views) {
+    File stream(file.path(), "rb");
+    if (stream.get() == nullptr) {
+        fail(file.name(), std::strerror(errno));
+        return false;
     }
-    json.end_array();
-    json.key("replicas");
-    json.begin_array();
-    for (int32_t i = 0; i < header.replica_count; ++i) {
-        const pxinfo_kv_pkt_rep_desc_t &replica = header.replicas[i];
-        json.begin_object();
-        json.field("replica_uuid", uuid_text(replica.replica_uuid));
-        json.field("start_epoch", replica.start_epoch);
-        json.field("end_epoch", replica.end_epoch);
-        json.field("ref_value", replica.ref_value);
-        json.end_object();
-    }
-    json.end_array();
-    json.end_object();
-}
-
-int run_header(const Args &given) {
-    Args args = given;
-    bool as_json = take_flag(args, "--json");
-    if (args.size() != 1) return usage_error(*find_command_named("header"), "give one file");
-    File file(args[0], "rb");
-    if (open_for_reading(file, args[0]) == nullptr) return kExitFailed;
+    Subject subject(file.name(), file.path());
     pxinfo_kv_pkt_header_t header;
     int major = 0;
-    tbs_status_t status = pxinfo_kv_pkt_read_import_header_no_xdr(file.get(), 0, &major, &header);
-    if (status == TBS_ST_OK) {
-        if (as_json) print_header_json(header, major);
-        else print_header_text(header, major);
+    tbs_status_t status = pxinfo_kv_pkt_read_import_header_no_xdr(stream.get(), 0, &major, &header);
+    if (status == TBS_ST_OK) views.push_back(header_view(header, major, file.name()));
+    pxinfo_kv_pkt_finish_import_header_no_xdr(stream.get(), &header);
+    return status == TBS_ST_OK;
+}
+
+int run_header(const Invocation &call) {
+    if (call.operands.empty()) return call.usage("give one or more files");
+    std::vector<Node> views;
+    int exit_status = kExitOk;
+    for (const std::string &argument : call.operands) {
+        Operand file(argument);
+        if (!file.ready() || !header_of(file, views)) exit_status = kExitFailed;
     }
-    pxinfo_kv_pkt_finish_import_header_no_xdr(file.get(), &header);
-    return status == TBS_ST_OK ? kExitOk : kExitFailed;
+    show_each(std::move(views), call.operands.size(), call.flag("--json"));
+    return exit_status;
 }
 
 // ---- packet new ------------------------------------------------------------
@@ -216,84 +181,109 @@ bool parse_target(const std::string &text, PacketPlan::Target &target) {
     return parse_uuid(text.substr(0, colon), "target", target.replica);
 }
 
-// "UUID:START[:END[:REF]]"
-bool parse_replica(const std::string &text, PacketPlan::Replica &replica) {
+// "UUID:START[:END[:REF]]"; END and REF stay unset (and read back as 0 in
+// the older layouts) unless given.
+bool parse_replica(const std::string &text, PacketPlan::Replica &replica, bool &end_given, bool &ref_given) {
     std::vector<std::string> parts;
     size_t start = 0;
     for (size_t colon; (colon = text.find(':', start)) != std::string::npos; start = colon + 1)
         parts.push_back(text.substr(start, colon - start));
     parts.push_back(text.substr(start));
     if (parts.size() < 2 || parts.size() > 4) {
-        std::fprintf(stderr, "pxinfo: replica \"%s\" is not UUID:START[:END[:REF]]\n", text.c_str());
+        complain("replica \"" + printable(text) + "\" is not UUID:START[:END[:REF]]");
         return false;
     }
-    uint32_t ref = 0;
-    replica.end_epoch = 0;
     if (!parse_uuid(parts[0], "replica", replica.replica) || !parse_u32(parts[1], "start epoch", replica.start_epoch))
         return false;
-    replica.end_epoch = replica.start_epoch;
-    if (parts.size() > 2 && !parse_u32(parts[2], "end epoch", replica.end_epoch)) return false;
-    if (parts.size() > 3 && !parse_u32(parts[3], "reference value", ref)) return false;
-    replica.ref_value = static_cast<int32_t>(ref);
-    return true;
+    end_given = parts.size() > 2;
+    ref_given = parts.size() > 3;
+    replica.end_epoch = 0;
+    replica.ref_value = 0;
+    return (!end_given || parse_u32(parts[2], "end epoch", replica.end_epoch)) &&
+           (!ref_given || parse_i32(parts[3], "reference value", replica.ref_value));
 }
 
-int run_packet_new(const Args &given) {
-    const Command &command = *find_command_named("packet new");
-    Args args = given;
+// What the header layout of the major version cannot carry (and a reader
+// would give back as a default), or "".
+std::string beyond_layout(const PacketPlan &plan, bool end_given) {
+    if (plan.major_version >= 6) return "";
+    if (plan.sequence != 1) return "--seq (layouts before version 6 read back 1)";
+    if (!tbs_uuid_eq(&plan.log_uuid, &TBS_UUID_NULL)) return "--log-uuid (layouts before version 6 carry none)";
+    if (end_given) return "an end epoch in --replica (layouts before version 6 carry none)";
+    if (plan.major_version > 0) return "";
+    if (!plan.aux_string.empty()) return "--aux-string (version 0 carries none)";
+    for (const PacketPlan::Replica &replica : plan.replicas)
+        if (replica.ref_value != 0) return "a reference value in --replica (version 0 carries none)";
+    return "";
+}
+
+int run_packet_new(const Invocation &call) {
     PacketPlan plan;
-    bool force = take_flag(args, "--force");
     std::string output, value;
-    if (!take_option(args, "--output", output)) return usage_error(command, "--output FILE is required");
-    if (take_option(args, "--major", value)) {
-        uint32_t major = 0;
-        if (!parse_u32(value, "major version", major)) return kExitUsage;
-        plan.major_version = static_cast<int>(major);
-    }
-    if (take_option(args, "--sync-type", value)) {
+    if (!call.value("--output", output)) return call.usage("--output FILE is required");
+    if (!call.operands.empty()) return call.usage("unexpected \"" + printable(call.operands[0]) + "\"");
+    uint32_t major = 7;
+    if (call.value("--major", value) && !parse_u32(value, "major version", major)) return kExitUsage;
+    if (major > 7) return call.usage("--major is 0 to 7");
+    plan.major_version = static_cast<int>(major);
+    if (call.value("--sync-type", value)) {
         if (value == "update") plan.sync_type = 1;
         else if (value == "creation") plan.sync_type = 2;
-        else return usage_error(command, "--sync-type is update or creation");
+        else return call.usage("--sync-type is update or creation");
     }
-    if (!take_option(args, "--family", value) || !parse_uuid(value, "family", plan.family))
-        return usage_error(command, "--family UUID is required");
-    if (!take_option(args, "--source", value) || !parse_uuid(value, "source", plan.source))
-        return usage_error(command, "--source UUID is required");
-    if (take_option(args, "--seq", value) && !parse_u32(value, "sequence number", plan.sequence)) return kExitUsage;
-    if (take_option(args, "--log-uuid", value) && !parse_uuid(value, "log uuid", plan.log_uuid)) return kExitUsage;
-    take_option(args, "--aux-string", plan.aux_string);
-    for (const std::string &text : take_all(args, "--target")) {
+    if (!call.value("--family", value) || !parse_uuid(value, "family", plan.family))
+        return call.usage("--family UUID is required");
+    if (!call.value("--source", value) || !parse_uuid(value, "source", plan.source))
+        return call.usage("--source UUID is required");
+    if (call.value("--seq", value) && !parse_u32(value, "sequence number", plan.sequence)) return kExitUsage;
+    if (call.value("--log-uuid", value) && !parse_uuid(value, "log uuid", plan.log_uuid)) return kExitUsage;
+    call.value("--aux-string", plan.aux_string);
+    for (const std::string &text : call.values("--target")) {
         PacketPlan::Target target;
         if (!parse_target(text, target)) return kExitUsage;
         plan.targets.push_back(target);
     }
-    for (const std::string &text : take_all(args, "--replica")) {
+    bool any_end = false;
+    for (const std::string &text : call.values("--replica")) {
         PacketPlan::Replica replica;
-        if (!parse_replica(text, replica)) return kExitUsage;
+        bool end_given = false, ref_given = false;
+        if (!parse_replica(text, replica, end_given, ref_given)) return kExitUsage;
+        if (!end_given && plan.major_version >= 6) replica.end_epoch = replica.start_epoch;
+        any_end = any_end || end_given;
         plan.replicas.push_back(replica);
     }
-    if (!args.empty()) return usage_error(command, "unexpected \"" + args[0] + "\"");
-    if (!may_write(output, force)) return kExitExists;
-    return write_packet_file(output, plan, true) ? kExitOk : kExitFailed;
+    std::string lost = beyond_layout(plan, any_end);
+    if (!lost.empty()) return call.usage("version " + std::to_string(major) + " cannot carry " + lost);
+    if (!may_write(output, call.flag("--force"))) return kExitExists;
+    return write_packet_file(output, plan) ? kExitOk : kExitFailed;
 }
 
 // ---- order-of --------------------------------------------------------------
 
-int run_order_of(const Args &args) {
-    if (args.empty()) return usage_error(*find_command_named("order-of"), "give the update packets");
+int run_order_of(const Invocation &call) {
+    if (call.operands.empty()) return call.usage("give the update packets");
     Area area;
-    std::vector<pxinfo_packet_info_t> packets(args.size());
-    for (size_t i = 0; i < args.size(); ++i) {
-        if (pxinfo_get_packet_info(args[i].c_str(), area.get(), static_cast<int>(i), &packets[i]) != TBS_ST_OK ||
-            packets[i].status != 0)
-            return kExitFailed;
-        if (packets[i].component_type != PXINFO_COMPONENT_VAULT) {
-            std::fprintf(stderr, "pxinfo: \"%s\" is not a packet\n", args[i].c_str());
+    std::vector<pxinfo_packet_info_t> packets(call.operands.size());
+    std::vector<std::unique_ptr<Operand>> files;
+    for (size_t i = 0; i < call.operands.size(); ++i) {
+        files.emplace_back(new Operand(call.operands[i]));
+        const Operand &file = *files.back();
+        if (!file.ready()) return kExitFailed;
+        Finding finding = examine(file);
+        if (!acceptable(file, finding)) return kExitFailed;
+        if (finding.kind != "kvupdate" && finding.kind != "kvcreate") {
+            fail(file.name(), "not a packet but " + finding.kind);
             return kExitFailed;
         }
+        Subject subject(file.name(), file.path());
+        if (pxinfo_get_packet_info(file.path().c_str(), area.get(), static_cast<int>(i), &packets[i]) != TBS_ST_OK ||
+            packets[i].status != 0)
+            return kExitFailed;
     }
-    std::vector<const pxinfo_packet_info_t *> order = import_order(packets);
-    for (const pxinfo_packet_info_t *packet : order) std::printf("%s\n", packet->pkt_name);
+    Node order = Node::list();
+    for (const pxinfo_packet_info_t *packet : import_order(packets))
+        order.push(Node::text(files[static_cast<size_t>(packet->caller_value)]->name()));
+    show(order, call.flag("--json"));
     return kExitOk;
 }
 
@@ -311,7 +301,7 @@ std::vector<const pxinfo_packet_info_t *> import_order(const std::vector<pxinfo_
     return order;
 }
 
-bool write_packet_file(const std::string &path, const PacketPlan &plan, bool force) {
+bool write_packet_file(const std::string &path, const PacketPlan &plan) {
     std::vector<pxinfo_kv_pkt_tgt_desc_t> targets;
     for (const PacketPlan::Target &target : plan.targets)
         targets.push_back(pxinfo_kv_pkt_tgt_desc_t{target.replica, const_cast<char *>(target.name.c_str())});
@@ -337,53 +327,67 @@ bool write_packet_file(const std::string &path, const PacketPlan &plan, bool for
 
     XDR xdrs;
     if (xdrstg_create(&xdrs, 32768, 0) != TBS_ST_OK) {
-        std::fprintf(stderr, "pxinfo: out of memory\n");
+        complain("out of memory");
         return false;
     }
+    Subject subject(path, path);
     u_int size = 0;
     tbs_status_t status = pxinfo_kv_pkt_write_header(&header, plan.major_version, &xdrs, &size);
-    bool written = status == TBS_ST_OK && write_new_file(path, xdrs.x_base, size, force);
+    bool written = status == TBS_ST_OK && write_file(path, xdrs.x_base, size);
     xdrstg_destroy(&xdrs);
     return written;
 }
 
 const std::vector<Command> &packet_commands() {
     static const std::vector<Command> commands = {
-        {"type", "tell what each file is (shorder, kvcreate, kvupdate, other)",
-         "usage: pxinfo type FILE...\n\n"
-         "Prints the type of each file as the library classifies it, and the time its status last\n"
-         "changed. A file that cannot be examined gives the library's message and exit status 1.\n",
+        {"type",
+         "FILE...",
+         "tell what each file is (kvcreate, kvupdate, shorder, health, other)",
+         "Prints the kind of each file and the time its status last changed. Packets and shipping\n"
+         "orders are told by the library; health files by reading them. A file that looks like one of\n"
+         "these but does not read as one is reported damaged, with the reason, and gives exit status 1.",
+         {kJsonOption},
          run_type},
-        {"info", "show a packet's information",
-         "usage: pxinfo info [--json] FILE\n\n"
-         "Reads the packet's information as a receiving site sees it: kind, version, source,\n"
-         "targets, replica references with their epochs, sequence number and log uuid.\n"
-         "  --json   print it as JSON\n",
+        {"info",
+         "FILE...",
+         "show a packet's information",
+         "Reads each packet's information as a receiving site sees it: kind, version, source,\n"
+         "targets, replica references with their epochs, sequence number and log uuid. For a file\n"
+         "that is no packet, its kind. A damaged file is reported with the reason (exit status 1).",
+         {kJsonOption},
          run_info},
-        {"header", "show a packet's header as read",
-         "usage: pxinfo header [--json] FILE\n\n"
-         "Reads the packet header (magic, version and checksum checked) and prints it in the\n"
-         "newest layout, with the layout the file holds.\n"
-         "  --json   print it as JSON\n",
+        {"header",
+         "FILE...",
+         "show a packet's header as read",
+         "Reads each packet header (magic, version and checksum checked) and prints it in the\n"
+         "newest layout, with the layout the file holds.",
+         {kJsonOption},
          run_header},
-        {"packet new", "write a packet file with a header built from options",
-         "usage: pxinfo packet new --output FILE --family UUID --source UUID [options]\n\n"
-         "Writes a packet header in the layout the major version selects, for testing\n"
-         "installations.\n"
-         "  --major N              major version, 0 to 7 (default 7)\n"
-         "  --sync-type T          update (default) or creation\n"
-         "  --target UUID[:NAME]   a target replica; repeatable\n"
-         "  --replica UUID:START[:END[:REF]]  a replica descriptor with its epochs; repeatable\n"
-         "  --seq N                packet sequence number (default 1)\n"
-         "  --log-uuid UUID        uuid of the packet log\n"
-         "  --aux-string TEXT      auxiliary text\n"
-         "  --force                replace an existing FILE\n",
+        {"packet new",
+         "",
+         "write a packet file with a header built from options",
+         "Writes a packet header in the layout the major version selects, for testing installations.\n"
+         "Values the layout cannot carry (a sequence number, log uuid or end epoch before version 6,\n"
+         "an auxiliary text or reference value in version 0) are refused.",
+         {{"--output", "FILE", "the packet file to write (required)"},
+          {"--family", "UUID", "the family (required)"},
+          {"--source", "UUID", "the source replica (required)"},
+          {"--major", "N", "major version, 0 to 7 (default 7)"},
+          {"--sync-type", "TYPE", "update (default) or creation"},
+          {"--target", "UUID[:NAME]", "a target replica; repeatable", true},
+          {"--replica", "UUID:START[:END[:REF]]", "a replica descriptor with its epochs; repeatable", true},
+          {"--seq", "N", "packet sequence number (default 1)"},
+          {"--log-uuid", "UUID", "uuid of the packet log"},
+          {"--aux-string", "TEXT", "auxiliary text"},
+          kForceOption},
          run_packet_new},
-        {"order-of", "sort update packets into import order",
-         "usage: pxinfo order-of PACKET...\n\n"
+        {"order-of",
+         "PACKET...",
+         "sort update packets into import order",
          "Prints the packets in the order they must be imported: by their epoch rows, then the\n"
          "packet log's uuid, then the sequence number. Packets the comparison leaves unordered\n"
-         "keep the order given.\n",
+         "keep the order given.",
+         {kJsonOption},
          run_order_of},
     };
     return commands;

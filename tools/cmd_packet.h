@@ -35,7 +35,7 @@ struct PacketPlan {
 };
 
 // Writes the packet header of plan to path with the library's writer.
-bool write_packet_file(const std::string &path, const PacketPlan &plan, bool force);
+bool write_packet_file(const std::string &path, const PacketPlan &plan);
 
 // The packets in import order (pointers into packets).
 std::vector<const pxinfo_packet_info_t *> import_order(const std::vector<pxinfo_packet_info_t> &packets);

@@ -1,9 +1,11 @@
 #include "tool_util.h"
 
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <cstring>
 
-#include "commands.h"
+#include "report.h"
 
 namespace pxtool {
 
@@ -14,13 +16,19 @@ std::string uuid_text(const tbs_uuid_t &uuid) {
 
 bool parse_uuid(const std::string &text, const char *what, tbs_uuid_t &uuid) {
     if (tbs_str_to_uuid(text.c_str(), &uuid) == TBS_ST_OK) return true;
-    std::fprintf(stderr, "pxinfo: %s \"%s\" is not a uuid\n", what, text.c_str());
+    complain(std::string(what) + " \"" + printable(text) + "\" is not a uuid");
     return false;
 }
 
 bool parse_u32(const std::string &text, const char *what, uint32_t &value) {
     if (!text.empty() && strutl_strtoul(text.c_str(), 10, &value) == TBS_ST_OK) return true;
-    std::fprintf(stderr, "pxinfo: %s \"%s\" is not an unsigned number\n", what, text.c_str());
+    complain(std::string(what) + " \"" + printable(text) + "\" is not an unsigned 32-bit number");
+    return false;
+}
+
+bool parse_i32(const std::string &text, const char *what, int32_t &value) {
+    if (!text.empty() && strutl_strtol(text.c_str(), 10, &value) == TBS_ST_OK) return true;
+    complain(std::string(what) + " \"" + printable(text) + "\" is not a signed 32-bit number");
     return false;
 }
 
@@ -48,17 +56,26 @@ std::string utc_text(time_t seconds) {
     return text;
 }
 
-FILE *open_for_reading(File &file, const std::string &path) {
-    if (file.get() == nullptr)
-        std::fprintf(stderr, "pxinfo: cannot open \"%s\": %s\n", path.c_str(), std::strerror(errno));
-    return file.get();
+Node changed_time(const std::string &path) {
+    struct stat info;
+    return ::stat(path.c_str(), &info) == 0 ? Node::text(utc_text(info.st_ctime)) : Node();
 }
 
-bool write_new_file(const std::string &path, const void *bytes, size_t size, bool force) {
-    if (!may_write(path, force)) return false;
+void show_each(std::vector<Node> views, size_t operands, bool as_json) {
+    if (operands == 1 && views.size() == 1) {
+        show(views[0], as_json);
+        return;
+    }
+    if (views.empty() && !as_json) return;
+    Node all = Node::list();
+    for (Node &view : views) all.push(std::move(view));
+    show(all, as_json);
+}
+
+bool write_file(const std::string &path, const void *bytes, size_t size) {
     File out(path, "wb");
     if (out.get() == nullptr || std::fwrite(bytes, 1, size, out.get()) != size || !out.close()) {
-        std::fprintf(stderr, "pxinfo: cannot write \"%s\": %s\n", path.c_str(), std::strerror(errno));
+        complain("cannot write \"" + printable(path) + "\": " + std::strerror(errno));
         return false;
     }
     return true;

@@ -1,13 +1,16 @@
 // Helpers the pxinfo commands share: texts of identifiers, selectors, times
-// and file types, and small RAII holders for library resources.
+// and file types, parsing of option values, and small RAII holders for
+// library resources.
 #ifndef PXINFO_TOOL_UTIL_H
 #define PXINFO_TOOL_UTIL_H
 
 #include <cstdio>
 #include <ctime>
 #include <string>
+#include <vector>
 
 #include "pxinfo/pxinfo.h"
+#include "view.h"
 
 namespace pxtool {
 
@@ -16,11 +19,18 @@ std::string uuid_text(const tbs_uuid_t &uuid);
 bool parse_uuid(const std::string &text, const char *what, tbs_uuid_t &uuid);
 // Parses a whole unsigned 32-bit decimal number.
 bool parse_u32(const std::string &text, const char *what, uint32_t &value);
+// Parses a whole signed 32-bit decimal number.
+bool parse_i32(const std::string &text, const char *what, int32_t &value);
 std::string selector_text(const pxinfo_selector_t &selector);
 // "shorder", "kvcreate", "kvupdate", "other", or the number.
 std::string file_type_name(int type);
 // ISO 8601 in UTC, e.g. 2026-11-22T19:38:33Z.
 std::string utc_text(time_t seconds);
+// The status-change time of a file, in UTC; null when it cannot be taken.
+Node changed_time(const std::string &path);
+
+// Shows one view per operand: the view itself for one, a list for several.
+void show_each(std::vector<Node> views, size_t operands, bool as_json);
 
 // A stdio stream closed when it goes out of scope.
 class File {
@@ -56,12 +66,8 @@ class Area {
     stg_area_t *area_;
 };
 
-// Opens a file for reading; prints why and returns null when it cannot.
-FILE *open_for_reading(File &file, const std::string &path);
-
-// Writes bytes to a new file (replacing it only with force); false after a
-// message when it cannot.
-bool write_new_file(const std::string &path, const void *bytes, size_t size, bool force);
+// Writes bytes to a file; false after a message when it cannot.
+bool write_file(const std::string &path, const void *bytes, size_t size);
 
 }  // namespace pxtool
 
