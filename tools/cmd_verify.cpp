@@ -91,7 +91,9 @@ int run_verify(const Invocation &call) {
 
 const std::vector<Command> &verify_commands() {
     static const std::vector<Command> commands = {
-        {"verify", "PATH...", "check every file of a spool: ok, damaged or unknown",
+        {"verify",
+         "PATH...",
+         "check every file of a spool: ok, damaged or unknown",
          "Examines each file named and each regular file in each directory named (and in their\n"
          "subdirectories with --recursive). One line per file: \"ok\" with its kind, \"damaged\" or\n"
          "\"unreadable\" with the reason, or \"unknown\" for a file that is no packet, shipping order\n"

@@ -12,7 +12,8 @@ namespace {
 
 uint32_t word_at(const unsigned char *bytes, int index) {
     const unsigned char *p = bytes + 4 * index;
-    return static_cast<uint32_t>(p[0]) << 24 | static_cast<uint32_t>(p[1]) << 16 | static_cast<uint32_t>(p[2]) << 8 | p[3];
+    return static_cast<uint32_t>(p[0]) << 24 | static_cast<uint32_t>(p[1]) << 16 | static_cast<uint32_t>(p[2]) << 8 |
+           p[3];
 }
 
 enum class Look { packet, health, neither };
@@ -24,7 +25,8 @@ bool packet_but_magic(const std::string &path) {
     File file(path, "rb");
     size_t got = file.get() != nullptr ? std::fread(head.data(), 1, head.size(), file.get()) : 0;
     if (got < 8 || word_at(head.data(), 1) > 7) return false;
-    for (int i = 0; i < 4; ++i) head[static_cast<size_t>(i)] = static_cast<unsigned char>(PXINFO_KV_PKT_MAGIC >> (24 - 8 * i));
+    for (int i = 0; i < 4; ++i)
+        head[static_cast<size_t>(i)] = static_cast<unsigned char>(PXINFO_KV_PKT_MAGIC >> (24 - 8 * i));
     FILE *copy = ::fmemopen(head.data(), got, "rb");
     if (copy == nullptr) return false;
     pxinfo_kv_pkt_header_t header;
@@ -100,8 +102,8 @@ std::string read_health(const std::string &path, HealthRecords &records) {
         bool epoch_read = again.get() != nullptr &&
                           pxinfo_read_health_file(&epoch_only.sync, &epoch_only.epoch, again.get(), 1) == TBS_ST_OK;
         bool ended = std::feof(file.get()) != 0;
-        return std::string("cannot decode its ") + (epoch_read ? "sync" : "epoch") + " status record: " +
-               (ended ? "the file ends inside it" : "malformed data");
+        return std::string("cannot decode its ") + (epoch_read ? "sync" : "epoch") +
+               " status record: " + (ended ? "the file ends inside it" : "malformed data");
     }
     if (std::fgetc(file.get()) != EOF) return "data follows its two records";
     return "";

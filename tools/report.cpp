@@ -18,7 +18,8 @@ Capture *current_capture = nullptr;
 
 void replace_all(std::string &text, const std::string &from, const std::string &to) {
     if (from.empty() || from == to) return;
-    for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) text.replace(at, from.size(), to);
+    for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())
+        text.replace(at, from.size(), to);
 }
 
 std::string without_newline(std::string text) {

@@ -92,6 +92,8 @@ class ToolTest(unittest.TestCase):
             (self.write("truncated.health", health[: len(health) // 2]), "health",
              "cannot decode its sync status record: the file ends inside it"),
             (self.write("trailing.health", health + b"\0"), "health", "data follows its two records"),
+            (self.write("timestamp.health", health[:3] + bytes([health[3] ^ 1]) + health[4:]), "health",
+             "inconsistent records: inconsistent timestamps on epoch and sync structs"),
         ]
 
     def test_damaged_files_are_diagnosed_by_type_info_and_verify(self):
@@ -129,7 +131,8 @@ class ToolTest(unittest.TestCase):
     def test_text_and_json_carry_the_same_fields(self):
         self.write("blank-name.pkt", self.data["boston-1.pkt"])
         cases = [("info", "boston-2.pkt"), ("info", "boston-2.ord"), ("header", "boston-1.pkt"),
-                 ("order", "show", "boston-1.ord"), ("health", "show", "demo-family.health")]
+                 ("order", "show", "boston-1.ord"), ("order", "show", os.path.join(EXAMPLES, "older-header.ord")),
+                 ("health", "show", "demo-family.health")]
         for args in cases:
             args = args[:-1] + (self.path(args[-1]),)
             code, text, _ = run(*args)
