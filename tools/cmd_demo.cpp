@@ -178,15 +178,6 @@ void build_sync_records(const DemoFamily &family, int32_t now, SyncRecords &reco
     records.family.replicas = records.replicas.data();
 }
 
-const char *status_name(int value) {
-    switch (value) {
-    case PXINFO_SYNC_STATUS_OK: return "ok";
-    case PXINFO_SYNC_STATUS_UNKNOWN: return "unknown";
-    case PXINFO_SYNC_STATUS_FAILED: return "failed";
-    default: return "invalid";
-    }
-}
-
 // Epoch status: every replica's view of every replica's epoch.
 struct EpochRecords {
     std::vector<int32_t> times[3];
@@ -221,8 +212,8 @@ bool record_health(const DemoFamily &family, const std::string &dir) {
     SyncRecords sync;
     build_sync_records(family, now, sync);
     for (const pxinfo_replica_sync_status_t &replica : sync.replicas)
-        std::printf("   %-8s %s\n", replica.name, status_name(replica.status_value));
-    std::printf("   family   %s\n", status_name(pxinfo_compute_family_sync_status_value(&sync.family)));
+        std::printf("   %-8s %s\n", replica.name, sync_status_name(replica.status_value));
+    std::printf("   family   %s\n", sync_status_name(pxinfo_compute_family_sync_status_value(&sync.family)));
 
     step(6, "It writes the family's health file and reads it back");
     EpochRecords epoch;

@@ -10,16 +10,6 @@ namespace pxtool {
 
 namespace {
 
-const char *status_value_name(int value) {
-    switch (value) {
-    case PXINFO_SYNC_STATUS_OK: return "ok";
-    case PXINFO_SYNC_STATUS_UNKNOWN: return "unknown";
-    case PXINFO_SYNC_STATUS_FAILED: return "failed";
-    case PXINFO_SYNC_STATUS_INVALID: return "invalid";
-    default: return "?";
-    }
-}
-
 Node health_view(const HealthRecords &records, const std::string &name) {
     Node epochs = Node::list();
     for (int32_t i = 0; i < records.epoch.count; ++i) {
@@ -39,7 +29,7 @@ Node health_view(const HealthRecords &records, const std::string &name) {
                        .add("name", Node::text(replica.name))
                        .add("host", Node::text(replica.host))
                        .add("replica", Node::text(selector_text(replica.replica)))
-                       .add("status_value", Node::text(status_value_name(replica.status_value)))
+                       .add("status_value", Node::text(sync_status_name(replica.status_value)))
                        .add("last_status", Node::number(replica.last_status))
                        .add("attempts", Node::number(replica.count)));
     }

@@ -26,13 +26,20 @@ std::string without_newline(std::string text) {
     while (!text.empty() && text.back() == '\n') text.pop_back();
     return text;
 }
+
+// True when a message names the file the way the library's messages do:
+// "NAME" in quotes, NAME: at the start, or "pkt file NAME :".
+bool names_file(const std::string &text, const std::string &name) {
+    return text.find('"' + name + '"') != std::string::npos || text.compare(0, name.size() + 1, name + ":") == 0 ||
+           text.find(" " + name + " :") != std::string::npos;
+}
 }  // namespace
 
 void complain(const std::string &text) { std::fprintf(stderr, "pxinfo: %s\n", text.c_str()); }
 
 void fail(const std::string &name, const std::string &text) {
     std::string shown = printable(name);
-    complain(text.find(shown) != std::string::npos ? text : shown + ": " + text);
+    complain(names_file(text, shown) ? text : shown + ": " + text);
 }
 
 struct Sink {

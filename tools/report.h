@@ -19,7 +19,7 @@ void route_library_messages();
 // "pxinfo: TEXT" on standard error.
 void complain(const std::string &text);
 // "pxinfo: NAME: TEXT" on standard error; NAME is left out when the text
-// names the file already.
+// names the file already, as the library's messages do.
 void fail(const std::string &name, const std::string &text);
 
 // The file the library's messages are about while this lives: its name as

@@ -48,6 +48,16 @@ std::string file_type_name(int type) {
     }
 }
 
+const char *sync_status_name(int value) {
+    switch (value) {
+    case PXINFO_SYNC_STATUS_OK: return "ok";
+    case PXINFO_SYNC_STATUS_UNKNOWN: return "unknown";
+    case PXINFO_SYNC_STATUS_FAILED: return "failed";
+    case PXINFO_SYNC_STATUS_INVALID: return "invalid";
+    default: return "?";
+    }
+}
+
 std::string utc_text(time_t seconds) {
     struct tm parts;
     char text[32];

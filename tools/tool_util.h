@@ -24,6 +24,8 @@ bool parse_i32(const std::string &text, const char *what, int32_t &value);
 std::string selector_text(const pxinfo_selector_t &selector);
 // "shorder", "kvcreate", "kvupdate", "other", or the number.
 std::string file_type_name(int type);
+// "ok", "unknown", "failed", "invalid" or "?" for a sync status value.
+const char *sync_status_name(int value);
 // ISO 8601 in UTC, e.g. 2026-11-22T19:38:33Z.
 std::string utc_text(time_t seconds);
 // The status-change time of a file, in UTC; null when it cannot be taken.

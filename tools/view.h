@@ -37,9 +37,6 @@ class Node {
     // Adds an item to a list; returns the list.
     Node &push(Node value);
 
-    Kind kind() const { return kind_; }
-    bool is_empty() const { return items_.empty(); }
-
   private:
     friend class Renderer;
     enum class Style { block, line, tally };
