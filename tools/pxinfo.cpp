@@ -13,7 +13,9 @@ namespace pxtool {
 namespace {
 
 constexpr const char *kClosingHelp =
-    "Wherever a FILE is read, - reads standard input; -- ends the options.\n\n"
+    "Wherever a FILE is read, - reads standard input; -- ends the options. Text output shows\n"
+    "control characters in names as \\xNN; with --json, strings that are valid UTF-8 pass through\n"
+    "unchanged and each ill-formed UTF-8 sequence becomes U+FFFD.\n\n"
     "Environment:\n"
     "  PXINFO_VERBOSITY=N   trace level of the library's trace lines (1 failure locations,\n"
     "                       3 function entry and exit, 4 details, 5 fine details)\n"
@@ -53,7 +55,7 @@ void list_commands(const std::string &prefix, FILE *out) {
 void print_overview(FILE *out) {
     std::fputs("usage: pxinfo [--version | --help] COMMAND [ARGS...]\n\nCommands:\n", out);
     list_commands("", out);
-    std::fputs("\nRun 'pxinfo help COMMAND' (or 'pxinfo COMMAND --help') for the options of a command.\n", out);
+    std::fputs("\nRun 'pxinfo help COMMAND' (or 'pxinfo COMMAND --help') for the options of a command.\n\n", out);
     std::fputs(kClosingHelp, out);
 }
 
