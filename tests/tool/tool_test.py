@@ -238,7 +238,9 @@ class ToolTest(unittest.TestCase):
                                DUBLIN + ":dublin", "--replica", BOSTON + ":5", "--sync-type", "creation")
             self.assertEqual(0, code, err)
             header = run_json("header", name)
-            self.assertEqual((layout, 2, 5), (header["layout"], header["sync_type"], header["replicas"][0]["start_epoch"]))
+            replica = header["replicas"][0]
+            self.assertEqual((layout, 2, 5, 5 if major >= 6 else 0),
+                             (header["layout"], header["sync_type"], replica["start_epoch"], replica["end_epoch"]))
             self.assertEqual("kvcreate", run("type", name)[1].split()[1])
         refused = [("--major", "8"), ("--major", "4", "--seq", "2"), ("--major", "5", "--log-uuid", FAMILY),
                    ("--major", "4", "--replica", BOSTON + ":1:2"), ("--major", "0", "--aux-string", "x"),
@@ -246,6 +248,7 @@ class ToolTest(unittest.TestCase):
                    ("--family", "nonsense")]
         for args in refused:
             self.assertEqual(2, run("packet", "new", "--output", self.path("refused.pkt"), *base, *args)[0], args)
+        self.assertEqual(2, run("packet", "new", "--output", self.path("refused.pkt"), *base[:2])[0])
         code, _, err = run("packet", "new", "--output", self.path("made-0.pkt"), *base)
         self.assertEqual(3, code)
         self.assertIn("--force", err)
@@ -303,7 +306,8 @@ class ToolTest(unittest.TestCase):
         info = run_json("info", self.path("boston-2.pkt"))
         self.assertEqual(([110, 40, 70], ["dublin", "tokyo"]), ([r["start_epoch"] for r in info["references"]],
                                                                [t["name"] for t in info["targets"]]))
-        names = [self.path("boston-%d.pkt" % n) for n in (3, 1, 2)]
+        shutil.copy(self.path("boston-1.pkt"), self.path("boston-1.pkt.copy"))
+        names = [self.path("boston-%d.pkt" % n) for n in (3, 1, 2)] + [self.path("boston-1.pkt.copy")]
         self.assertEqual(sorted(names), run("order-of", *names)[1].split())
         health = run_json("health", "show", self.path("demo-family.health"))
         self.assertEqual(["ok", "failed", "ok"], [r["status_value"] for r in health["sync"]["replicas"]])
