@@ -44,7 +44,8 @@ Look look_of(const std::string &path) {
     unsigned char head[16] = {};
     File file(path, "rb");
     size_t got = file.get() != nullptr ? std::fread(head, 1, sizeof head, file.get()) : 0;
-    if ((got >= 4 && word_at(head, 0) == PXINFO_KV_PKT_MAGIC) || packet_but_magic(path)) return Look::packet;
+    if (got >= 4 && word_at(head, 0) == PXINFO_KV_PKT_MAGIC) return Look::packet;
+    if (got >= 8 && word_at(head, 1) <= 7 && packet_but_magic(path)) return Look::packet;
     uint32_t count = word_at(head, 1);
     if (got == sizeof head && count >= 2 && count <= 1u << 20 && word_at(head, 2) == count && word_at(head, 3) <= 255)
         return Look::health;
