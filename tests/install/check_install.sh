@@ -21,9 +21,14 @@ cc=${PXINFO_TEST_CC:-cc}
 cxx=${PXINFO_TEST_CXX:-c++}
 run=${PXINFO_TEST_RUN:-}
 cmake_args=${PXINFO_TEST_CMAKE_ARGS:-}
+tree=$build
 fail() {
   echo "$tree: $*"
   exit 1
+}
+# Runs a command, showing its output only when it fails.
+quiet() {
+  "$@" >"$work/log" 2>&1 || { cat "$work/log"; fail "failed: $*"; }
 }
 
 # check_tree ROOT PREFIX NAME: the tree installed for PREFIX lies below ROOT
@@ -58,18 +63,18 @@ check_tree() {
   grep -qx '01234567-89ab-cdef-0123-456789abcdef' "$out-c.txt" || fail "consumer.c (pkg-config): wrong output"
   LD_LIBRARY_PATH=$libdir $run "$out-cpp" >/dev/null || fail "consumer.cpp (pkg-config) failed"
 
-  cmake -S "$source" -B "$out-cmake" -G Ninja -DCMAKE_PREFIX_PATH="$tree" $cmake_args >/dev/null
-  cmake --build "$out-cmake" >/dev/null
+  quiet cmake -S "$source" -B "$out-cmake" -G Ninja -DCMAKE_PREFIX_PATH="$tree" $cmake_args
+  quiet cmake --build "$out-cmake"
   LD_LIBRARY_PATH=$libdir $run "$out-cmake/consumer_c" | grep -q '^libquentapxinfobase' || fail "consumer_c (CMake)"
   LD_LIBRARY_PATH=$libdir $run "$out-cmake/consumer_cpp" >/dev/null || fail "consumer_cpp (CMake)"
   echo "$tree: works with pkg-config and find_package (libraries in $libdir)"
 }
 
-cmake --install "$build" --prefix "$work/prefix" >/dev/null
+quiet cmake --install "$build" --prefix "$work/prefix"
 check_tree "" "$work/prefix" prefix
 
-cmake -S "$source/../.." -B "$work/usr-build" -G Ninja -DCMAKE_INSTALL_PREFIX=/usr -DPXINFO_BUILD_TESTS=OFF \
-  -DPXINFO_BUILD_BENCH=OFF -DPXINFO_BUILD_EXAMPLES=OFF $cmake_args "$@" >/dev/null
-cmake --build "$work/usr-build" --parallel 2 >/dev/null
-DESTDIR=$work/root cmake --install "$work/usr-build" >/dev/null
+quiet cmake -S "$source/../.." -B "$work/usr-build" -G Ninja -DCMAKE_INSTALL_PREFIX=/usr -DPXINFO_BUILD_TESTS=OFF \
+  -DPXINFO_BUILD_BENCH=OFF -DPXINFO_BUILD_EXAMPLES=OFF $cmake_args "$@"
+quiet cmake --build "$work/usr-build" --parallel 2
+quiet env DESTDIR="$work/root" cmake --install "$work/usr-build"
 check_tree "$work/root" /usr usr
