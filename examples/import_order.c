@@ -13,11 +13,19 @@
 
 int main(int argc, char **argv) {
     int count = argc - 1;
-    stg_area_t *area = stg_create_area(0);
-    pxinfo_packet_info_t *packets = calloc(count > 0 ? (size_t)count : 1, sizeof *packets);
-    const pxinfo_packet_info_t **order = calloc(count > 0 ? (size_t)count : 1, sizeof *order);
-    int ok = area != NULL && packets != NULL && order != NULL && count > 0;
-    int i, at;
+    stg_area_t *area;
+    pxinfo_packet_info_t *packets;
+    const pxinfo_packet_info_t **order;
+    int ok, i, at;
+    if (count < 1) {
+        fprintf(stderr, "usage: import_order PACKET...\n");
+        return 2;
+    }
+    area = stg_create_area(0);
+    packets = calloc((size_t)count, sizeof *packets);
+    order = calloc((size_t)count, sizeof *order);
+    ok = area != NULL && packets != NULL && order != NULL;
+    if (!ok) fprintf(stderr, "import_order: out of memory\n");
     for (i = 0; ok && i < count; ++i) {
         /* The library prints why a file is not readable; the call's status
          * covers bad arguments, the info's status the file itself. */

@@ -47,7 +47,11 @@ static int show_packet(const char *path) {
 int main(int argc, char **argv) {
     int all_shown = 1;
     int i;
+    if (argc < 2) {
+        fprintf(stderr, "usage: packet_info FILE...\n");
+        return 2;
+    }
     for (i = 1; i < argc; ++i)
         if (!show_packet(argv[i])) all_shown = 0;
-    return argc > 1 && all_shown ? 0 : 1;
+    return all_shown ? 0 : 1;
 }
