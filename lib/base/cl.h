@@ -10,7 +10,7 @@
 #ifndef TBS_CL_H
 #define TBS_CL_H
 
-#include "tbs_types.h"
+#include <pxinfo/tbs_types.h>
 
 TBS_EXTERN_C_BEGIN
 

@@ -5,7 +5,7 @@
 #include <sys/time.h>
 #include <time.h>
 
-#include "tbs_types.h"
+#include <pxinfo/tbs_types.h>
 
 TBS_EXTERN_C_BEGIN
 

@@ -4,7 +4,7 @@
 
 #include <stdio.h>
 
-#include "tbs_types.h"
+#include <pxinfo/tbs_types.h>
 
 TBS_EXTERN_C_BEGIN
 

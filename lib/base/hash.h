@@ -7,7 +7,7 @@
 #ifndef TBS_HASH_H
 #define TBS_HASH_H
 
-#include "tbs_types.h"
+#include <pxinfo/tbs_types.h>
 
 TBS_EXTERN_C_BEGIN
 

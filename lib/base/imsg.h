@@ -5,7 +5,7 @@
 
 #include <stdarg.h>
 
-#include "tbs_types.h"
+#include <pxinfo/tbs_types.h>
 
 TBS_EXTERN_C_BEGIN
 

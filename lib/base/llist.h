@@ -7,7 +7,7 @@
 #ifndef TBS_LLIST_H
 #define TBS_LLIST_H
 
-#include "tbs_types.h"
+#include <pxinfo/tbs_types.h>
 
 TBS_EXTERN_C_BEGIN
 

@@ -2,7 +2,7 @@
 #ifndef TBS_PFM_H
 #define TBS_PFM_H
 
-#include "tbs_types.h"
+#include <pxinfo/tbs_types.h>
 
 TBS_EXTERN_C_BEGIN
 

@@ -9,7 +9,7 @@
 #ifndef TBS_RGY_H
 #define TBS_RGY_H
 
-#include "tbs_types.h"
+#include <pxinfo/tbs_types.h>
 
 TBS_EXTERN_C_BEGIN
 

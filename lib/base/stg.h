@@ -4,7 +4,7 @@
 #ifndef TBS_STG_H
 #define TBS_STG_H
 
-#include "tbs_types.h"
+#include <pxinfo/tbs_types.h>
 
 TBS_EXTERN_C_BEGIN
 

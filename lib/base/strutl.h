@@ -4,7 +4,7 @@
 #ifndef TBS_STRUTL_H
 #define TBS_STRUTL_H
 
-#include "tbs_types.h"
+#include <pxinfo/tbs_types.h>
 
 TBS_EXTERN_C_BEGIN
 

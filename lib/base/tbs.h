@@ -3,8 +3,8 @@
 #ifndef TBS_TBS_H
 #define TBS_TBS_H
 
-#include "imsg.h"
-#include "tbs_types.h"
+#include <pxinfo/imsg.h>
+#include <pxinfo/tbs_types.h>
 
 TBS_EXTERN_C_BEGIN
 

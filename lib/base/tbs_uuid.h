@@ -2,7 +2,7 @@
 #ifndef TBS_UUID_H
 #define TBS_UUID_H
 
-#include "tbs_types.h"
+#include <pxinfo/tbs_types.h>
 
 TBS_EXTERN_C_BEGIN
 

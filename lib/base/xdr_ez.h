@@ -14,7 +14,7 @@
 #include <rpc/xdr.h>
 #include <sys/time.h>
 
-#include "tbs_types.h"
+#include <pxinfo/tbs_types.h>
 
 TBS_EXTERN_C_BEGIN
 

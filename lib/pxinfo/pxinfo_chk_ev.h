@@ -6,9 +6,9 @@
 
 #include <stdint.h>
 
-#include "pxinfo_msg.h"
-#include "stg.h"
-#include "tbs_types.h"
+#include <pxinfo/pxinfo_msg.h>
+#include <pxinfo/stg.h>
+#include <pxinfo/tbs_types.h>
 
 TBS_EXTERN_C_BEGIN
 

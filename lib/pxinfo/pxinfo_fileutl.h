@@ -7,9 +7,9 @@
 
 #include <stdio.h>
 
-#include "pxinfo_msg.h"
-#include "pxinfo_xdr.h"
-#include "tbs_types.h"
+#include <pxinfo/pxinfo_msg.h>
+#include <pxinfo/pxinfo_xdr.h>
+#include <pxinfo/tbs_types.h>
 
 TBS_EXTERN_C_BEGIN
 

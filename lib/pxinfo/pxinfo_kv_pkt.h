@@ -9,9 +9,9 @@
 #include <rpc/types.h>
 #include <rpc/xdr.h>
 
-#include "pxinfo_kv_pkt_xdr.h"
-#include "pxinfo_msg.h"
-#include "tbs_types.h"
+#include <pxinfo/pxinfo_kv_pkt_xdr.h>
+#include <pxinfo/pxinfo_msg.h>
+#include <pxinfo/tbs_types.h>
 
 TBS_EXTERN_C_BEGIN
 

@@ -14,10 +14,10 @@
 
 #include <stdint.h>
 
-#include "pxinfo_msg.h"
-#include "pxinfo_xdr.h"
-#include "tbs_types.h"
-#include "xdr_ez.h"
+#include <pxinfo/pxinfo_msg.h>
+#include <pxinfo/pxinfo_xdr.h>
+#include <pxinfo/tbs_types.h>
+#include <pxinfo/xdr_ez.h>
 
 TBS_EXTERN_C_BEGIN
 

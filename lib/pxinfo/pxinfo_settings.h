@@ -7,10 +7,10 @@
 
 #include <stdint.h>
 
-#include "pxinfo_msg.h"
-#include "pxinfo_xdr.h"
-#include "stg.h"
-#include "tbs_types.h"
+#include <pxinfo/pxinfo_msg.h>
+#include <pxinfo/pxinfo_xdr.h>
+#include <pxinfo/stg.h>
+#include <pxinfo/tbs_types.h>
 
 TBS_EXTERN_C_BEGIN
 

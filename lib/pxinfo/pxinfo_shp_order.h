@@ -14,11 +14,11 @@
 
 #include <stdio.h>
 
-#include "cl.h"
-#include "llist.h"
-#include "pxinfo_msg.h"
-#include "stg.h"
-#include "tbs_types.h"
+#include <pxinfo/cl.h>
+#include <pxinfo/llist.h>
+#include <pxinfo/pxinfo_msg.h>
+#include <pxinfo/stg.h>
+#include <pxinfo/tbs_types.h>
 
 TBS_EXTERN_C_BEGIN
 

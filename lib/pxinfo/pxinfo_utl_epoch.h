@@ -3,9 +3,9 @@
 #ifndef PXINFO_UTL_EPOCH_H
 #define PXINFO_UTL_EPOCH_H
 
-#include "pxinfo_msg.h"
-#include "pxinfo_xdr.h"
-#include "tbs_types.h"
+#include <pxinfo/pxinfo_msg.h>
+#include <pxinfo/pxinfo_xdr.h>
+#include <pxinfo/tbs_types.h>
 
 TBS_EXTERN_C_BEGIN
 

@@ -4,9 +4,9 @@
 #ifndef PXINFO_UTL_JOBID_H
 #define PXINFO_UTL_JOBID_H
 
-#include "pxinfo_msg.h"
-#include "pxinfo_xdr.h"
-#include "tbs_types.h"
+#include <pxinfo/pxinfo_msg.h>
+#include <pxinfo/pxinfo_xdr.h>
+#include <pxinfo/tbs_types.h>
 
 /* Size of the buffer that receives the text of a local job id. */
 #define PXINFO_JOB_ID_STR_SIZE 256

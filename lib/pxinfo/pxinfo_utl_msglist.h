@@ -3,11 +3,11 @@
 #ifndef PXINFO_UTL_MSGLIST_H
 #define PXINFO_UTL_MSGLIST_H
 
-#include "imsg.h"
-#include "pxinfo_msg.h"
-#include "pxinfo_xdr.h"
-#include "stg.h"
-#include "tbs_types.h"
+#include <pxinfo/imsg.h>
+#include <pxinfo/pxinfo_msg.h>
+#include <pxinfo/pxinfo_xdr.h>
+#include <pxinfo/stg.h>
+#include <pxinfo/tbs_types.h>
 
 TBS_EXTERN_C_BEGIN
 

@@ -3,10 +3,10 @@
 #ifndef PXINFO_UTL_RGY_H
 #define PXINFO_UTL_RGY_H
 
-#include "pxinfo_msg.h"
-#include "pxinfo_xdr.h"
-#include "rgy.h"
-#include "tbs_types.h"
+#include <pxinfo/pxinfo_msg.h>
+#include <pxinfo/pxinfo_xdr.h>
+#include <pxinfo/rgy.h>
+#include <pxinfo/tbs_types.h>
 
 TBS_EXTERN_C_BEGIN
 

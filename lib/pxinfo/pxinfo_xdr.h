@@ -17,9 +17,9 @@
 #include <stdint.h>
 #include <sys/time.h>
 
-#include "pxinfo_msg.h"
-#include "tbs_types.h"
-#include "xdr_ez.h"
+#include <pxinfo/pxinfo_msg.h>
+#include <pxinfo/tbs_types.h>
+#include <pxinfo/xdr_ez.h>
 
 /* Enumerations are 32-bit values that may hold any int, members or not: the
  * coding routines never check membership, so C++ gets a fixed underlying type

@@ -9,7 +9,7 @@
 #include <rpc/types.h>
 #include <rpc/xdr.h>
 
-#include "pxinfo_msg.h"
+#include <pxinfo/pxinfo_msg.h>
 
 TBS_EXTERN_C_BEGIN
 
