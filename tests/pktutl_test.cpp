@@ -556,3 +556,51 @@ TEST(Targets, IncludeSelectorFindsTargetsOnly) {
 }
 
 }  // namespace
+
+#include <cstdio>
+
+namespace {
+
+// Removes the packet as soon as it has been classified (at the detail trace
+// that names its kind), so that packet information cannot open it again.
+struct RemovingSink {
+    std::string path;
+    std::vector<std::pair<int, std::string>> lines;
+    static void print(void *ctx, int severity, const char *, const char *text) {
+        auto *self = static_cast<RemovingSink *>(ctx);
+        self->lines.emplace_back(severity, text);
+        if (std::string(text).find("SAM replica update packet found") != std::string::npos)
+            std::remove(self->path.c_str());
+    }
+};
+
+TEST(PacketInfoReopen, APacketThatCannotBeOpenedAgainFailsSilently) {
+    pxinfo_kv_pkt_header_t header;
+    std::memset(&header, 0, sizeof header);
+    header.sync_type = 1;
+    XDR xdrs;
+    ASSERT_EQ(TBS_ST_OK, xdrstg_create(&xdrs, 4096, 0));
+    u_int size = 0;
+    ASSERT_EQ(TBS_ST_OK, pxinfo_kv_pkt_write_header(&header, 7, &xdrs, &size));
+    RemovingSink sink{pxtest::temp_path("vanishing.pkt"), {}};
+    pxtest::write_file(sink.path, std::vector<unsigned char>(xdrs.x_base, xdrs.x_base + size));
+    xdrstg_destroy(&xdrs);
+    stg_area_t *area = stg_create_area(256);
+    pxinfo_packet_info_t info;
+    {
+        pxtest::CapturedMessages levels(4, "pxinfo");
+        imsg_set_sink(&RemovingSink::print, &sink);
+        ASSERT_EQ(TBS_ST_OK, pxinfo_get_packet_info(sink.path.c_str(), area, 0, &info));
+    }
+    EXPECT_EQ(static_cast<int32_t>(TBS_ST_FAILED), info.status);
+    EXPECT_EQ(PXINFO_COMPONENT_VAULT, info.component_type);
+    bool removed = false;
+    for (const auto &line : sink.lines) {
+        EXPECT_TRUE(line.first != IMSG_SEV_ERROR && line.first != IMSG_SEV_WARNING) << line.second;
+        removed = removed || line.second.find("SAM replica update packet found") != std::string::npos;
+    }
+    EXPECT_TRUE(removed) << "the packet was classified";
+    stg_delete_area(&area);
+}
+
+}  // namespace
