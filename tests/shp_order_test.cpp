@@ -743,3 +743,50 @@ TEST(Storage, DeliveriesInAnyOrderFindTheirOwnDestinations) {
 }
 
 }  // namespace
+
+#include "pxinfo_pktutl.h"
+
+namespace {
+
+// A stream holding text, positioned at its start.
+FILE *stream_holding(const std::string &text) {
+    FILE *f = std::tmpfile();
+    std::fputs(text.c_str(), f);
+    std::rewind(f);
+    return f;
+}
+
+// Reading and writing orders print no trace line, whatever the outcome, and
+// add none to the classification of a file that is tried as an order.
+TEST(ShpOrderTracing, ReadingAndWritingAreNotTraced) {
+    const std::string order = "# Quenta Shipping Order\n# Version 1.0\n%DESTINATIONS\n    a\n";
+    for (const std::string &text : {order, order + "stray\n%DELIVERIES\n    x\n", std::string("plain text\n")}) {
+        pxtest::CapturedMessages captured(5, "pxinfo");
+        FILE *f = stream_holding(text);
+        pxinfo_shp_order_t *o = nullptr;
+        if (pxinfo_shp_read_order(f, "traced.ord", &o) == TBS_ST_OK) {
+            FILE *out = std::tmpfile();
+            EXPECT_EQ(TBS_ST_OK, pxinfo_shp_write_order(out, "traced.ord", o));
+            std::fclose(out);
+            const std::string refused = pxtest::temp_path("refusing.ord");
+            pxtest::write_file(refused, {});
+            FILE *read_only = std::fopen(refused.c_str(), "r");
+            EXPECT_EQ(TBS_ST_FAILED, pxinfo_shp_write_order(read_only, "traced.ord", o));
+            std::fclose(read_only);
+        }
+        std::fclose(f);
+        pxinfo_shp_destroy_order(&o);
+        EXPECT_TRUE(captured.with_severity(IMSG_SEV_TRACE).empty()) << captured.dump();
+
+        const std::string path = pxtest::temp_path("classified.ord");
+        pxtest::write_file(path, std::vector<unsigned char>(text.begin(), text.end()));
+        pxinfo_file_type_t type;
+        captured.clear();
+        EXPECT_EQ(TBS_ST_OK, pxinfo_get_file_type(path.c_str(), &type));
+        EXPECT_NE(std::string::npos, captured.dump().find("into pxinfo_get_file_type..\n"));
+        for (const pxtest::PrintedLine &line : captured.with_severity(IMSG_SEV_TRACE))
+            EXPECT_EQ(std::string::npos, line.text.find("shp_")) << line.text;
+    }
+}
+
+}  // namespace
