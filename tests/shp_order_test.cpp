@@ -756,6 +756,116 @@ FILE *stream_holding(const std::string &text) {
     return f;
 }
 
+// The text pxinfo_shp_write_order gives for o ("" when it fails).
+std::string written_text(const pxinfo_shp_order_t *o) {
+    FILE *f = std::tmpfile();
+    std::string text;
+    if (pxinfo_shp_write_order(f, "written.ord", o) == TBS_ST_OK) {
+        std::rewind(f);
+        for (int c; (c = std::fgetc(f)) != EOF;) text += static_cast<char>(c);
+    }
+    std::fclose(f);
+    return text;
+}
+
+// An order record built by its caller inside a record of its own: fields
+// set, lists initialised, a destination linked with llist_d_insert, and one
+// renamed in place. Every operation sees the destinations as the list holds
+// them, and nothing past the order is touched.
+TEST(ShpOrderLists, CallerBuiltOrdersWorkOnWhatTheListsHold) {
+    struct {
+        pxinfo_shp_order_t order;
+        unsigned char after[256];
+    } callers{};
+    pxinfo_shp_order_t &o = callers.order;
+    o.area = stg_create_area(256);
+    o.creation_string = const_cast<char *>("d0");
+    for (llist_d_head_t *list : {&o.destinations, &o.arrival_route, &o.return_route, &o.failed_attempts,
+                                 &o.notification_addresses, &o.comment_lines})
+        llist_d_init(list);
+    pxinfo_shp_destination_t linked{};
+    std::strcpy(linked.host, "alpha");
+    llist_d_insert(&o.destinations, &linked, &linked.link, LLIST_D_TAIL);
+    o.destination_count = 1;
+
+    pxtest::CapturedMessages captured;
+    pxinfo_shp_destination_t *d = nullptr;
+    EXPECT_EQ(TBS_ST_FAILED, pxinfo_shp_create_destination(&o, "built.ord", "alpha", 1, &d));
+    EXPECT_EQ(&linked, d);
+    ASSERT_EQ(TBS_ST_OK, pxinfo_shp_create_destination(&o, "built.ord", "beta", 1, &d));
+    std::strcpy(d->host, "gamma");
+    EXPECT_EQ(TBS_ST_OK, pxinfo_shp_record_delivery(&o, "built.ord", "hub", "gamma", 7, "d7"));
+    EXPECT_EQ(TBS_ST_FAILED, pxinfo_shp_record_delivery(&o, "built.ord", "hub", "beta", 7, "d7"));
+    EXPECT_EQ(TBS_ST_OK, pxinfo_shp_record_failure(&o, "built.ord", 1, "hub", "alpha", 8, "d8", 1));
+    EXPECT_EQ(TBS_ST_FAILED, pxinfo_shp_record_delivery(&o, "built.ord", "hub", "alpha", 9, "d9"));
+    std::vector<std::string> errors;
+    for (const pxtest::PrintedLine &line : captured.with_severity(IMSG_SEV_ERROR)) errors.push_back(line.text);
+    EXPECT_EQ((std::vector<std::string>{"order file \"built.ord\": duplicate destination (alpha)\n",
+                                        "order file \"built.ord\": delivery for unknown destination (beta)\n",
+                                        "order file \"built.ord\": conflicting delivery/failure for destination "
+                                        "(alpha)\n"}),
+              errors);
+    EXPECT_EQ(2u, o.destination_count);
+    EXPECT_EQ(1u, linked.failed);
+    EXPECT_EQ(std::vector<unsigned char>(256), std::vector<unsigned char>(callers.after, callers.after + 256));
+
+    const std::string text = written_text(&o);
+    EXPECT_NE(std::string::npos, text.find("%DESTINATIONS\n    alpha\n    gamma\n%ARRIVAL-ROUTE\n%DELIVERIES\n"
+                                           "    7 d7 hub gamma\n%FAILED-ATTEMPTS\n    C 8 d8 hub alpha\n"))
+        << text;
+    FILE *f = stream_holding(text);
+    pxinfo_shp_order_t *read = nullptr;
+    EXPECT_EQ(TBS_ST_OK, pxinfo_shp_read_order(f, "built.ord", &read));
+    std::fclose(f);
+    EXPECT_EQ(text, written_text(read));
+    pxinfo_shp_destroy_order(&read);
+    stg_delete_area(&o.area);
+}
+
+// A long order, its deliveries out of destination order, read with each
+// allocation failing in turn; a destination repeated after many is refused.
+TEST(ShpOrderLists, LongOrdersReadWholeOrFailCleanly) {
+    std::string text = "# Quenta Shipping Order\n# Version 1.0\n%CREATION-DATE 1 d\n%DESTINATIONS\n";
+    std::string deliveries = "%DELIVERIES\n";
+    for (int i = 0; i < 40; ++i) {
+        text += "    h" + std::to_string(i) + "\n";
+        deliveries += "    " + std::to_string(i) + " d r h" + std::to_string(i * 7 % 40) + "\n";
+    }
+    pxtest::sweep_allocation_failures(
+        [&] {
+            pxtest::CapturedMessages captured;
+            FILE *f = stream_holding(text + deliveries);
+            pxinfo_shp_order_t *o = nullptr;
+            tbs_status_t status = pxinfo_shp_read_order(f, "long.ord", &o);
+            std::fclose(f);
+            uint32_t k = 0;
+            for (llist_d_link_t *l = o != nullptr ? o->destinations.first : nullptr;
+                 l != nullptr && l != LLIST_D_END(&o->destinations); l = l->next, ++k) {
+                auto *d = static_cast<pxinfo_shp_destination_t *>(l->element);
+                EXPECT_EQ("h" + std::to_string(k), d->host);
+                EXPECT_EQ(k, d->delivery_time * 7 % 40) << d->host;
+            }
+            EXPECT_EQ(status == TBS_ST_OK ? 40u : 0u, k);
+            pxinfo_shp_destroy_order(&o);
+            return status;
+        },
+        [](tbs_status_t status, unsigned long) { EXPECT_TRUE(status == TBS_ST_NOT_FOUND || status == TBS_ST_FAILED); });
+    pxtest::CapturedMessages captured;
+    pxinfo_shp_order_t *o = nullptr;
+    for (const std::string &body : {"    h3\n" + deliveries, std::string()}) {
+        FILE *f = stream_holding(text + body);
+        EXPECT_EQ(body.empty() ? TBS_ST_OK : TBS_ST_NOT_FOUND, pxinfo_shp_read_order(f, "long.ord", &o));
+        std::fclose(f);
+    }
+    pxinfo_shp_destination_t *d = nullptr;
+    ASSERT_EQ(TBS_ST_OK, pxinfo_shp_create_destination(o, "long.ord", "h5", 0, &d));
+    std::strcpy(d->host, "renamed");
+    EXPECT_EQ(TBS_ST_OK, pxinfo_shp_record_delivery(o, "long.ord", "r", "renamed", 1, "d"));
+    EXPECT_EQ(TBS_ST_FAILED, pxinfo_shp_record_delivery(o, "long.ord", "r", "h5", 1, "d"));
+    EXPECT_EQ(2u, captured.with_severity(IMSG_SEV_ERROR).size()) << captured.dump();
+    pxinfo_shp_destroy_order(&o);
+}
+
 // Reading and writing orders print no trace line, whatever the outcome, and
 // add none to the classification of a file that is tried as an order.
 TEST(ShpOrderTracing, ReadingAndWritingAreNotTraced) {

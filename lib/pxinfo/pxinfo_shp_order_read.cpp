@@ -474,7 +474,10 @@ tbs_status_t pxinfo_shp_read_order(FILE *stream, const char *file_name, pxinfo_s
     ReadState state{};
     state.stream = stream;
     state.file_name = file_name;
-    status = read_lines(state, o);
+    {
+        ReadIndexScope index(o);
+        status = read_lines(state, o);
+    }
     cl_destroy(&state.handle);
     if (status != TBS_ST_OK) {
         pxinfo_shp_destroy_order(&o);
