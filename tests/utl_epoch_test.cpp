@@ -238,9 +238,8 @@ TEST(EpochRowCompare, ExhaustedStorageGivesNoMemoryOrInvalidArgAndLeaksNothing) 
     size_t points = pxtest::sweep_allocation_failures(
         [&] { return (outcome = compare(packet, target)).status; },
         [&](tbs_status_t status, unsigned long nth) {
-            // The table, its slots and the array of target epochs first;
-            // then indexing the target row.
-            EXPECT_EQ(nth <= 3 ? TBS_ST_NO_MEMORY : TBS_ST_INVALID_ARG, status) << nth;
+            // The table and its slots first; then indexing the target row.
+            EXPECT_EQ(nth <= 2 ? TBS_ST_NO_MEMORY : TBS_ST_INVALID_ARG, status) << nth;
         });
     EXPECT_GE(points, 4u);
     EXPECT_EQ(PXINFO_EPOCH_CMP_MIXED, outcome.result);
@@ -460,6 +459,73 @@ TEST(EpochRows, NullRowIsEmptyAndTracedOnEntryOnly) {
     EXPECT_EQ(0, target.row_value2);
     ASSERT_EQ(1u, messages.lines().size());
     EXPECT_EQ("into pxinfo_make_null_row..\n", messages.lines()[0].text);
+}
+
+}  // namespace
+
+#include <functional>
+
+namespace {
+
+// An entry of one vault family whose replicas are numbered.
+pxinfo_epoch_row_entry_t numbered_entry(unsigned n, pxinfo_epoch_num_t epoch) {
+    pxinfo_epoch_row_entry_t entry{};
+    tbs_uuid_t family{}, replica{};
+    family.bytes[0] = 0xfa;
+    replica.bytes[0] = 1;
+    replica.bytes[15] = static_cast<unsigned char>(n);
+    EXPECT_EQ(TBS_ST_OK, pxinfo_new_vault_selector(&replica, &family, &entry.replica));
+    entry.epoch = epoch;
+    return entry;
+}
+
+// Rows whose miscompare callback makes one change to them at its first call.
+struct ChangingRows {
+    std::vector<pxinfo_epoch_row_entry_t> packet, target;
+    std::function<void(ChangingRows &)> change;
+    int calls = 0;
+    static tbs_status_t on_miscompare(const pxinfo_epoch_row_entry_t *, const pxinfo_epoch_row_entry_t *, void *rows) {
+        auto *self = static_cast<ChangingRows *>(rows);
+        if (self->calls++ == 0) self->change(*self);
+        return TBS_ST_OK;
+    }
+};
+
+// Replicas 0 to 63 at epoch 10, the target's in reverse order and followed by
+// replica 100 at epoch 0; the packet is ahead at replica 1, where the callback
+// changes a later entry of either row. The outcome is that of taking each
+// entry at its own turn, with entry traces on or off.
+TEST(EpochRowTurns, ACallbackChangingALaterEntryIsSeenAtThatEntrysTurn) {
+    const struct {
+        const char *what;
+        std::function<void(ChangingRows &)> change;
+        int result, calls;
+    } cases[] = {
+        {"nothing changed", [](ChangingRows &) {}, PXINFO_EPOCH_CMP_GREATER, 1},
+        {"a later target epoch raised", [](ChangingRows &r) { r.target[63 - 40].epoch = 12; }, PXINFO_EPOCH_CMP_MIXED,
+         1},
+        {"a later packet entry now names the target-only replica",
+         [](ChangingRows &r) { r.packet[3].replica = r.target[64].replica; }, PXINFO_EPOCH_CMP_MIXED, 2},
+        {"a later packet epoch lowered", [](ChangingRows &r) { r.packet[20].epoch = 9; }, PXINFO_EPOCH_CMP_MIXED, 1},
+    };
+    for (const auto &c : cases) {
+        for (int verbosity : {0, 5}) {
+            SCOPED_TRACE(std::string(c.what) + (verbosity != 0 ? ", traced" : ""));
+            ChangingRows rows;
+            for (unsigned i = 0; i < 64; ++i) {
+                rows.packet.push_back(numbered_entry(i, i == 1 ? 11 : 10));
+                rows.target.insert(rows.target.begin(), numbered_entry(i, 10));
+            }
+            rows.target.push_back(numbered_entry(100, 0));
+            rows.change = c.change;
+            pxtest::CapturedMessages captured(verbosity, "pxinfo");
+            int result = 0;
+            ASSERT_EQ(TBS_ST_OK, pxinfo_epoch_row_compare(64, rows.packet.data(), 65, rows.target.data(), nullptr,
+                                                          {&ChangingRows::on_miscompare, &rows}, &result));
+            EXPECT_EQ(c.result, result);
+            EXPECT_EQ(c.calls, rows.calls);
+        }
+    }
 }
 
 }  // namespace
