@@ -528,4 +528,23 @@ TEST(EpochRowTurns, ACallbackChangingALaterEntryIsSeenAtThatEntrysTurn) {
     }
 }
 
+// An excluded replica that is present but null excludes nothing: it is
+// compared with every entry of both rows, each comparison logging the
+// internal error that pxinfo_selector_eq logs for it.
+TEST(EpochRowTurns, ANullExcludedReplicaIsComparedWithEveryEntry) {
+    const pxinfo_selector_t null_selector{};
+    const pxinfo_epoch_row_entry_t packet[] = {numbered_entry(1, 5), numbered_entry(2, 3)};
+    const pxinfo_epoch_row_entry_t target[] = {numbered_entry(1, 5), numbered_entry(2, 4), numbered_entry(3, 0)};
+    pxtest::CapturedMessages captured;
+    unsigned long before = tbs_int_error_count();
+    EXPECT_EQ(0, pxinfo_selector_eq(&packet[0].replica, &null_selector));
+    const unsigned long per_comparison = tbs_int_error_count() - before;
+    ASSERT_GT(per_comparison, 0u);
+    before = tbs_int_error_count();
+    int result = 0;
+    ASSERT_EQ(TBS_ST_OK, pxinfo_epoch_row_compare(2, packet, 3, target, &null_selector, {}, &result));
+    EXPECT_EQ(PXINFO_EPOCH_CMP_LESS, result);
+    EXPECT_EQ(5 * per_comparison, tbs_int_error_count() - before);
+}
+
 }  // namespace

@@ -62,10 +62,7 @@ class RowComparison {
   public:
     RowComparison(const pxinfo::TraceScope &scope, const pxinfo_selector_t *excluded,
                   pxinfo_miscompare_functor_t functor, int *result)
-        : scope_(scope),
-          excluded_(pxinfo_selector_is_null(excluded) ? nullptr : excluded),
-          functor_(functor),
-          result_(result) {}
+        : scope_(scope), excluded_(excluded), functor_(functor), result_(result) {}
     ~RowComparison() { hash_delete_ht(&table_); }
     RowComparison(const RowComparison &) = delete;
     RowComparison &operator=(const RowComparison &) = delete;
