@@ -238,8 +238,9 @@ TEST(EpochRowCompare, ExhaustedStorageGivesNoMemoryOrInvalidArgAndLeaksNothing) 
     size_t points = pxtest::sweep_allocation_failures(
         [&] { return (outcome = compare(packet, target)).status; },
         [&](tbs_status_t status, unsigned long nth) {
-            // The table and its slots first; then indexing the target row.
-            EXPECT_EQ(nth <= 2 ? TBS_ST_NO_MEMORY : TBS_ST_INVALID_ARG, status) << nth;
+            // The table, its slots and the array of target epochs first;
+            // then indexing the target row.
+            EXPECT_EQ(nth <= 3 ? TBS_ST_NO_MEMORY : TBS_ST_INVALID_ARG, status) << nth;
         });
     EXPECT_GE(points, 4u);
     EXPECT_EQ(PXINFO_EPOCH_CMP_MIXED, outcome.result);

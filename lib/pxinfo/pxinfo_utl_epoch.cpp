@@ -51,26 +51,37 @@ void combine_traced(int *overall, int current) {
 // replica, its key is formed, its partner is taken out of the table and the
 // partner's epoch is read then, so that a miscompare callback that changes a
 // later entry of either row, or the excluded replica, is seen exactly as in a
-// comparison that takes one entry after the other. What happens ahead of an
-// entry's turn only fetches memory: keys formed ahead, quietly and from the
-// rows as they are at that moment, are handed to the table as hints two
-// groups ahead (the table fetches their slots at once and their entries at
-// the next hint), and the partners they lead to have their epochs fetched a
-// group ahead. Rows too large for the caches then cost no more per replica
-// than small ones.
+// comparison that takes one entry after the other, with traces on or off.
+//
+// What happens ahead of an entry's turn cannot be seen. Keys formed ahead,
+// quietly and from the rows as they are at that moment, are handed to the
+// table as hints two groups ahead (the table fetches their slots at once and
+// their entries at the next hint); at its turn an entry uses the key formed
+// ahead only if its replica is still the one it was formed from. While no
+// code but the comparison's own has run (no callback, and nothing printed
+// that a message sink could see), the keys formed ahead are taken as they
+// are, the partners of a packet group are taken out of the table together,
+// so that their misses overlap, and the target epochs are read from a copy of
+// their own (an entry is 832 bytes, an epoch 4). Rows too large for the
+// caches then cost no more per replica than small ones.
 class RowComparison {
   public:
     RowComparison(const pxinfo::TraceScope &scope, const pxinfo_selector_t *excluded,
                   pxinfo_miscompare_functor_t functor, int *result)
         : scope_(scope), excluded_(excluded), functor_(functor), result_(result) {}
-    ~RowComparison() { hash_delete_ht(&table_); }
+    ~RowComparison() {
+        hash_delete_ht(&table_);
+        stg_free(target_epochs_);
+    }
     RowComparison(const RowComparison &) = delete;
     RowComparison &operator=(const RowComparison &) = delete;
 
-    // False when storage is exhausted.
+    // The table and the copy of the target epochs; false when storage is
+    // exhausted.
     bool create_table(unsigned target_count) {
         table_ = hash_str_create(target_count, sizeof(const Entry *), HASH_STR_UNIQUE);
-        return table_ != nullptr;
+        target_epochs_ = static_cast<pxinfo_epoch_num_t *>(stg_malloc(sizeof(pxinfo_epoch_num_t) * target_count));
+        return table_ != nullptr && target_epochs_ != nullptr;
     }
     tbs_status_t index_target(unsigned count, const Entry *entries);
     tbs_status_t walk_packet(unsigned count, const Entry *entries);
@@ -92,10 +103,13 @@ class RowComparison {
         return excluded_ != nullptr && pxinfo_selector_eq(&entry.replica, excluded_);
     }
     const char *key_at_turn(const Entry &entry, const AheadKey &ahead);
-    void form_ahead(const Entry *group, unsigned size, AheadKey *keys);
-    void fetch_partner_epochs(unsigned size, const AheadKey *keys);
-    template <typename Visit>
-    tbs_status_t walk(unsigned count, const Entry *entries, bool fetch_epochs, Visit visit);
+    void form_ahead(const Entry *group, unsigned size, AheadKey *keys, const Entry *end);
+    template <typename VisitGroup>
+    tbs_status_t walk(unsigned count, const Entry *entries, VisitGroup visit_group);
+    bool runs_alone(unsigned size, const AheadKey *keys);
+    pxinfo_epoch_num_t target_epoch(const Entry *target) const {
+        return epochs_copied_ ? target_epochs_[target - target_entries_] : target->epoch;
+    }
     const Entry *take_partner(const char *key);
     tbs_status_t match_packet_entry(const Entry &entry, const char *key, const Entry *partner);
 
@@ -104,6 +118,12 @@ class RowComparison {
     pxinfo_miscompare_functor_t functor_;
     int *result_;
     hash_table_t *table_ = nullptr;
+    const Entry *target_entries_ = nullptr;
+    // The target epochs as they were when the row was indexed: the partners'
+    // epochs are read from here until code of the caller's may have run and
+    // changed the row.
+    pxinfo_epoch_num_t *target_epochs_ = nullptr;
+    bool epochs_copied_ = true;
     char key_[PXINFO_SELECTOR_STR_SIZE];
     // The keys of the group handled now and of the two after it.
     AheadKey ahead_[kGroupsAhead][kGroup];
@@ -123,9 +143,11 @@ const char *RowComparison::key_at_turn(const Entry &entry, const AheadKey &ahead
 }
 
 // Forms the keys of a group quietly and hands them to the table as a hint.
-void RowComparison::form_ahead(const Entry *group, unsigned size, AheadKey *keys) {
+void RowComparison::form_ahead(const Entry *group, unsigned size, AheadKey *keys, const Entry *end) {
     const char *texts[kGroup];
     for (unsigned i = 0; i < size; ++i) {
+        // An entry is 832 bytes: the one a group later is fetched now.
+        if (end - group > i + kGroup) __builtin_prefetch(&group[i + kGroup]);
         const pxinfo_selector_t &replica = group[i].replica;
         keys[i].text =
             replica.type == PXINFO_COMPONENT_VAULT ? pxinfo::selector_text(&replica, keys[i].buffer) : nullptr;
@@ -135,59 +157,73 @@ void RowComparison::form_ahead(const Entry *group, unsigned size, AheadKey *keys
     hash_str_prefetch(table_, texts, size);
 }
 
-// Starts fetching the epochs of the target entries that a group's keys formed
-// ahead lead to; the table is only read.
-void RowComparison::fetch_partner_epochs(unsigned size, const AheadKey *keys) {
-    for (unsigned i = 0; i < size; ++i) {
-        void **slot = nullptr;
-        if (keys[i].text != nullptr && hash_str_lookup(table_, keys[i].text, nullptr, &slot) != 0)
-            __builtin_prefetch(&static_cast<const Entry *>(*slot)->epoch);
-    }
-}
-
-// Hands every entry, in order, to visit with the key formed ahead for it.
-// Counts are compared as what is left, so that no index runs past the
-// largest count.
-template <typename Visit>
-tbs_status_t RowComparison::walk(unsigned count, const Entry *entries, bool fetch_epochs, Visit visit) {
+// Hands the entries, group by group in order, to visit_group with the keys
+// formed ahead for them. Counts are compared as what is left, so that no
+// index runs past the largest count.
+template <typename VisitGroup>
+tbs_status_t RowComparison::walk(unsigned count, const Entry *entries, VisitGroup visit_group) {
     auto size_at = [count](unsigned start) { return count - start < kGroup ? count - start : kGroup; };
     auto keys_at = [this](unsigned start) { return ahead_[(start / kGroup) % kGroupsAhead]; };
     for (unsigned start = 0; start < count && start < kHintDistance; start += kGroup)
-        form_ahead(entries + start, size_at(start), keys_at(start));
-    if (fetch_epochs && count > 0) fetch_partner_epochs(size_at(0), keys_at(0));
+        form_ahead(entries + start, size_at(start), keys_at(start), entries + count);
     for (unsigned start = 0; start < count; start += kGroup) {
         if (count - start > kHintDistance) {
             unsigned later = start + kHintDistance;
-            form_ahead(entries + later, size_at(later), keys_at(later));
+            form_ahead(entries + later, size_at(later), keys_at(later), entries + count);
         }
-        if (fetch_epochs && count - start > kGroup)
-            fetch_partner_epochs(size_at(start + kGroup), keys_at(start + kGroup));
-        const AheadKey *keys = keys_at(start);
-        for (unsigned i = 0; i < size_at(start); ++i) {
-            tbs_status_t status = visit(entries[start + i], keys[i]);
-            if (status != TBS_ST_OK) return status;
-        }
+        tbs_status_t status = visit_group(entries + start, size_at(start), keys_at(start));
+        if (status != TBS_ST_OK) return status;
     }
     return TBS_ST_OK;
 }
 
 tbs_status_t RowComparison::index_target(unsigned count, const Entry *entries) {
-    return walk(count, entries, false, [this](const Entry &entry, const AheadKey &ahead) {
-        if (excluded(entry)) return TBS_ST_OK;
-        const char *key = key_at_turn(entry, ahead);
-        void **slot = nullptr;
-        if (key == nullptr || hash_str_enter(table_, key, nullptr, &slot) != 0) return TBS_ST_INVALID_ARG;
-        *slot = const_cast<Entry *>(&entry);
+    target_entries_ = entries;
+    return walk(count, entries, [this](const Entry *group, unsigned size, const AheadKey *keys) {
+        const bool alone = runs_alone(size, keys);
+        for (unsigned i = 0; i < size; ++i) {
+            if (!alone && excluded(group[i])) continue;
+            const char *key = alone ? keys[i].text : key_at_turn(group[i], keys[i]);
+            void **slot = nullptr;
+            if (key == nullptr || hash_str_enter(table_, key, nullptr, &slot) != 0) return TBS_ST_INVALID_ARG;
+            *slot = const_cast<Entry *>(&group[i]);
+            target_epochs_[&group[i] - target_entries_] = group[i].epoch;
+        }
         return TBS_ST_OK;
     });
 }
 
+// True when handling a group runs no code but the comparison's own and
+// prints nothing: no excluded replica (its comparisons trace and may log), no
+// entry traces, and every key formed ahead. The entries are then as their
+// keys were formed, and the keys are taken as they are. Otherwise a message
+// sink may run, and the copy of the target epochs is not read any more.
+bool RowComparison::runs_alone(unsigned size, const AheadKey *keys) {
+    bool alone = excluded_ == nullptr && !pxinfo::trace_gate(pxinfo::kTraceEntryExit);
+    for (unsigned i = 0; i < size && alone; ++i) alone = keys[i].text != nullptr;
+    if (!alone) epochs_copied_ = false;
+    return alone;
+}
+
 tbs_status_t RowComparison::walk_packet(unsigned count, const Entry *entries) {
-    return walk(count, entries, true, [this](const Entry &entry, const AheadKey &ahead) {
-        if (excluded(entry)) return TBS_ST_OK;
-        const char *key = key_at_turn(entry, ahead);
-        if (key == nullptr) return TBS_ST_INVALID_ARG;
-        return match_packet_entry(entry, key, take_partner(key));
+    return walk(count, entries, [this](const Entry *group, unsigned size, const AheadKey *keys) {
+        // Without a callback the partners are taken out together, so that
+        // their misses overlap, and their epochs fetched.
+        const Entry *partners[kGroup] = {};
+        const bool alone = runs_alone(size, keys);
+        const bool together = alone && functor_.handle_miscompare == nullptr;
+        for (unsigned i = 0; i < size && together; ++i) {
+            partners[i] = take_partner(keys[i].text);
+            if (partners[i] != nullptr) __builtin_prefetch(&target_epochs_[partners[i] - target_entries_]);
+        }
+        for (unsigned i = 0; i < size; ++i) {
+            if (excluded(group[i])) continue;
+            const char *key = together ? keys[i].text : key_at_turn(group[i], keys[i]);
+            if (key == nullptr) return TBS_ST_INVALID_ARG;
+            tbs_status_t status = match_packet_entry(group[i], key, together ? partners[i] : take_partner(key));
+            if (status != TBS_ST_OK) return status;
+        }
+        return TBS_ST_OK;
     });
 }
 
@@ -202,8 +238,9 @@ const Entry *RowComparison::take_partner(const char *key) {
 tbs_status_t RowComparison::match_packet_entry(const Entry &entry, const char *key, const Entry *partner) {
     if (partner == nullptr)
         pxinfo::trace_detail(pxinfo::kTraceFine, "Replica %s is not known by the target replica\n", key);
-    int current = compare_epochs(entry.epoch, partner != nullptr ? partner->epoch : 0);
+    int current = compare_epochs(entry.epoch, partner != nullptr ? target_epoch(partner) : 0);
     if (current == PXINFO_EPOCH_CMP_GREATER && functor_.handle_miscompare != nullptr) {
+        epochs_copied_ = false;
         tbs_status_t status = functor_.handle_miscompare(&entry, partner, functor_.context);
         if (status != TBS_ST_OK) return PXINFO_FAIL_OP(scope_, status, "functor.handle_miscompare");
     }
@@ -218,7 +255,7 @@ void RowComparison::walk_target_only() {
     while (hash_str_next(table_, &iterator, &key, &slot) != 0) {
         const Entry *entry = static_cast<const Entry *>(*slot);
         pxinfo::trace_detail(pxinfo::kTraceFine, "Replica %s is new in target replica.\n ", key);
-        combine_traced(result_, compare_epochs(0, entry->epoch));
+        combine_traced(result_, compare_epochs(0, target_epoch(entry)));
     }
 }
 
