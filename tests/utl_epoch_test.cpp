@@ -464,8 +464,6 @@ TEST(EpochRows, NullRowIsEmptyAndTracedOnEntryOnly) {
 
 }  // namespace
 
-#include <functional>
-
 namespace {
 
 // An entry of one vault family whose replicas are numbered.
@@ -473,7 +471,6 @@ pxinfo_epoch_row_entry_t numbered_entry(unsigned n, pxinfo_epoch_num_t epoch) {
     pxinfo_epoch_row_entry_t entry{};
     tbs_uuid_t family{}, replica{};
     family.bytes[0] = 0xfa;
-    replica.bytes[0] = 1;
     replica.bytes[15] = static_cast<unsigned char>(n);
     EXPECT_EQ(TBS_ST_OK, pxinfo_new_vault_selector(&replica, &family, &entry.replica));
     entry.epoch = epoch;
@@ -483,11 +480,11 @@ pxinfo_epoch_row_entry_t numbered_entry(unsigned n, pxinfo_epoch_num_t epoch) {
 // Rows whose miscompare callback makes one change to them at its first call.
 struct ChangingRows {
     std::vector<pxinfo_epoch_row_entry_t> packet, target;
-    std::function<void(ChangingRows &)> change;
+    void (*change)(ChangingRows &);
     int calls = 0;
     static tbs_status_t on_miscompare(const pxinfo_epoch_row_entry_t *, const pxinfo_epoch_row_entry_t *, void *rows) {
-        auto *self = static_cast<ChangingRows *>(rows);
-        if (self->calls++ == 0) self->change(*self);
+        auto &self = *static_cast<ChangingRows *>(rows);
+        if (self.calls++ == 0) self.change(self);
         return TBS_ST_OK;
     }
 };
@@ -498,20 +495,16 @@ struct ChangingRows {
 // entry at its own turn, with entry traces on or off.
 TEST(EpochRowTurns, ACallbackChangingALaterEntryIsSeenAtThatEntrysTurn) {
     const struct {
-        const char *what;
-        std::function<void(ChangingRows &)> change;
+        void (*change)(ChangingRows &);
         int result, calls;
     } cases[] = {
-        {"nothing changed", [](ChangingRows &) {}, PXINFO_EPOCH_CMP_GREATER, 1},
-        {"a later target epoch raised", [](ChangingRows &r) { r.target[63 - 40].epoch = 12; }, PXINFO_EPOCH_CMP_MIXED,
-         1},
-        {"a later packet entry now names the target-only replica",
-         [](ChangingRows &r) { r.packet[3].replica = r.target[64].replica; }, PXINFO_EPOCH_CMP_MIXED, 2},
-        {"a later packet epoch lowered", [](ChangingRows &r) { r.packet[20].epoch = 9; }, PXINFO_EPOCH_CMP_MIXED, 1},
+        {[](ChangingRows &r) { r.target[63 - 40].epoch = 12; }, PXINFO_EPOCH_CMP_MIXED, 1},
+        {[](ChangingRows &r) { r.packet[3].replica = r.target[64].replica; }, PXINFO_EPOCH_CMP_MIXED, 2},
+        {[](ChangingRows &r) { r.packet[20].epoch = 9; }, PXINFO_EPOCH_CMP_MIXED, 1},
     };
-    for (const auto &c : cases) {
-        for (int verbosity : {0, 5}) {
-            SCOPED_TRACE(std::string(c.what) + (verbosity != 0 ? ", traced" : ""));
+    for (int verbosity : {0, 5}) {
+        for (const auto &c : cases) {
+            SCOPED_TRACE(testing::Message() << "case " << (&c - cases) << ", verbosity " << verbosity);
             ChangingRows rows;
             for (unsigned i = 0; i < 64; ++i) {
                 rows.packet.push_back(numbered_entry(i, i == 1 ? 11 : 10));
@@ -534,18 +527,17 @@ TEST(EpochRowTurns, ACallbackChangingALaterEntryIsSeenAtThatEntrysTurn) {
 // internal error that pxinfo_selector_eq logs for it.
 TEST(EpochRowTurns, ANullExcludedReplicaIsComparedWithEveryEntry) {
     const pxinfo_selector_t null_selector{};
-    const pxinfo_epoch_row_entry_t packet[] = {numbered_entry(1, 5), numbered_entry(2, 3)};
-    const pxinfo_epoch_row_entry_t target[] = {numbered_entry(1, 5), numbered_entry(2, 4), numbered_entry(3, 0)};
+    const pxinfo_epoch_row_entry_t packet[] = {numbered_entry(1, 5)},
+                                   target[] = {numbered_entry(1, 5), numbered_entry(2, 4)};
     pxtest::CapturedMessages captured;
-    unsigned long before = tbs_int_error_count();
+    const unsigned long before = tbs_int_error_count();
     EXPECT_EQ(0, pxinfo_selector_eq(&packet[0].replica, &null_selector));
     const unsigned long per_comparison = tbs_int_error_count() - before;
-    ASSERT_GT(per_comparison, 0u);
-    before = tbs_int_error_count();
     int result = 0;
-    ASSERT_EQ(TBS_ST_OK, pxinfo_epoch_row_compare(2, packet, 3, target, &null_selector, {}, &result));
+    ASSERT_EQ(TBS_ST_OK, pxinfo_epoch_row_compare(1, packet, 2, target, &null_selector, {}, &result));
     EXPECT_EQ(PXINFO_EPOCH_CMP_LESS, result);
-    EXPECT_EQ(5 * per_comparison, tbs_int_error_count() - before);
+    EXPECT_EQ(4 * per_comparison, tbs_int_error_count() - before);
+    EXPECT_GT(per_comparison, 0u);
 }
 
 }  // namespace
