@@ -81,3 +81,26 @@ TEST(KvPktMapping, SyncTypesAndFileTypes) {
 }
 
 }  // namespace
+
+#include <fstream>
+
+namespace {
+
+// The internal error of an unknown feature level is logged on the line just
+// before its assertion, and both name the file that holds them.
+TEST(KvPktMappingLocation, UnknownFeatureLevelNamesTheReportingStatements) {
+    std::ifstream source(PXINFO_SOURCE_DIR "/lib/pxinfo/pxinfo_kv_pkt.cpp");
+    std::string previous, current;
+    int line = 1;
+    for (; std::getline(source, current) && current.find("PXINFO_ASSERT_FAIL(\"FALSE\"") == std::string::npos; ++line)
+        previous = current;
+    EXPECT_NE(std::string::npos, previous.find("tbs_log_int_error(")) << previous;
+    pxtest::CapturedMessages messages;
+    int major = 0, minor = 0;
+    pxinfo_map_flevel_to_protocol_versions(9, &major, &minor);
+    ASSERT_FALSE(messages.lines().empty());
+    EXPECT_EQ("assertion failed: FALSE (lib/pxinfo/pxinfo_kv_pkt:" + std::to_string(line) + ")\n",
+              messages.lines().back().text);
+}
+
+}  // namespace

@@ -219,7 +219,6 @@ TEST_F(PacketInfo, AnUpdatePacketFieldByField) {
     ASSERT_EQ(TBS_ST_OK, pxinfo_get_packet_info(path.c_str(), area_, 77, &info));
     ASSERT_EQ(0, info.status);
     EXPECT_STREQ(path.c_str(), info.pkt_name);
-    EXPECT_EQ(PXINFO_COMPONENT_VAULT, info.component_type);
     EXPECT_EQ(change_time(path), info.file_time);
     EXPECT_EQ(77, info.caller_value);
     EXPECT_EQ(7, info.major_version);
@@ -552,6 +551,48 @@ TEST(Targets, IncludeSelectorFindsTargetsOnly) {
     EXPECT_EQ(TBS_ST_OK, pxinfo_packet_targets_include_selector(&info, &info.sources[0].source, &included));
     EXPECT_EQ(0, included);
     EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_packet_targets_include_selector(&info, nullptr, &included));
+    stg_delete_area(&area);
+}
+
+}  // namespace
+
+namespace {
+
+// A message sink that removes the packet as soon as it has been classified,
+// at the detail trace naming its kind, and keeps the severities it sees.
+struct RemovingSink {
+    std::string path;
+    std::vector<int> severities;
+    static void print(void *sink, int severity, const char *, const char *text) {
+        static_cast<RemovingSink *>(sink)->severities.push_back(severity);
+        if (std::strstr(text, "SAM replica update packet found") != nullptr)
+            ::unlink(static_cast<RemovingSink *>(sink)->path.c_str());
+    }
+};
+
+// A packet that cannot be opened again after it was classified: status 1001
+// and nothing printed.
+TEST(PacketInfoReopen, APacketThatCannotBeOpenedAgainFailsSilently) {
+    pxinfo_kv_pkt_header_t header{};
+    header.sync_type = 1;
+    XDR xdrs;
+    ASSERT_EQ(TBS_ST_OK, xdrstg_create(&xdrs, 4096, 0));
+    u_int size = 0;
+    ASSERT_EQ(TBS_ST_OK, pxinfo_kv_pkt_write_header(&header, 7, &xdrs, &size));
+    RemovingSink sink{pxtest::temp_path("vanishing.pkt"), {}};
+    pxtest::write_file(sink.path, std::vector<unsigned char>(xdrs.x_base, xdrs.x_base + size));
+    xdrstg_destroy(&xdrs);
+    stg_area_t *area = stg_create_area(256);
+    pxinfo_packet_info_t info;
+    {
+        pxtest::CapturedMessages levels(4, "pxinfo");
+        imsg_set_sink(&RemovingSink::print, &sink);
+        ASSERT_EQ(TBS_ST_OK, pxinfo_get_packet_info(sink.path.c_str(), area, 0, &info));
+    }
+    EXPECT_EQ(static_cast<int32_t>(TBS_ST_FAILED), info.status);
+    EXPECT_EQ(PXINFO_COMPONENT_VAULT, info.component_type);
+    EXPECT_NE(0, ::access(sink.path.c_str(), F_OK)) << "the packet was classified, then removed";
+    EXPECT_EQ(std::vector<int>(sink.severities.size(), IMSG_SEV_TRACE), sink.severities);
     stg_delete_area(&area);
 }
 

@@ -743,3 +743,102 @@ TEST(Storage, DeliveriesInAnyOrderFindTheirOwnDestinations) {
 }
 
 }  // namespace
+
+#include "pxinfo_pktutl.h"
+
+namespace {
+
+// An order record built by its caller inside a record of its own: lists
+// initialised, a destination linked with llist_d_insert, another renamed in
+// place. Every operation sees the destinations as the list holds them, and
+// nothing past the order is touched.
+TEST(ShpOrderLists, CallerBuiltOrdersWorkOnWhatTheListsHold) {
+    struct {
+        pxinfo_shp_order_t order;
+        unsigned char after[256];
+    } callers{};
+    pxinfo_shp_order_t &o = callers.order;
+    o.area = stg_create_area(256);
+    for (llist_d_head_t *list : {&o.destinations, &o.arrival_route, &o.return_route, &o.failed_attempts,
+                                 &o.notification_addresses, &o.comment_lines})
+        llist_d_init(list);
+    pxinfo_shp_destination_t linked{};
+    std::strcpy(linked.host, "alpha");
+    llist_d_insert(&o.destinations, &linked, &linked.link, LLIST_D_TAIL);
+    pxtest::CapturedMessages captured(5, "pxinfo");  // writing orders is not traced
+    pxinfo_shp_destination_t *d = nullptr;
+    EXPECT_EQ(TBS_ST_FAILED, pxinfo_shp_create_destination(&o, "b.ord", "alpha", 1, &d));  // a duplicate
+    EXPECT_EQ(&linked, d);
+    ASSERT_EQ(TBS_ST_OK, pxinfo_shp_create_destination(&o, "b.ord", "beta", 1, &d));
+    std::strcpy(d->host, "gamma");
+    EXPECT_EQ(TBS_ST_OK, pxinfo_shp_record_delivery(&o, "b.ord", "hub", "gamma", 7, "d7"));
+    EXPECT_EQ(TBS_ST_FAILED, pxinfo_shp_record_delivery(&o, "b.ord", "hub", "beta", 7, "d7"));  // unknown
+    EXPECT_EQ(TBS_ST_OK, pxinfo_shp_record_failure(&o, "b.ord", 1, "hub", "alpha", 8, "d8", 1));
+    EXPECT_EQ(TBS_ST_FAILED, pxinfo_shp_record_delivery(&o, "b.ord", "hub", "alpha", 9, "d9"));  // failed
+    EXPECT_EQ(3u, captured.problems()) << captured.dump();
+    EXPECT_EQ(std::vector<unsigned char>(256), std::vector<unsigned char>(callers.after, callers.after + 256));
+    FILE *f = std::tmpfile();
+    ASSERT_EQ(TBS_ST_OK, pxinfo_shp_write_order(f, "b.ord", &o));
+    char text[4096] = {};
+    std::rewind(f);
+    std::fread(text, 1, sizeof text - 1, f);
+    std::fclose(f);
+    EXPECT_NE(std::string::npos,
+              std::string(text).find("%DESTINATIONS\n    alpha\n    gamma\n%ARRIVAL-ROUTE\n%DELIVERIES\n"
+                                     "    7 d7 hub gamma\n%FAILED-ATTEMPTS\n    C 8 d8 hub alpha\n"))
+        << text;
+    EXPECT_TRUE(captured.with_severity(IMSG_SEV_TRACE).empty()) << captured.dump();
+    stg_delete_area(&o.area);
+}
+
+// A long order, its deliveries out of destination order, read with each
+// allocation failing in turn; a destination listed again after many is
+// refused, and one renamed in place after the read has its new name only.
+// Reading is not traced, also inside the classification of a file.
+TEST(ShpOrderLists, LongOrdersReadWholeOrFailCleanly) {
+    std::string text = "# Quenta Shipping Order\n# Version 1.0\n%DESTINATIONS\n", deliveries = "%DELIVERIES\n";
+    for (int i = 0; i < 40; ++i) {
+        text += "    h" + std::to_string(i) + "\n";
+        deliveries += "    " + std::to_string(i) + " d r h" + std::to_string(i * 7 % 40) + "\n";
+    }
+    pxinfo_shp_order_t *o = nullptr;
+    auto read = [&](const std::string &body) {
+        FILE *f = std::tmpfile();
+        std::fputs((text + body).c_str(), f);
+        std::rewind(f);
+        tbs_status_t status = pxinfo_shp_read_order(f, "long.ord", &o);
+        std::fclose(f);
+        return status;
+    };
+    pxtest::CapturedMessages captured(5, "pxinfo");  // reading orders is not traced
+    pxtest::sweep_allocation_failures(
+        [&] {
+            tbs_status_t status = read(deliveries);
+            uint32_t k = 0;
+            for (llist_d_link_t *l = o != nullptr ? o->destinations.first : nullptr;
+                 l != nullptr && l != LLIST_D_END(&o->destinations); l = l->next, ++k)
+                EXPECT_EQ(k, static_cast<pxinfo_shp_destination_t *>(l->element)->delivery_time * 7 % 40);
+            EXPECT_EQ(status == TBS_ST_OK ? 40u : 0u, k);
+            pxinfo_shp_destroy_order(&o);
+            return status;
+        },
+        [](tbs_status_t status, unsigned long) { EXPECT_TRUE(status == TBS_ST_NOT_FOUND || status == TBS_ST_FAILED); });
+    EXPECT_EQ(TBS_ST_NOT_FOUND, read("    h3\n" + deliveries));
+    const std::string path = pxtest::temp_path("long.ord"), refused = text + "    h3\n";
+    pxtest::write_file(path, std::vector<unsigned char>(refused.begin(), refused.end()));
+    pxinfo_file_type_t type;
+    EXPECT_EQ(TBS_ST_OK, pxinfo_get_file_type(path.c_str(), &type));  // traced itself, but not the read inside
+    for (const pxtest::PrintedLine &line : captured.with_severity(IMSG_SEV_TRACE))
+        EXPECT_EQ(std::string::npos, line.text.find("shp_")) << line.text;
+    captured.clear();
+    ASSERT_EQ(TBS_ST_OK, read(""));
+    pxinfo_shp_destination_t *d = nullptr;
+    ASSERT_EQ(TBS_ST_OK, pxinfo_shp_create_destination(o, "long.ord", "h5", 0, &d));
+    std::strcpy(d->host, "renamed");
+    EXPECT_EQ(TBS_ST_OK, pxinfo_shp_record_delivery(o, "long.ord", "r", "renamed", 1, "d"));
+    EXPECT_EQ(TBS_ST_FAILED, pxinfo_shp_record_delivery(o, "long.ord", "r", "h5", 1, "d"));
+    EXPECT_EQ(1u, captured.problems()) << captured.dump();
+    pxinfo_shp_destroy_order(&o);
+}
+
+}  // namespace

@@ -463,3 +463,81 @@ TEST(EpochRows, NullRowIsEmptyAndTracedOnEntryOnly) {
 }
 
 }  // namespace
+
+namespace {
+
+// An entry of one vault family whose replicas are numbered.
+pxinfo_epoch_row_entry_t numbered_entry(unsigned n, pxinfo_epoch_num_t epoch) {
+    pxinfo_epoch_row_entry_t entry{};
+    tbs_uuid_t family{}, replica{};
+    family.bytes[0] = 0xfa;
+    replica.bytes[15] = static_cast<unsigned char>(n);
+    EXPECT_EQ(TBS_ST_OK, pxinfo_new_vault_selector(&replica, &family, &entry.replica));
+    entry.epoch = epoch;
+    return entry;
+}
+
+// Rows whose miscompare callback makes one change to them at its first call.
+struct ChangingRows {
+    std::vector<pxinfo_epoch_row_entry_t> packet, target;
+    void (*change)(ChangingRows &);
+    int calls = 0;
+    static tbs_status_t on_miscompare(const pxinfo_epoch_row_entry_t *, const pxinfo_epoch_row_entry_t *, void *rows) {
+        auto &self = *static_cast<ChangingRows *>(rows);
+        if (self.calls++ == 0) self.change(self);
+        return TBS_ST_OK;
+    }
+};
+
+// Replicas 0 to 63 at epoch 10, the target's in reverse order and followed by
+// replica 100 at epoch 0; the packet is ahead at replica 1, where the callback
+// changes a later entry of either row. The outcome is that of taking each
+// entry at its own turn, with entry traces on or off.
+TEST(EpochRowTurns, ACallbackChangingALaterEntryIsSeenAtThatEntrysTurn) {
+    const struct {
+        void (*change)(ChangingRows &);
+        int result, calls;
+    } cases[] = {
+        {[](ChangingRows &r) { r.target[63 - 40].epoch = 12; }, PXINFO_EPOCH_CMP_MIXED, 1},
+        {[](ChangingRows &r) { r.packet[3].replica = r.target[64].replica; }, PXINFO_EPOCH_CMP_MIXED, 2},
+        {[](ChangingRows &r) { r.packet[20].epoch = 9; }, PXINFO_EPOCH_CMP_MIXED, 1},
+    };
+    for (int verbosity : {0, 5}) {
+        for (const auto &c : cases) {
+            SCOPED_TRACE(testing::Message() << "case " << (&c - cases) << ", verbosity " << verbosity);
+            ChangingRows rows;
+            for (unsigned i = 0; i < 64; ++i) {
+                rows.packet.push_back(numbered_entry(i, i == 1 ? 11 : 10));
+                rows.target.insert(rows.target.begin(), numbered_entry(i, 10));
+            }
+            rows.target.push_back(numbered_entry(100, 0));
+            rows.change = c.change;
+            pxtest::CapturedMessages captured(verbosity, "pxinfo");
+            int result = 0;
+            ASSERT_EQ(TBS_ST_OK, pxinfo_epoch_row_compare(64, rows.packet.data(), 65, rows.target.data(), nullptr,
+                                                          {&ChangingRows::on_miscompare, &rows}, &result));
+            EXPECT_EQ(c.result, result);
+            EXPECT_EQ(c.calls, rows.calls);
+        }
+    }
+}
+
+// An excluded replica that is present but null excludes nothing: it is
+// compared with every entry of both rows, each comparison logging the
+// internal error that pxinfo_selector_eq logs for it.
+TEST(EpochRowTurns, ANullExcludedReplicaIsComparedWithEveryEntry) {
+    const pxinfo_selector_t null_selector{};
+    const pxinfo_epoch_row_entry_t packet[] = {numbered_entry(1, 5)},
+                                   target[] = {numbered_entry(1, 5), numbered_entry(2, 4)};
+    pxtest::CapturedMessages captured;
+    const unsigned long before = tbs_int_error_count();
+    EXPECT_EQ(0, pxinfo_selector_eq(&packet[0].replica, &null_selector));
+    const unsigned long per_comparison = tbs_int_error_count() - before;
+    int result = 0;
+    ASSERT_EQ(TBS_ST_OK, pxinfo_epoch_row_compare(1, packet, 2, target, &null_selector, {}, &result));
+    EXPECT_EQ(PXINFO_EPOCH_CMP_LESS, result);
+    EXPECT_EQ(4 * per_comparison, tbs_int_error_count() - before);
+    EXPECT_GT(per_comparison, 0u);
+}
+
+}  // namespace

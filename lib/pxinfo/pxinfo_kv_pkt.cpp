@@ -28,6 +28,17 @@ constexpr int kMsgBadChecksum = 2;
 constexpr int kMsgVersionMismatch = 3;
 constexpr int kMsgDecodeError = 4;
 constexpr int kMsgEncodeError = 5;
+constexpr int kMsgNoVersionForFeatureLevel = 6;
+
+struct ProtocolVersion {
+    int major;
+    int minor;
+};
+
+// Indexed by feature level.
+constexpr ProtocolVersion kProtocolVersionOfFeatureLevel[] = {
+    {0, 1}, {1, 2}, {3, 0}, {4, 0}, {5, 0}, {6, 0}, {7, 0},
+};
 
 // The reader re-encodes a header into a memory stream of this size to check
 // its checksum.
@@ -599,4 +610,27 @@ extern "C" tbs_status_t pxinfo_kv_pkt_write_header(const pxinfo_kv_pkt_header_t 
     }
     *size = XDR_GETPOS(xdrs) - start;
     return TBS_ST_OK;
+}
+
+// ---------------------------------------------------------------------------
+// Feature levels. Kept in this file so that the internal error's source path
+// and line both point at the statement that reports it.
+
+extern "C" void pxinfo_map_flevel_to_protocol_versions(int feature_level, int *major_version, int *minor_version) {
+    const unsigned level = static_cast<unsigned>(feature_level);
+    if (level < sizeof kProtocolVersionOfFeatureLevel / sizeof kProtocolVersionOfFeatureLevel[0]) {
+        if (major_version != nullptr) {
+            *major_version = kProtocolVersionOfFeatureLevel[level].major;
+        }
+        if (minor_version != nullptr) {
+            *minor_version = kProtocolVersionOfFeatureLevel[level].minor;
+        }
+        return;
+    }
+    if (minor_version != nullptr) {
+        *minor_version = 0;
+    }
+    // The assertion reports the line right after the internal error's.
+    tbs_log_int_error("pxinfo_kv_pkt", &kMessages, kMsgNoVersionForFeatureLevel, kSource, __LINE__, 0, feature_level);
+    PXINFO_ASSERT_FAIL("FALSE", kSource);
 }

@@ -1,6 +1,7 @@
-// Packet headers: the mappings of feature levels to protocol versions, of
-// major versions to header layouts and between sync types and file types;
-// and the stdio wrappers the packet code reads and writes through.
+// Packet headers: the mappings of major versions to header layouts and
+// between sync types and file types; and the stdio wrappers the packet code
+// reads and writes through. The feature-level mapping, whose internal error
+// names the packet header code's source, lives with that code.
 #include <cstdio>
 
 #include "pxinfo_frame_internal.h"
@@ -8,28 +9,14 @@
 
 namespace {
 
-// Messages of this area name the packet header code's source.
-constexpr const char *kSource = "lib/pxinfo/pxinfo_kv_pkt";
-constexpr const char *kComponent = "pxinfo_kv_pkt";
 const imsg_msg_table_t &kMessages = _pxinfo_kv_pkt_pxinfo_msg_table;
 
 constexpr int kMsgUnknownVersion = 1;
-constexpr int kMsgNoVersionForFeatureLevel = 6;
 
 // Sync types of the header and the file types they stand for.
 constexpr int kSyncTypeUpdate = 1;
 constexpr int kSyncTypeCreation = 2;
 constexpr int kSyncTypeNone = 0;
-
-struct ProtocolVersion {
-    int major;
-    int minor;
-};
-
-// Indexed by feature level.
-constexpr ProtocolVersion kProtocolVersionOfFeatureLevel[] = {
-    {0, 1}, {1, 2}, {3, 0}, {4, 0}, {5, 0}, {6, 0}, {7, 0},
-};
 
 // Indexed by major version.
 constexpr pxinfo_kv_pkt_header_type_t kLayoutOfMajorVersion[] = {
@@ -46,25 +33,6 @@ constexpr unsigned table_size(const T (&)[N]) {
 
 // ---------------------------------------------------------------------------
 // Mappings.
-
-extern "C" void pxinfo_map_flevel_to_protocol_versions(int feature_level, int *major_version, int *minor_version) {
-    const unsigned level = static_cast<unsigned>(feature_level);
-    if (level < table_size(kProtocolVersionOfFeatureLevel)) {
-        if (major_version != nullptr) {
-            *major_version = kProtocolVersionOfFeatureLevel[level].major;
-        }
-        if (minor_version != nullptr) {
-            *minor_version = kProtocolVersionOfFeatureLevel[level].minor;
-        }
-        return;
-    }
-    if (minor_version != nullptr) {
-        *minor_version = 0;
-    }
-    // The assertion reports the line right after the internal error's.
-    tbs_log_int_error(kComponent, &kMessages, kMsgNoVersionForFeatureLevel, kSource, __LINE__, 0, feature_level);
-    PXINFO_ASSERT_FAIL("FALSE", kSource);
-}
 
 extern "C" tbs_status_t pxinfo_kv_pkt_major_version_to_header_type(int major_version, int quiet,
                                                                    pxinfo_kv_pkt_header_type_t *header_type) {

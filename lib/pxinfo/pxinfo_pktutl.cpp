@@ -44,12 +44,13 @@ class PacketStream {
     PacketStream(const PacketStream &) = delete;
     PacketStream &operator=(const PacketStream &) = delete;
 
-    // Opens (or reopens from the start) path; prints message 5 on failure.
-    tbs_status_t open(const char *path) {
+    // Opens (or reopens from the start) path; prints message 5 on failure
+    // unless quiet.
+    tbs_status_t open(const char *path, bool quiet = false) {
         close();
         stream_ = std::fopen(path, "r");
         if (stream_ != nullptr) return TBS_ST_OK;
-        print_error(kMsgCannotOpen, path, imsg_strerror(errno));
+        if (!quiet) print_error(kMsgCannotOpen, path, imsg_strerror(errno));
         return TBS_ST_FAILED;
     }
     // Closes the stream; false when the close failed.
@@ -260,10 +261,11 @@ tbs_status_t fill_from_header(const pxinfo_kv_pkt_header_t &header, int major, s
 }
 
 // Reads the packet's header and fills info; every problem goes to its status.
+// A packet that cannot be opened again after it was classified is reported by
+// its status alone.
 void examine_packet(const char *path, stg_area_t *area, pxinfo_packet_info_t *info) {
     PacketStream stream;
-    stream.open(path);
-    if (stream.get() == nullptr) {
+    if (stream.open(path, true) != TBS_ST_OK) {
         info->status = static_cast<int32_t>(TBS_ST_FAILED);
         return;
     }

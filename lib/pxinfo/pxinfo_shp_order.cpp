@@ -2,10 +2,12 @@
 // recording deliveries and failed attempts with the rules that tie them to
 // the destinations.
 //
-// Destinations are found by host through an index kept beside the list, in
-// the order's own area, so that reading an order with many destinations and
-// deliveries stays linear. The index lives in a block that follows the
-// public record; callers never see it.
+// Every operation works on what the order's lists hold: callers may build an
+// order themselves, link elements with llist_d_insert and rename destinations
+// in place. Destinations are found by walking the list, except while an order
+// is being read: the read keeps an index by host of the destinations it has
+// added, so that an order with many destinations and deliveries is read in
+// linear time. The index belongs to the read and goes with it.
 #include <cerrno>
 #include <cstring>
 
@@ -21,33 +23,14 @@ namespace {
 constexpr size_t kAreaSizeHint = 4098;
 constexpr uint32_t kIndexInitialCapacity = 16;
 
-// Open addressing with linear probing; capacity is a power of two and the
-// table is kept at most seven eighths full. The hosts' hashes have an array of
-// their own beside the destinations' (0 marks an empty slot): a probe reads
-// four bytes a slot, which keep a long order's table small enough for the
-// cache, and compares hosts only when hashes agree; growing the table never
-// reads the destinations again. Tables are allocated in the order's area; a
-// table outgrown stays there until the area is deleted.
-struct DestinationIndex {
-    uint32_t *hashes;
-    pxinfo_shp_destination_t **slots;
-    uint32_t capacity;
-    uint32_t used;
-    // The destination the last look-up found. Deliveries and failed attempts
-    // are usually listed in the order of the destinations, so the one after
-    // it is tried first: a long order is then looked up in memory order
-    // rather than at random places of the table.
-    pxinfo_shp_destination_t *last_found;
-};
+using Table = ReadIndexScope::Table;
 
-// The block pxinfo_shp_new_order allocates: the public record first.
-struct OrderStorage {
-    pxinfo_shp_order_t order;
-    DestinationIndex index;
-};
+// The index of the read in progress on this thread, innermost first.
+thread_local Table *t_read_index = nullptr;
 
-DestinationIndex &index_of(const pxinfo_shp_order_t *order) {
-    return reinterpret_cast<OrderStorage *>(const_cast<pxinfo_shp_order_t *>(order))->index;
+// The index of order when a read on this thread is building it, else null.
+Table *read_index_of(const pxinfo_shp_order_t *order) {
+    return t_read_index != nullptr && t_read_index->order == order ? t_read_index : nullptr;
 }
 
 // FNV-1a, then a final mix: the index takes the low bits, and FNV-1a alone
@@ -66,7 +49,7 @@ uint32_t host_hash(const char *host) {
     return h == 0 ? 1 : h;
 }
 
-void index_put(DestinationIndex &index, pxinfo_shp_destination_t *destination, uint32_t hash) {
+void index_put(Table &index, pxinfo_shp_destination_t *destination, uint32_t hash) {
     uint32_t mask = index.capacity - 1;
     uint32_t i = hash & mask;
     while (index.hashes[i] != 0) {
@@ -78,30 +61,37 @@ void index_put(DestinationIndex &index, pxinfo_shp_destination_t *destination, u
 }
 
 // Makes room for one more destination; false when storage is exhausted.
-bool index_reserve_one(stg_area_t *area, DestinationIndex &index) {
+bool index_reserve_one(Table &index) {
     if ((index.used + 1) * 8 <= index.capacity * 7) {
         return true;
     }
     uint32_t capacity = index.capacity == 0 ? kIndexInitialCapacity : index.capacity * 2;
     // One block: the destinations' array, then the hashes'.
     const size_t slots_size = static_cast<size_t>(capacity) * sizeof(pxinfo_shp_destination_t *);
-    void *block = stg_calloc(area, slots_size + static_cast<size_t>(capacity) * sizeof(uint32_t));
+    const size_t hashes_size = static_cast<size_t>(capacity) * sizeof(uint32_t);
+    void *block = stg_malloc(slots_size + hashes_size);
     if (block == nullptr) {
         return false;
     }
     auto *hashes = reinterpret_cast<uint32_t *>(static_cast<char *>(block) + slots_size);
-    DestinationIndex grown{hashes, static_cast<pxinfo_shp_destination_t **>(block), capacity, 0, index.last_found};
+    std::memset(hashes, 0, hashes_size);
+    Table grown{index.order, index.outer};
+    grown.hashes = hashes;
+    grown.slots = static_cast<pxinfo_shp_destination_t **>(block);
+    grown.capacity = capacity;
+    grown.last_found = index.last_found;
     for (uint32_t i = 0; i < index.capacity; ++i) {
         if (index.hashes[i] != 0) {
             index_put(grown, index.slots[i], index.hashes[i]);
         }
     }
+    stg_free(index.slots);
     index = grown;
     return true;
 }
 
-// The destination listed after destination; null at the end of the list, for
-// none, or for a destination no longer in a list.
+// The destination listed after destination; null at the end of the list or
+// for none.
 pxinfo_shp_destination_t *next_destination(const pxinfo_shp_order_t *order,
                                            const pxinfo_shp_destination_t *destination) {
     if (destination == nullptr) {
@@ -112,6 +102,25 @@ pxinfo_shp_destination_t *next_destination(const pxinfo_shp_order_t *order,
         return nullptr;
     }
     return static_cast<pxinfo_shp_destination_t *>(next->element);
+}
+
+pxinfo_shp_destination_t *index_find(Table &index, const char *host, uint32_t hash) {
+    pxinfo_shp_destination_t *next = next_destination(index.order, index.last_found);
+    if (next != nullptr && strcmp(next->host, host) == 0) {
+        index.last_found = next;
+        return next;
+    }
+    if (index.capacity == 0) {
+        return nullptr;
+    }
+    uint32_t mask = index.capacity - 1;
+    for (uint32_t i = hash & mask; index.hashes[i] != 0; i = (i + 1) & mask) {
+        if (index.hashes[i] == hash && strcmp(index.slots[i]->host, host) == 0) {
+            index.last_found = index.slots[i];
+            return index.slots[i];
+        }
+    }
+    return nullptr;
 }
 
 pxinfo_shp_destination_t *walk_for_destination(const pxinfo_shp_order_t *order, const char *host) {
@@ -224,39 +233,18 @@ bool check_host_length(const char *file_name, const char *host) {
     return false;
 }
 
-// As find_destination; *hash_out, when asked for, receives the host's hash,
-// for the destination that is about to be added.
-static pxinfo_shp_destination_t *find_destination(const pxinfo_shp_order_t *order, const char *host,
-                                                  uint32_t *hash_out) {
-    DestinationIndex &index = index_of(order);
-    if (hash_out != nullptr) {
-        *hash_out = host_hash(host);
-    }
-    if (index.used != order->destination_count) {
-        // The list was changed behind the index's back: trust only the list.
-        return walk_for_destination(order, host);
-    }
-    if (index.capacity == 0) {
-        return nullptr;
-    }
-    pxinfo_shp_destination_t *next = next_destination(order, index.last_found);
-    if (next != nullptr && strcmp(next->host, host) == 0) {
-        index.last_found = next;
-        return next;
-    }
-    const uint32_t hash = hash_out != nullptr ? *hash_out : host_hash(host);
-    uint32_t mask = index.capacity - 1;
-    for (uint32_t i = hash & mask; index.hashes[i] != 0; i = (i + 1) & mask) {
-        if (index.hashes[i] == hash && strcmp(index.slots[i]->host, host) == 0) {
-            index.last_found = index.slots[i];
-            return index.slots[i];
-        }
-    }
-    return nullptr;
+ReadIndexScope::ReadIndexScope(const pxinfo_shp_order_t *order) : table_{order, t_read_index} {
+    t_read_index = &table_;
+}
+
+ReadIndexScope::~ReadIndexScope() {
+    t_read_index = table_.outer;
+    stg_free(table_.slots);
 }
 
 pxinfo_shp_destination_t *find_destination(const pxinfo_shp_order_t *order, const char *host) {
-    return find_destination(order, host, nullptr);
+    Table *index = read_index_of(order);
+    return index != nullptr ? index_find(*index, host, host_hash(host)) : walk_for_destination(order, host);
 }
 
 }  // namespace shp
@@ -274,13 +262,12 @@ tbs_status_t pxinfo_shp_new_order(pxinfo_shp_order_t **order) {
     if (area == nullptr) {
         return TBS_ST_FAILED;
     }
-    auto *storage = static_cast<OrderStorage *>(stg_calloc(area, sizeof(OrderStorage)));
-    *order = storage == nullptr ? nullptr : &storage->order;
-    if (storage == nullptr) {
+    pxinfo_shp_order_t *o = static_cast<pxinfo_shp_order_t *>(stg_calloc(area, sizeof(pxinfo_shp_order_t)));
+    *order = o;
+    if (o == nullptr) {
         stg_delete_area(&area);
         return TBS_ST_FAILED;
     }
-    pxinfo_shp_order_t *o = &storage->order;
     o->area = area;
     o->identifier = TBS_UUID_NULL;
     llist_d_init(&o->destinations);
@@ -289,7 +276,6 @@ tbs_status_t pxinfo_shp_new_order(pxinfo_shp_order_t **order) {
     llist_d_init(&o->failed_attempts);
     llist_d_init(&o->notification_addresses);
     llist_d_init(&o->comment_lines);
-    storage->index = DestinationIndex{nullptr, nullptr, 0, 0, nullptr};
     return TBS_ST_OK;
 }
 
@@ -314,8 +300,10 @@ tbs_status_t pxinfo_shp_create_destination(pxinfo_shp_order_t *order, const char
     if (destination == nullptr) {
         destination = &unused;
     }
-    uint32_t hash = 0;
-    pxinfo_shp_destination_t *existing = find_destination(order, host, &hash);
+    Table *index = read_index_of(order);
+    const uint32_t hash = index != nullptr ? host_hash(host) : 0;
+    pxinfo_shp_destination_t *existing =
+        index != nullptr ? index_find(*index, host, hash) : walk_for_destination(order, host);
     if (existing != nullptr) {
         *destination = existing;
         if (report_duplicate != 0) {
@@ -327,8 +315,7 @@ tbs_status_t pxinfo_shp_create_destination(pxinfo_shp_order_t *order, const char
     if (!check_host_length(file_name, host)) {
         return TBS_ST_FAILED;
     }
-    DestinationIndex &index = index_of(order);
-    if (!index_reserve_one(order->area, index)) {
+    if (index != nullptr && !index_reserve_one(*index)) {
         print_out_of_storage();
         return TBS_ST_FAILED;
     }
@@ -339,7 +326,9 @@ tbs_status_t pxinfo_shp_create_destination(pxinfo_shp_order_t *order, const char
     copy_host(d->host, host);  // failed, delivery time, string and route stay zero
     llist_d_insert(&order->destinations, d, &d->link, LLIST_D_TAIL);
     ++order->destination_count;
-    index_put(index, d, hash);
+    if (index != nullptr) {
+        index_put(*index, d, hash);
+    }
     *destination = d;
     return TBS_ST_OK;
 }

@@ -7,8 +7,8 @@
  * (and may set) the fields directly and release the whole order with
  * pxinfo_shp_destroy_order. Lists are circular doubly linked lists of the
  * base services (llist.h): walk from head.first until LLIST_D_END(&head).
- * Destinations are to be added only with pxinfo_shp_create_destination, and
- * their host names are not to be changed, so that look-ups by host stay true. */
+ * Callers may also build an order themselves and link elements with
+ * llist_d_insert: every operation works on what the lists hold. */
 #ifndef PXINFO_SHP_ORDER_H
 #define PXINFO_SHP_ORDER_H
 

@@ -90,6 +90,42 @@ bool check_host_length(const char *file_name, const char *host);
 // The destination whose host equals host, or null.
 pxinfo_shp_destination_t *find_destination(const pxinfo_shp_order_t *order, const char *host);
 
+// An index by host of the destinations that a read adds to its order, so that
+// reading an order with many destinations and deliveries stays linear. The
+// read keeps one on its stack; while it lives, looking up destinations of that
+// order on this thread goes through it, and everything else walks the list.
+class ReadIndexScope {
+  public:
+    explicit ReadIndexScope(const pxinfo_shp_order_t *order);
+    ~ReadIndexScope();
+    ReadIndexScope(const ReadIndexScope &) = delete;
+    ReadIndexScope &operator=(const ReadIndexScope &) = delete;
+
+    // Open addressing with linear probing; capacity is a power of two and the
+    // table is kept at most seven eighths full. The hosts' hashes have an
+    // array of their own beside the destinations' (0 marks an empty slot): a
+    // probe reads four bytes a slot, which keeps a long order's table small
+    // enough for the cache, and compares hosts only when hashes agree. The
+    // two arrays are one heap block, released when the table grows and when
+    // the read ends.
+    struct Table {
+        const pxinfo_shp_order_t *order;
+        Table *outer;  // the index of a read this one runs inside, if any
+        uint32_t *hashes = nullptr;
+        pxinfo_shp_destination_t **slots = nullptr;
+        uint32_t capacity = 0;
+        uint32_t used = 0;
+        // The destination the last look-up found. Deliveries and failed
+        // attempts usually follow the order of the destinations, so the one
+        // after it is tried first: a long order is then looked up in memory
+        // order rather than at random places of the table.
+        pxinfo_shp_destination_t *last_found = nullptr;
+    };
+
+  private:
+    Table table_;
+};
+
 // A section writer: (stream, file name, order) -> status.
 using SectionWriter = tbs_status_t (*)(FILE *stream, const char *file_name, const pxinfo_shp_order_t *order);
 // A section parser: (handle, line text, file name, line number, order,

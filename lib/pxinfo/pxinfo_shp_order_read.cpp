@@ -13,7 +13,6 @@ namespace shp {
 
 namespace {
 
-constexpr const char *kSource = "lib/pxinfo/pxinfo_shp_order_read";
 constexpr const char *kHeaderLine = "# Korvane Plexion Shipping Order";
 constexpr const char *kOlderHeaderLine = "# Quenta Shipping Order";
 constexpr const char *kVersionLine = "# Version 1.0";
@@ -463,24 +462,26 @@ using namespace pxinfo::shp;
 extern "C" {
 
 tbs_status_t pxinfo_shp_read_order(FILE *stream, const char *file_name, pxinfo_shp_order_t **order) {
-    pxinfo::TraceScope scope("pxinfo_shp_read_order", kSource);
     if (stream == nullptr || file_name == nullptr || order == nullptr) {
-        return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
+        return TBS_ST_INVALID_ARG;
     }
     *order = nullptr;
     pxinfo_shp_order_t *o = nullptr;
     tbs_status_t status = pxinfo_shp_new_order(&o);
     if (status != TBS_ST_OK) {
-        return PXINFO_FAIL(scope, status);
+        return status;
     }
     ReadState state{};
     state.stream = stream;
     state.file_name = file_name;
-    status = read_lines(state, o);
+    {
+        ReadIndexScope index(o);
+        status = read_lines(state, o);
+    }
     cl_destroy(&state.handle);
     if (status != TBS_ST_OK) {
         pxinfo_shp_destroy_order(&o);
-        return PXINFO_FAIL(scope, status);
+        return status;
     }
     *order = o;
     return TBS_ST_OK;

@@ -13,7 +13,6 @@ namespace shp {
 
 namespace {
 
-constexpr const char *kSource = "lib/pxinfo/pxinfo_shp_order_write";
 constexpr const char *kHeaderLine = "# Korvane Plexion Shipping Order";
 constexpr const char *kVersionLine = "# Version 1.0";
 constexpr const char *kIndent = "    ";
@@ -183,23 +182,22 @@ tbs_status_t pxinfo_shp_ord_write_comment(FILE *stream, const char *file_name, c
 using namespace pxinfo::shp;
 
 extern "C" tbs_status_t pxinfo_shp_write_order(FILE *stream, const char *file_name, const pxinfo_shp_order_t *order) {
-    pxinfo::TraceScope scope("pxinfo_shp_write_order", kSource);
     if (stream == nullptr || file_name == nullptr || order == nullptr) {
-        return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
+        return TBS_ST_INVALID_ARG;
     }
     if (!put_line(stream, file_name, "%s\n", kHeaderLine) || !put_line(stream, file_name, "%s\n", kVersionLine)) {
-        return PXINFO_FAIL(scope, TBS_ST_FAILED);
+        return TBS_ST_FAILED;
     }
     for (const SectionKeyword &section : shp_ord_keywords) {
         tbs_status_t status = section.write(stream, file_name, order);
         if (status != TBS_ST_OK) {
-            return PXINFO_FAIL(scope, status);
+            return status;
         }
     }
     if (sysutl_fsync_fptr(stream) != 0) {
         imsg_print_shared(IMSG_SEV_ERROR, kComponent, &_tbs_cmsg_tbs_msg_table, kSharedMsgCannotSync, file_name,
                           errno_text());
-        return PXINFO_FAIL(scope, TBS_ST_FAILED);
+        return TBS_ST_FAILED;
     }
     return TBS_ST_OK;
 }

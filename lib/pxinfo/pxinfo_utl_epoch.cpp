@@ -4,10 +4,7 @@
 // The comparison indexes the target row in a hash table keyed by each
 // replica's full text form, then walks the packet row removing what it
 // matches, so that what stays in the table is what only the target lists.
-// It costs time linear in the two rows. So that rows too large for the
-// caches cost no more per replica than small ones, the target epochs are kept
-// in an array of their own (an entry is 832 bytes, an epoch 4), and both rows
-// are walked in groups whose keys are handed to the table two groups ahead.
+// It costs time linear in the two rows.
 #include <cstring>
 
 #include "hash.h"
@@ -49,14 +46,29 @@ void combine_traced(int *overall, int current) {
 
 // One comparison: the table of target entries not yet matched, and what the
 // caller passed. The table is deleted with the object, on every path.
+//
+// Every entry is handled at its own turn: it is compared with the excluded
+// replica, its key is formed, its partner is taken out of the table and the
+// partner's epoch is read then, so that a miscompare callback that changes a
+// later entry of either row, or the excluded replica, is seen exactly as in a
+// comparison that takes one entry after the other, with traces on or off.
+//
+// What happens ahead of an entry's turn cannot be seen. Keys formed ahead,
+// quietly and from the rows as they are at that moment, are handed to the
+// table as hints two groups ahead (the table fetches their slots at once and
+// their entries at the next hint); at its turn an entry uses the key formed
+// ahead only if its replica is still the one it was formed from. While no
+// code but the comparison's own has run (no callback, and nothing printed
+// that a message sink could see), the keys formed ahead are taken as they
+// are, the partners of a packet group are taken out of the table together,
+// so that their misses overlap, and the target epochs are read from a copy of
+// their own (an entry is 832 bytes, an epoch 4). Rows too large for the
+// caches then cost no more per replica than small ones.
 class RowComparison {
   public:
     RowComparison(const pxinfo::TraceScope &scope, const pxinfo_selector_t *excluded,
                   pxinfo_miscompare_functor_t functor, int *result)
-        : scope_(scope),
-          excluded_(pxinfo_selector_is_null(excluded) ? nullptr : excluded),
-          functor_(functor),
-          result_(result) {}
+        : scope_(scope), excluded_(excluded), functor_(functor), result_(result) {}
     ~RowComparison() {
         hash_delete_ht(&table_);
         stg_free(target_epochs_);
@@ -64,7 +76,7 @@ class RowComparison {
     RowComparison(const RowComparison &) = delete;
     RowComparison &operator=(const RowComparison &) = delete;
 
-    // The table and the array of target epochs; false when storage is
+    // The table and the copy of the target epochs; false when storage is
     // exhausted.
     bool create_table(unsigned target_count) {
         table_ = hash_str_create(target_count, sizeof(const Entry *), HASH_STR_UNIQUE);
@@ -76,20 +88,28 @@ class RowComparison {
     void walk_target_only();
 
   private:
+    // A key formed ahead of its entry's turn, and the vault replica it was
+    // formed from.
+    struct AheadKey {
+        const char *text;  // null when the replica had no text form
+        pxinfo_selector_vault_t vault;
+        char buffer[PXINFO_SELECTOR_STR_SIZE];
+    };
+    static constexpr unsigned kGroup = 8;
+    static constexpr unsigned kGroupsAhead = 3;
+    static constexpr unsigned kHintDistance = (kGroupsAhead - 1) * kGroup;
+
     bool excluded(const Entry &entry) const {
         return excluded_ != nullptr && pxinfo_selector_eq(&entry.replica, excluded_);
     }
-    // The entry's key, its replica's full text form; null when it has none.
-    const char *key_of(const Entry &entry) { return pxinfo_selector_to_str(&entry.replica, key_); }
-    // The epoch of the target entry the table handed out.
-    pxinfo_epoch_num_t target_epoch(const Entry *target) const { return target_epochs_[target - target_entries_]; }
-    // A packet entry's partner in the target row, taken out of the table.
-    struct Partner {
-        const Entry *entry = nullptr;
-        bool taken = false;  // looked for already
-    };
+    const char *key_at_turn(const Entry &entry, const AheadKey &ahead);
+    void form_ahead(const Entry *group, unsigned size, AheadKey *keys, const Entry *end);
     template <typename VisitGroup>
-    tbs_status_t walk_in_groups(unsigned count, const Entry *entries, VisitGroup visit_group);
+    tbs_status_t walk(unsigned count, const Entry *entries, VisitGroup visit_group);
+    bool runs_alone(unsigned size, const AheadKey *keys);
+    pxinfo_epoch_num_t target_epoch(const Entry *target) const {
+        return epochs_copied_ ? target_epochs_[target - target_entries_] : target->epoch;
+    }
     const Entry *take_partner(const char *key);
     tbs_status_t match_packet_entry(const Entry &entry, const char *key, const Entry *partner);
 
@@ -99,45 +119,59 @@ class RowComparison {
     int *result_;
     hash_table_t *table_ = nullptr;
     const Entry *target_entries_ = nullptr;
+    // The target epochs as they were when the row was indexed: the partners'
+    // epochs are read from here until code of the caller's may have run and
+    // changed the row.
     pxinfo_epoch_num_t *target_epochs_ = nullptr;
+    bool epochs_copied_ = true;
     char key_[PXINFO_SELECTOR_STR_SIZE];
-    // The keys of the group visited now and of the two after it.
-    static constexpr unsigned kLookahead = 8;
-    static constexpr unsigned kGroupsAhead = 3;
-    char ahead_[kGroupsAhead][kLookahead][PXINFO_SELECTOR_STR_SIZE];
+    // The keys of the group handled now and of the two after it.
+    AheadKey ahead_[kGroupsAhead][kGroup];
 };
 
-// Takes the entries in groups and hands each group, with the keys formed
-// for it, to visit_group. Keys are formed and handed to the table as a hint
-// two groups ahead of their turn, as the table fetches the slots of a hint at
-// once and their entries at the next hint: every miss of a group overlaps
-// with the work on the two groups before it. Keys are formed ahead quietly,
-// and not at all while entry and exit traces are wanted: an entry without a
-// key formed ahead has it formed at its turn by pxinfo_selector_to_str, so
-// that its trace lines and internal error come where they belong.
+// The entry's key, its replica's full text form as it is now; null when it
+// has none. A key formed ahead from the same vault replica is that text
+// already, and is taken while the entry and exit lines that forming it again
+// would print are not wanted; otherwise it is formed by
+// pxinfo_selector_to_str, with its trace lines and internal error.
+const char *RowComparison::key_at_turn(const Entry &entry, const AheadKey &ahead) {
+    if (ahead.text != nullptr && entry.replica.type == PXINFO_COMPONENT_VAULT &&
+        std::memcmp(&entry.replica.u.vault, &ahead.vault, sizeof ahead.vault) == 0 &&
+        !pxinfo::trace_gate(pxinfo::kTraceEntryExit))
+        return ahead.text;
+    return pxinfo_selector_to_str(&entry.replica, key_);
+}
+
+// Forms the keys of a group quietly and hands them to the table as a hint.
+void RowComparison::form_ahead(const Entry *group, unsigned size, AheadKey *keys, const Entry *end) {
+    const char *texts[kGroup];
+    for (unsigned i = 0; i < size; ++i) {
+        // An entry is 832 bytes: the one a group later is fetched now.
+        if (end - group > i + kGroup) __builtin_prefetch(&group[i + kGroup]);
+        const pxinfo_selector_t &replica = group[i].replica;
+        keys[i].text =
+            replica.type == PXINFO_COMPONENT_VAULT ? pxinfo::selector_text(&replica, keys[i].buffer) : nullptr;
+        if (keys[i].text != nullptr) keys[i].vault = replica.u.vault;
+        texts[i] = keys[i].text;
+    }
+    hash_str_prefetch(table_, texts, size);
+}
+
+// Hands the entries, group by group in order, to visit_group with the keys
+// formed ahead for them. Counts are compared as what is left, so that no
+// index runs past the largest count.
 template <typename VisitGroup>
-tbs_status_t RowComparison::walk_in_groups(unsigned count, const Entry *entries, VisitGroup visit_group) {
-    bool form_ahead = !pxinfo::trace_gate(pxinfo::kTraceEntryExit);
-    const char *keys[kGroupsAhead][kLookahead] = {};
-    // Counts are compared as what is left, so that no index runs past the
-    // largest count.
-    auto form_group = [&](unsigned start) {
-        if (!form_ahead) return;
-        unsigned group = count - start < kLookahead ? count - start : kLookahead;
-        unsigned turn = (start / kLookahead) % kGroupsAhead;
-        for (unsigned i = 0; i < group; ++i) {
-            // An entry is 832 bytes: the one a group later is fetched now.
-            if (count - start - i > kLookahead) __builtin_prefetch(&entries[start + i + kLookahead]);
-            keys[turn][i] = pxinfo::selector_text(&entries[start + i].replica, ahead_[turn][i]);
+tbs_status_t RowComparison::walk(unsigned count, const Entry *entries, VisitGroup visit_group) {
+    auto size_at = [count](unsigned start) { return count - start < kGroup ? count - start : kGroup; };
+    auto keys_at = [this](unsigned start) { return ahead_[(start / kGroup) % kGroupsAhead]; };
+    for (unsigned start = 0; start < count && start < kHintDistance; start += kGroup)
+        form_ahead(entries + start, size_at(start), keys_at(start), entries + count);
+    for (unsigned start = 0; start < count; start += kGroup) {
+        if (count - start > kHintDistance) {
+            unsigned later = start + kHintDistance;
+            form_ahead(entries + later, size_at(later), keys_at(later), entries + count);
         }
-        hash_str_prefetch(table_, keys[turn], group);
-    };
-    constexpr unsigned kHintDistance = (kGroupsAhead - 1) * kLookahead;
-    for (unsigned start = 0; start < kHintDistance && start < count; start += kLookahead) form_group(start);
-    for (unsigned start = 0; start < count; start += kLookahead) {
-        unsigned group = count - start < kLookahead ? count - start : kLookahead;
-        if (count - start > kHintDistance) form_group(start + kHintDistance);
-        tbs_status_t status = visit_group(entries + start, group, keys[(start / kLookahead) % kGroupsAhead]);
+        tbs_status_t status = visit_group(entries + start, size_at(start), keys_at(start));
         if (status != TBS_ST_OK) return status;
     }
     return TBS_ST_OK;
@@ -145,10 +179,11 @@ tbs_status_t RowComparison::walk_in_groups(unsigned count, const Entry *entries,
 
 tbs_status_t RowComparison::index_target(unsigned count, const Entry *entries) {
     target_entries_ = entries;
-    return walk_in_groups(count, entries, [this](const Entry *group, unsigned size, const char *const *ahead) {
+    return walk(count, entries, [this](const Entry *group, unsigned size, const AheadKey *keys) {
+        const bool alone = runs_alone(size, keys);
         for (unsigned i = 0; i < size; ++i) {
-            if (excluded(group[i])) continue;
-            const char *key = ahead[i] != nullptr ? ahead[i] : key_of(group[i]);
+            if (!alone && excluded(group[i])) continue;
+            const char *key = alone ? keys[i].text : key_at_turn(group[i], keys[i]);
             void **slot = nullptr;
             if (key == nullptr || hash_str_enter(table_, key, nullptr, &slot) != 0) return TBS_ST_INVALID_ARG;
             *slot = const_cast<Entry *>(&group[i]);
@@ -158,28 +193,34 @@ tbs_status_t RowComparison::index_target(unsigned count, const Entry *entries) {
     });
 }
 
-// Each group in two passes: first the partners of the entries whose keys were
-// formed ahead are taken out of the table and their epochs fetched, then every
-// entry is matched in order. Taking a partner out early changes nothing a
-// caller sees: the table is the comparison's own, a duplicate replica still
-// finds its partner taken by the first of its entries, and a walk that ends
-// early deletes the table anyway. With an excluded replica the partners are
-// taken at each entry's turn, after the comparison with the excluded replica
-// (which may log) has been made there.
+// True when handling a group runs no code but the comparison's own and
+// prints nothing: no excluded replica (its comparisons trace and may log), no
+// entry traces, and every key formed ahead. The entries are then as their
+// keys were formed, and the keys are taken as they are. Otherwise a message
+// sink may run, and the copy of the target epochs is not read any more.
+bool RowComparison::runs_alone(unsigned size, const AheadKey *keys) {
+    bool alone = excluded_ == nullptr && !pxinfo::trace_gate(pxinfo::kTraceEntryExit);
+    for (unsigned i = 0; i < size && alone; ++i) alone = keys[i].text != nullptr;
+    if (!alone) epochs_copied_ = false;
+    return alone;
+}
+
 tbs_status_t RowComparison::walk_packet(unsigned count, const Entry *entries) {
-    return walk_in_groups(count, entries, [this](const Entry *group, unsigned size, const char *const *ahead) {
-        Partner partners[kLookahead];
-        for (unsigned i = 0; i < size && excluded_ == nullptr; ++i) {
-            if (ahead[i] == nullptr) continue;
-            partners[i] = {take_partner(ahead[i]), true};
-            if (partners[i].entry != nullptr) __builtin_prefetch(&target_epochs_[partners[i].entry - target_entries_]);
+    return walk(count, entries, [this](const Entry *group, unsigned size, const AheadKey *keys) {
+        // Without a callback the partners are taken out together, so that
+        // their misses overlap, and their epochs fetched.
+        const Entry *partners[kGroup] = {};
+        const bool alone = runs_alone(size, keys);
+        const bool together = alone && functor_.handle_miscompare == nullptr;
+        for (unsigned i = 0; i < size && together; ++i) {
+            partners[i] = take_partner(keys[i].text);
+            if (partners[i] != nullptr) __builtin_prefetch(&target_epochs_[partners[i] - target_entries_]);
         }
         for (unsigned i = 0; i < size; ++i) {
             if (excluded(group[i])) continue;
-            const char *key = ahead[i] != nullptr ? ahead[i] : key_of(group[i]);
+            const char *key = together ? keys[i].text : key_at_turn(group[i], keys[i]);
             if (key == nullptr) return TBS_ST_INVALID_ARG;
-            if (!partners[i].taken) partners[i].entry = take_partner(key);
-            tbs_status_t status = match_packet_entry(group[i], key, partners[i].entry);
+            tbs_status_t status = match_packet_entry(group[i], key, together ? partners[i] : take_partner(key));
             if (status != TBS_ST_OK) return status;
         }
         return TBS_ST_OK;
@@ -199,6 +240,7 @@ tbs_status_t RowComparison::match_packet_entry(const Entry &entry, const char *k
         pxinfo::trace_detail(pxinfo::kTraceFine, "Replica %s is not known by the target replica\n", key);
     int current = compare_epochs(entry.epoch, partner != nullptr ? target_epoch(partner) : 0);
     if (current == PXINFO_EPOCH_CMP_GREATER && functor_.handle_miscompare != nullptr) {
+        epochs_copied_ = false;
         tbs_status_t status = functor_.handle_miscompare(&entry, partner, functor_.context);
         if (status != TBS_ST_OK) return PXINFO_FAIL_OP(scope_, status, "functor.handle_miscompare");
     }
