@@ -83,6 +83,15 @@ bool_t encode_string(XDR *xdrs, const char *text, u_int max) {
     return wire_length == 0 || xdr_opaque(xdrs, const_cast<char *>(text), wire_length);
 }
 
+// Reads length bytes and the padding that rounds them to a whole word, as
+// xdr_opaque does, but with the padding read into a buffer of this call:
+// xdr_opaque reads it into one static buffer that every thread shares.
+bool read_opaque(XDR *xdrs, char *buffer, u_int length) {
+    char padding[BYTES_PER_XDR_UNIT];
+    const u_int rest = length % BYTES_PER_XDR_UNIT;
+    return XDR_GETBYTES(xdrs, buffer, length) && (rest == 0 || XDR_GETBYTES(xdrs, padding, BYTES_PER_XDR_UNIT - rest));
+}
+
 bool_t decode_string(XDR *xdrs, char **sp, u_int max) {
     u_int length = 0;
     if (!xdr_u_int(xdrs, &length)) {
@@ -99,7 +108,7 @@ bool_t decode_string(XDR *xdrs, char **sp, u_int max) {
             return FALSE;
         }
     }
-    if (length > 0 && !xdr_opaque(xdrs, buffer, length)) {
+    if (length > 0 && !read_opaque(xdrs, buffer, length)) {
         if (owned) {
             stg_free(buffer);
         } else {
