@@ -43,11 +43,19 @@ char *element_at(void *base, u_int index, u_int elsize) {
 }
 
 // Runs elproc over count elements, stopping at the first that fails; *done
-// receives the number of elements the routine was called on.
-bool code_elements(XDR *xdrs, void *base, u_int count, u_int elsize, xdr_ez_proc_t elproc, int extra, u_int *done) {
+// receives the number of elements the routine was called on. With
+// clear_first each element is zero-filled just before its turn, so that a
+// fresh block is written only as far as the stream delivers: a count that
+// the stream cannot satisfy costs an allocation, not a pass over all of it.
+bool code_elements(XDR *xdrs, void *base, u_int count, u_int elsize, xdr_ez_proc_t elproc, int extra, u_int *done,
+                   bool clear_first = false) {
     for (u_int i = 0; i < count; ++i) {
         *done = i + 1;
-        if (!elproc(xdrs, element_at(base, i, elsize), extra)) {
+        char *element = element_at(base, i, elsize);
+        if (clear_first) {
+            std::memset(element, 0, elsize);
+        }
+        if (!elproc(xdrs, element, extra)) {
             return false;
         }
     }
@@ -129,13 +137,13 @@ bool_t decode_array(XDR *xdrs, void **arrp, u_int *countp, u_int elsize, xdr_ez_
     void *block = *arrp;
     const bool owned = block == nullptr;
     if (owned) {
-        block = allocate_zeroed(static_cast<size_t>(count) * elsize);
+        block = stg_malloc(static_cast<size_t>(count) * elsize);
         if (block == nullptr) {
             return FALSE;
         }
     }
     u_int done = 0;
-    if (!code_elements(xdrs, block, count, elsize, elproc, extra, &done)) {
+    if (!code_elements(xdrs, block, count, elsize, elproc, extra, &done, owned)) {
         if (owned) {
             release_elements(block, done, elsize, elproc, extra);
             stg_free(block);
