@@ -732,3 +732,69 @@ TEST(XdrHostileInput, AllocationFailuresDuringDecodeLeakNothing) {
 }
 
 }  // namespace
+
+// ---- Decoding into the caller's own array -----------------------------------
+
+#include <cstdlib>
+#include <initializer_list>
+
+#include "xdr_ez.h"
+
+namespace caller_arrays {
+
+// Big-endian words, as a decoding stream reads them.
+std::vector<char> words(std::initializer_list<uint32_t> values) {
+    std::vector<char> bytes;
+    for (uint32_t v : values)
+        for (int shift = 24; shift >= 0; shift -= 8) bytes.push_back(static_cast<char>(v >> shift));
+    return bytes;
+}
+
+template <typename Record>
+bool decode(std::vector<char> bytes, Record *record, bool_t (*routine)(XDR *, Record *, int)) {
+    XDR xdrs;
+    xdrmem_create(&xdrs, bytes.data(), static_cast<u_int>(bytes.size()), XDR_DECODE);
+    return routine(&xdrs, record, 0) != 0;
+}
+
+// A failed decode leaves the caller's block where it is and usable: a stack
+// array (which the decode must never hand to the heap) and a heap block.
+TEST(XdrCallerArray, FailedDecodeKeepsTheCallersBlock) {
+    const std::vector<std::vector<char>> failing = {
+        words({2, 1, 1, 2, 3, 4, 7, 1}),  // array word below the count field
+        words({2, 2, 1, 2, 3, 4, 7, 1}),  // stream ends after the first element
+        words({2, 2, 1, 2}),              // stream ends inside the first element
+    };
+    for (size_t i = 0; i < failing.size(); ++i) {
+        SCOPED_TRACE(i);
+        pxinfo_sync_job_id_pair_t on_stack[2] = {};
+        pxinfo_sync_job_id_pair_list_t list{0, on_stack};
+        EXPECT_FALSE(decode(failing[i], &list, xdr_pxinfo_sync_job_id_pair_list_t));
+        EXPECT_EQ(on_stack, list.pairs);
+        auto *on_heap = static_cast<pxinfo_sync_job_id_pair_t *>(std::calloc(2, sizeof(pxinfo_sync_job_id_pair_t)));
+        list = pxinfo_sync_job_id_pair_list_t{0, on_heap};
+        EXPECT_FALSE(decode(failing[i], &list, xdr_pxinfo_sync_job_id_pair_list_t));
+        ASSERT_EQ(on_heap, list.pairs);
+        on_heap[1].local_jobid = 9;  // still the caller's, writable, freed once
+        std::free(on_heap);
+    }
+}
+
+bool_t release_replica_info(XDR *xdrs, void *record, int extra) {
+    return xdr_pxinfo_replica_info_t(xdrs, static_cast<pxinfo_replica_info_t *>(record), extra);
+}
+
+// Strings decoded into the caller's elements before the failure stay with
+// them, released element by element without touching the array.
+TEST(XdrCallerArray, ElementsDecodedBeforeTheFailureAreReleasable) {
+    pxinfo_replica_info_t replicas[2] = {};
+    pxinfo_sync_attempt_data_t attempt{};
+    attempt.replicas = replicas;
+    EXPECT_FALSE(
+        decode(words({1, 2, 3, 1, 1, 2, 2, 0, 2, 0x6e6d0000, 0, 0}), &attempt, xdr_pxinfo_sync_attempt_data_t));
+    EXPECT_EQ(replicas, attempt.replicas);
+    EXPECT_STREQ("nm", replicas[0].name);
+    for (pxinfo_replica_info_t &r : replicas) xdr_ez_free(&r, release_replica_info, 0);
+}
+
+}  // namespace caller_arrays

@@ -224,7 +224,12 @@ int imsg_should_trace(const char *component, int /*level*/) {
     return 0;
 }
 
-const char *imsg_strerror(int errno_value) { return std::strerror(errno_value); }
+// strerror may build the text of an unknown value in one buffer shared by all
+// threads; the reentrant form builds it in a buffer of the calling thread.
+const char *imsg_strerror(int errno_value) {
+    static thread_local char text[128];
+    return strerror_r(errno_value, text, sizeof text);
+}
 
 }  // extern "C"
 

@@ -41,7 +41,7 @@ const char *tbs_strerror(tbs_status_t status) {
     default: break;
     }
     if (status > TBS_ERRNO_BASE && status - TBS_ERRNO_BASE < 4096)
-        return std::strerror(static_cast<int>(status - TBS_ERRNO_BASE));
+        return imsg_strerror(static_cast<int>(status - TBS_ERRNO_BASE));
     return "unknown status";
 }
 

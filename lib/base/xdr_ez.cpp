@@ -43,11 +43,19 @@ char *element_at(void *base, u_int index, u_int elsize) {
 }
 
 // Runs elproc over count elements, stopping at the first that fails; *done
-// receives the number of elements the routine was called on.
-bool code_elements(XDR *xdrs, void *base, u_int count, u_int elsize, xdr_ez_proc_t elproc, int extra, u_int *done) {
+// receives the number of elements the routine was called on. With
+// clear_first each element is zero-filled just before its turn, so that a
+// fresh block is written only as far as the stream delivers: a count that
+// the stream cannot satisfy costs an allocation, not a pass over all of it.
+bool code_elements(XDR *xdrs, void *base, u_int count, u_int elsize, xdr_ez_proc_t elproc, int extra, u_int *done,
+                   bool clear_first = false) {
     for (u_int i = 0; i < count; ++i) {
         *done = i + 1;
-        if (!elproc(xdrs, element_at(base, i, elsize), extra)) {
+        char *element = element_at(base, i, elsize);
+        if (clear_first) {
+            std::memset(element, 0, elsize);
+        }
+        if (!elproc(xdrs, element, extra)) {
             return false;
         }
     }
@@ -83,6 +91,15 @@ bool_t encode_string(XDR *xdrs, const char *text, u_int max) {
     return wire_length == 0 || xdr_opaque(xdrs, const_cast<char *>(text), wire_length);
 }
 
+// Reads length bytes and the padding that rounds them to a whole word, as
+// xdr_opaque does, but with the padding read into a buffer of this call:
+// xdr_opaque reads it into one static buffer that every thread shares.
+bool read_opaque(XDR *xdrs, char *buffer, u_int length) {
+    char padding[BYTES_PER_XDR_UNIT];
+    const u_int rest = length % BYTES_PER_XDR_UNIT;
+    return XDR_GETBYTES(xdrs, buffer, length) && (rest == 0 || XDR_GETBYTES(xdrs, padding, BYTES_PER_XDR_UNIT - rest));
+}
+
 bool_t decode_string(XDR *xdrs, char **sp, u_int max) {
     u_int length = 0;
     if (!xdr_u_int(xdrs, &length)) {
@@ -99,7 +116,7 @@ bool_t decode_string(XDR *xdrs, char **sp, u_int max) {
             return FALSE;
         }
     }
-    if (length > 0 && !xdr_opaque(xdrs, buffer, length)) {
+    if (length > 0 && !read_opaque(xdrs, buffer, length)) {
         if (owned) {
             stg_free(buffer);
         } else {
@@ -120,13 +137,13 @@ bool_t decode_array(XDR *xdrs, void **arrp, u_int *countp, u_int elsize, xdr_ez_
     void *block = *arrp;
     const bool owned = block == nullptr;
     if (owned) {
-        block = allocate_zeroed(static_cast<size_t>(count) * elsize);
+        block = stg_malloc(static_cast<size_t>(count) * elsize);
         if (block == nullptr) {
             return FALSE;
         }
     }
     u_int done = 0;
-    if (!code_elements(xdrs, block, count, elsize, elproc, extra, &done)) {
+    if (!code_elements(xdrs, block, count, elsize, elproc, extra, &done, owned)) {
         if (owned) {
             release_elements(block, done, elsize, elproc, extra);
             stg_free(block);

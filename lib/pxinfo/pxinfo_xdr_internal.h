@@ -126,17 +126,21 @@ class Fields {
     // size and its maximum are both that count. A decode that does not end
     // with exactly count elements is refused and releases what it
     // allocated, so the record never claims more elements than it holds.
+    // An array the caller supplied (decoding into it, as xdr_array allows)
+    // stays the caller's: a refused decode leaves the block where it is,
+    // with whatever elements were decoded into it for the caller to release.
     template <auto Routine, typename Count, typename Elem>
     bool array(Count count, Elem **elements) const {
         static_assert(std::is_integral_v<Count> && sizeof(Count) == sizeof(u_int), "counts are 32-bit");
         const u_int limit = static_cast<u_int>(count);
         u_int n = limit;
         void *block = *elements;
+        const bool callers_block = block != nullptr;
         const xdr_ez_proc_t routine = &element_thunk<Routine, Elem>;
         const bool ok = xdr_ez_array(xdrs_, &block, &n, limit, sizeof(Elem), routine, extra_) != 0;
         *elements = static_cast<Elem *>(block);
         if (xdrs_->x_op == XDR_DECODE && (!ok || n != limit)) {
-            if (*elements != nullptr) {
+            if (*elements != nullptr && !callers_block) {
                 release_array(xdrs_, elements, n, routine, extra_);
             }
             return false;
