@@ -2,7 +2,7 @@
 #include "cmd_health.h"
 
 #include "commands.h"
-#include "inspect.h"
+#include "diagnose.h"
 #include "report.h"
 #include "tool_util.h"
 

@@ -6,7 +6,7 @@
 #include <set>
 
 #include "commands.h"
-#include "inspect.h"
+#include "diagnose.h"
 #include "report.h"
 #include "tool_util.h"
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "commands.h"
-#include "inspect.h"
+#include "diagnose.h"
 #include "report.h"
 #include "tool_util.h"
 

@@ -10,7 +10,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "inspect.h"
+#include "diagnose.h"
 #include "report.h"
 
 namespace pxtool {

@@ -1,4 +1,4 @@
-#include "inspect.h"
+#include "diagnose.h"
 
 #include <cstdio>
 #include <cstdlib>

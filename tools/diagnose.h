@@ -2,8 +2,8 @@
 // library's classification, completed by the tool with health files and
 // with a diagnosis of files that look like a packet, an order or a health
 // file but do not read as one.
-#ifndef PXINFO_TOOL_INSPECT_H
-#define PXINFO_TOOL_INSPECT_H
+#ifndef PXINFO_TOOL_DIAGNOSE_H
+#define PXINFO_TOOL_DIAGNOSE_H
 
 #include <ctime>
 #include <string>
