@@ -175,28 +175,6 @@ TEST(HashTable, KeysComingAndGoingReuseTheirBlocksAndLongKeysHaveTheirOwn) {
     EXPECT_EQ(live_before, stg_live_block_count());
 }
 
-TEST(HashTable, APrefetchHintChangesNothing) {
-    // A hint's second step comes with the next hint: by then the hinted key
-    // may be gone and the slot array replaced by a larger one. Under
-    // AddressSanitizer a step that kept the old array would be caught here.
-    hash_table_t *table = hash_str_create(2, sizeof(void *), HASH_STR_UNIQUE);
-    ASSERT_NE(nullptr, table);
-    ASSERT_EQ(0, hash_str_enter(table, "present", nullptr, nullptr));
-    const char *keys[40] = {"present", nullptr, "absent"};
-    for (int i = 3; i < 40; ++i) keys[i] = "present";
-    hash_str_prefetch(table, keys, 40);
-    hash_str_prefetch(table, nullptr, 3);
-    hash_str_prefetch(nullptr, keys, 3);
-    ASSERT_NE(0, hash_str_free(table, "present", nullptr, nullptr));
-    for (int i = 0; i < 100; ++i) ASSERT_EQ(0, hash_str_enter(table, std::to_string(i).c_str(), nullptr, nullptr));
-    hash_str_prefetch(table, keys, 3);
-    EXPECT_EQ(100u, hash_str_count(table));
-    EXPECT_EQ(0, hash_str_lookup(table, "present", nullptr, nullptr));
-    EXPECT_EQ(0, hash_str_lookup(table, "absent", nullptr, nullptr));
-    EXPECT_NE(0, hash_str_lookup(table, "7", nullptr, nullptr));
-    hash_delete_ht(&table);
-}
-
 TEST(HashTable, ExhaustedStorageFailsCleanlyAtEveryStep) {
     // Creation, entering and removing keys: every allocation that fails gives
     // a null table or a refused key, and nothing leaks.

@@ -315,18 +315,6 @@ TEST_F(HealthFile, EveryRuleRefusesWritingInOrderAndNothingIsWritten) {
     }
 }
 
-TEST_F(HealthFile, SyncEntriesAreNotExamined) {
-    Family family;
-    family.sync.replicas[1].count = 0;
-    family.sync.replicas[1].attempts = nullptr;
-    family.sync.replicas[2].name[0] = '\0';
-    Bytes written;
-    ASSERT_EQ(write_health(family, written), TBS_ST_OK);
-    ReadRecords r;
-    EXPECT_EQ(read_health(written, r), TBS_ST_OK);
-    r.release();
-}
-
 TEST_F(HealthFile, EveryReachableRuleRefusesReadingAndLeavesRecordsFilled) {
     const RuleCase cases[] = {
         {"empty family", [](Family &f) { f.epoch.count = f.sync.count = 0; }, kInsufficientEpoch},
@@ -416,19 +404,6 @@ TEST_F(HealthFile, EveryTruncationFailsCleanly) {
     }
 }
 
-TEST_F(HealthFile, ArrayCountWordBelowTheRecordCountIsRefused) {
-    // The records must never claim more elements than decoding made.
-    Family family;
-    for (size_t at : {size_t{8}, family.epoch_part_size() + 8}) {
-        SCOPED_TRACE("count word at " + std::to_string(at));
-        Bytes damaged = family.golden();
-        damaged[at + 3] = 2;
-        ReadRecords r;
-        EXPECT_EQ(read_health(damaged, r), TBS_ST_FAILED);
-        r.release();
-    }
-}
-
 TEST_F(HealthFile, ExhaustedStorageWhileReadingFailsWithoutLeak) {
     Family family;
     Bytes good = family.golden();
@@ -469,20 +444,6 @@ TEST_F(HealthFile, NullArgumentsAndBadStreams) {
 
     pxinfo_free_family_epoch_status_from_file(nullptr);
     pxinfo_free_family_sync_status_from_file(nullptr);
-}
-
-TEST_F(HealthFile, RefusalTracesFailureAlwaysAndRuleTextOnlyFromLevelFour) {
-    Family family;
-    family.sync.timestamp = 0;
-    pxtest::CapturedMessages messages(3, "pxinfo");
-    Bytes written;
-    EXPECT_EQ(write_health(family, written), TBS_ST_INVALID_ARG);
-    std::vector<std::string> texts;
-    for (const auto &line : messages.with_severity(IMSG_SEV_TRACE)) texts.push_back(line.text);
-    ASSERT_EQ(texts.size(), 3u) << messages.dump();
-    EXPECT_EQ(texts[0], "into pxinfo_write_health_file..\n");
-    EXPECT_EQ(texts[1].rfind("lib/pxinfo/pxinfo_fileutl:", 0), 0u) << texts[1];
-    EXPECT_EQ(texts[2], "exiting pxinfo_write_health_file..\n");
 }
 
 }  // namespace

@@ -158,18 +158,6 @@ TEST(FileType, OrdersFilesOfNoKindAndRefusedPaths) {
     }
 }
 
-TEST(FileType, AnUnreadableFileCannotBeOpened) {
-    if (::geteuid() == 0) GTEST_SKIP() << "running as root, every file is readable";
-    std::string path = write_text("unreadable.ord", "# Quenta Shipping Order\n# Version 1.0\n");
-    ASSERT_EQ(0, ::chmod(path.c_str(), 0));
-    pxtest::CapturedMessages captured;
-    pxinfo_file_type_t type = PXINFO_FILE_SHORDER;
-    EXPECT_EQ(TBS_ST_FAILED, pxinfo_get_file_type(path.c_str(), &type));
-    EXPECT_EQ(PXINFO_FILE_OTHER, type);
-    ASSERT_EQ(1u, captured.lines().size());
-    EXPECT_EQ("Unable to open pkt file " + path + " : " + std::strerror(EACCES) + "\n", captured.lines()[0].text);
-}
-
 TEST(FileType, NullArgumentsAreRefusedBeforeTheFileSystem) {
     pxtest::CapturedMessages captured;
     pxinfo_file_type_t type = PXINFO_FILE_SHORDER;
@@ -178,20 +166,6 @@ TEST(FileType, NullArgumentsAreRefusedBeforeTheFileSystem) {
     unsigned long errors = tbs_int_error_count();
     EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_get_file_type("/nonexistent", nullptr));
     EXPECT_EQ(errors + 1, tbs_int_error_count());
-}
-
-TEST(FileType, TracesNameTheChecksAndThePacketKind) {
-    HeaderBuilder built(2, {}, {1});
-    std::string path = write_packet("traced.pkt", built.header);
-    pxtest::CapturedMessages captured(4, "pxinfo");
-    pxinfo_file_type_t type;
-    ASSERT_EQ(TBS_ST_OK, pxinfo_get_file_type(path.c_str(), &type));
-    std::string all = captured.dump();
-    EXPECT_NE(std::string::npos, all.find("into pxinfo_get_file_type..\n"));
-    EXPECT_NE(std::string::npos, all.find("into pxinfo_sam_pkt_check..\n"));
-    EXPECT_NE(std::string::npos, all.find(path + " is a SAM pkt\n"));
-    EXPECT_NE(std::string::npos, all.find("SAM replica creation packet found: " + path + "\n"));
-    EXPECT_EQ(std::string::npos, all.find("pxinfo_dct_pkt_check")) << "a packet needs no further check";
 }
 
 // ---- a packet's information --------------------------------------------------

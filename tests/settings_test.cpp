@@ -161,17 +161,4 @@ TEST(SettingEq, StringRules) {
     }
 }
 
-TEST(SettingTracing, FailureTraceOnlyFromStatusAccessors) {
-    pxtest::CapturedMessages messages(3, "pxinfo");
-    EXPECT_EQ(pxinfo_setting_set_int_value(1, nullptr), TBS_ST_INVALID_ARG);
-    EXPECT_EQ(pxinfo_setting_eq(nullptr, nullptr), 0);
-    auto traces = messages.with_severity(IMSG_SEV_TRACE);
-    ASSERT_EQ(traces.size(), 5u) << messages.dump();
-    EXPECT_EQ(traces[0].text, "into pxinfo_setting_set_int_value..\n");
-    EXPECT_EQ(traces[1].text.rfind("lib/pxinfo/pxinfo_settings:", 0), 0u) << traces[1].text;
-    EXPECT_EQ(traces[2].text, "exiting pxinfo_setting_set_int_value..\n");
-    EXPECT_EQ(traces[3].text, "into pxinfo_setting_eq..\n");
-    EXPECT_EQ(traces[4].text, "exiting pxinfo_setting_eq..\n");
-}
-
 }  // namespace

@@ -149,19 +149,6 @@ TEST(EpochRowCompare, ResultsAndMiscompareCalls) {
     }
 }
 
-TEST(EpochRowCompare, OnlyUnmatchedReplicasAreTracedAsUnknownOrNew) {
-    pxtest::CapturedMessages messages(5, "pxinfo");
-    compare(row({{'A', 5}, {'B', 3}}), row({{'B', 3}, {'A', 5}}));
-    std::string traces = joined(detail_traces(messages));
-    EXPECT_EQ(std::string::npos, traces.find("not known")) << traces;
-    EXPECT_EQ(std::string::npos, traces.find("is new")) << traces;
-    // A replica listed twice in the packet row: the second finds no partner.
-    messages.clear();
-    EXPECT_EQ(PXINFO_EPOCH_CMP_GREATER, compare(row({{'A', 5}, {'A', 5}}), row({{'A', 5}})).result);
-    EXPECT_NE(std::string::npos,
-              joined(detail_traces(messages)).find("Replica " + key_of('A') + " is not known by the target replica\n"));
-}
-
 TEST(EpochRowCompare, TheExcludedReplicaIsIgnoredInBothRows) {
     pxinfo_selector_t b = replica('B');
     Calls calls;
@@ -247,27 +234,6 @@ TEST(EpochRowCompare, ExhaustedStorageGivesNoMemoryOrInvalidArgAndLeaksNothing) 
 }
 
 // ---- Traces -----------------------------------------------------------------
-
-TEST(EpochRowCompare, FineTracesGiveEachStepOfTheComparison) {
-    Row packet = row({{'A', 5}, {'C', 1}});
-    Row target = row({{'A', 5}, {'B', 2}});
-    pxtest::CapturedMessages messages(5, "pxinfo");
-    EXPECT_EQ(PXINFO_EPOCH_CMP_MIXED, compare(packet, target).result);
-    std::vector<std::string> expected = {
-        "2 rows in packet epoch row table and 2 rows in target replica epoch row table.\n",
-        "given overall result: 3, current result: 3, overall result: 3.\n",
-        "Replica " + key_of('C') + " is not known by the target replica\n",
-        "given overall result: 3, current result: 4, overall result: 4.\n",
-        "Replica " + key_of('B') + " is new in target replica.\n ",
-        "given overall result: 4, current result: 2, overall result: 1.\n",
-    };
-    EXPECT_EQ(expected, detail_traces(messages));
-
-    // Below level 5 none of them is printed.
-    pxtest::CapturedMessages quieter(4, "pxinfo");
-    compare(packet, target);
-    EXPECT_TRUE(detail_traces(quieter).empty()) << joined(detail_traces(quieter));
-}
 
 // ---- Long rows ----------------------------------------------------------------
 
@@ -387,29 +353,6 @@ TEST(EpochRowCompare, TheExcludedReplicaTakesNoPartnerEvenFromAnotherWithItsText
     EXPECT_EQ(PXINFO_EPOCH_CMP_EQUAL, compare(packet, bb_row("x", 9), nullptr, &excluded).result);
 }
 
-TEST(EpochRowCompare, WithEntryTracesEachKeyIsFormedAtItsTurn) {
-    std::vector<std::pair<unsigned, pxinfo_epoch_num_t>> columns;
-    for (unsigned n = 0; n < 30; ++n) columns.emplace_back(n, n);
-    Row packet = numbered_row(columns), target = numbered_row(columns);
-    pxtest::CapturedMessages messages(5, "pxinfo");
-    EXPECT_EQ(PXINFO_EPOCH_CMP_EQUAL, compare(packet, target).result);
-    // Walking the packet row, each entry's key is formed right before its
-    // result is combined: one text form between two combination lines.
-    std::string sequence;
-    for (const auto &line : messages.with_severity(8)) {
-        if (line.text.rfind("into pxinfo_selector_to_str", 0) == 0) sequence += 'k';
-        if (line.text.rfind("given overall result", 0) == 0) sequence += 'g';
-    }
-    EXPECT_EQ(
-        std::string(30, 'k') +
-            [] {
-                std::string walk;
-                for (int i = 0; i < 30; ++i) walk += "kg";
-                return walk;
-            }(),
-        sequence);
-}
-
 // ---- Copy, free, null row ---------------------------------------------------
 
 TEST(EpochRows, CopyOwnsItsEntriesAndFreeReleasesThem) {
@@ -444,22 +387,6 @@ TEST(EpochRows, CopyOwnsItsEntriesAndFreeReleasesThem) {
 
     EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_create_new_epoch_row(nullptr, &copy));
     EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_free_new_epoch_row_entry(nullptr));
-}
-
-TEST(EpochRows, NullRowIsEmptyAndTracedOnEntryOnly) {
-    Row entries = row({{'A', 5}});
-    pxinfo_epoch_row_t target;
-    std::memset(&target, 0x55, sizeof target);
-    pxtest::CapturedMessages messages(3, "pxinfo");
-    pxinfo_make_null_row(&target);
-    EXPECT_STREQ("", target.name);
-    EXPECT_STREQ("", target.host);
-    EXPECT_EQ(0, target.count);
-    EXPECT_EQ(nullptr, target.entries);
-    EXPECT_EQ(0, target.row_value1);
-    EXPECT_EQ(0, target.row_value2);
-    ASSERT_EQ(1u, messages.lines().size());
-    EXPECT_EQ("into pxinfo_make_null_row..\n", messages.lines()[0].text);
 }
 
 }  // namespace
