@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "fixtures.h"
 #include "pxinfo_kv_pkt.h"
 #include "pxinfo_xdr_io.h"
 #include "tbs_uuid.h"
@@ -23,33 +24,7 @@ namespace {
 using Bytes = std::vector<unsigned char>;
 using pxtest::CapturedMessages;
 
-tbs_uuid_t uuid_of(int seed) {
-    tbs_uuid_t uuid;
-    for (int i = 0; i < 16; ++i) uuid.bytes[i] = static_cast<unsigned char>(seed + 7 * i);
-    return uuid;
-}
-
-// A header using every field: target names non-empty, empty, null and of a
-// length needing no padding; aux_string a text (aux 0), empty (1) or null (2).
-struct SampleHeader {
-    char alpha[6] = "alpha", empty[1] = "", four[13] = "replica-four", text[10] = "aux text!";
-    pxinfo_kv_pkt_tgt_desc_t targets[4] = {
-        {uuid_of(0x10), alpha}, {uuid_of(0x20), empty}, {uuid_of(0x30), nullptr}, {uuid_of(0x40), four}};
-    pxinfo_kv_pkt_rep_desc_t replicas[2] = {{uuid_of(0x50), 11, 19, -5},
-                                            {uuid_of(0x60), 0xFFFFFFF0u, 0x80000001u, 0x7FFFFFFF}};
-    pxinfo_kv_pkt_header_t header = {0,           uuid_of(1), uuid_of(2),
-                                     4,           2,          -3,
-                                     42,          7,          uuid_of(3),
-                                     uuid_of(4),  uuid_of(5), static_cast<pxinfo_compress_type_t>(4),
-                                     0xDEADBEEFu, 9,          static_cast<pxinfo_kv_oplog_descriptor_type_t>(2),
-                                     targets,     2,          replicas,
-                                     1234,        text};
-    explicit SampleHeader(int aux = 0, int minor_version = 0) {
-        header.minor_version = minor_version;
-        header.aux_string = aux == 0 ? text : aux == 1 ? empty : nullptr;
-    }
-    SampleHeader(const SampleHeader &) = delete;
-};
+using pxfix::SampleHeader;
 
 // ---------------------------------------------------------------------------
 // Headers as comparable text.
@@ -516,34 +491,6 @@ TEST(KvPktReadRefused, StorageExhausted) {
         EXPECT_EQ(layout.first == 0, buffer == 0u);  // only layouts with a checksum make the buffer
         EXPECT_GE(decoding, 1u);
     }
-}
-
-TEST(KvPktReadRefused, ReEncodingThatCannotGrowTheCheckBuffer) {
-    // An aux_string beyond the check buffer's starting size of 32768 bytes.
-    SampleHeader sample;
-    std::string big(40000, 'b');
-    sample.header.aux_string = &big[0];
-    const Bytes bytes = packet_bytes(sample.header, 7);
-    ReadResult r = read_header(bytes, 1);
-    ASSERT_EQ(TBS_ST_OK, r.status);
-    EXPECT_EQ(big, r.header.aux_string);
-    pxinfo_free_kv_pkt_hdr(&r.header);
-
-    size_t re_encoding = 0;
-    CapturedMessages messages;
-    pxtest::sweep_allocation_failures(
-        [&] {
-            messages.clear();
-            return (r = read_header(bytes)).status;
-        },
-        [&](tbs_status_t status, unsigned long) {
-            EXPECT_TRUE(is_all_zero(r.header));
-            if (status == TBS_ST_FAILED && messages.lines().size() == 1 &&
-                messages.lines()[0].text == "Error encoding xdr information (sync header for checking)\n")
-                ++re_encoding;
-        });
-    pxinfo_free_kv_pkt_hdr(&r.header);
-    EXPECT_GE(re_encoding, 1u);
 }
 
 }  // namespace
