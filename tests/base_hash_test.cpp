@@ -138,43 +138,6 @@ TEST(HashTable, ManyEntersAndRemovalsKeepEveryOtherKeyReachable) {
     hash_delete_ht(&table);
 }
 
-TEST(HashTable, KeysComingAndGoingReuseTheirBlocksAndLongKeysHaveTheirOwn) {
-    // Keys of many lengths, and a few longer than any pooled block, entered
-    // and removed over and over: after the first round the table takes no
-    // more storage, and deleting it gives everything back.
-    unsigned long live_before = stg_live_block_count();
-    hash_table_t *table = hash_str_create(0, sizeof(void *), HASH_STR_UNIQUE);
-    ASSERT_NE(nullptr, table);
-    auto key_of = [](int i) {
-        return std::string(static_cast<size_t>(1 + (i * 37) % 1500), 'a' + i % 26) + std::to_string(i);
-    };
-    unsigned long allocations_after_first_round = 0;
-    for (int round = 0; round < 4; ++round) {
-        for (int i = 0; i < 200; ++i) {
-            void **slot = nullptr;
-            ASSERT_EQ(0, hash_str_enter(table, key_of(i).c_str(), nullptr, &slot)) << i;
-            EXPECT_EQ(nullptr, *slot);  // a reused block starts empty too
-            *slot = word(static_cast<uintptr_t>(i + 1));
-        }
-        for (int i = 0; i < 200; ++i) {
-            const char *key = nullptr;
-            void **slot = nullptr;
-            ASSERT_NE(0, hash_str_free(table, key_of(i).c_str(), &key, &slot)) << i;
-            EXPECT_EQ(key_of(i), key);
-            EXPECT_EQ(word(static_cast<uintptr_t>(i + 1)), *slot);
-        }
-        EXPECT_EQ(0u, hash_str_count(table));
-        if (round == 0) allocations_after_first_round = stg_allocation_count();
-    }
-    // Only the keys too long to pool took blocks of their own again.
-    unsigned long long_keys = 0;
-    for (int i = 0; i < 200; ++i) long_keys += key_of(i).size() + 1 + 16 > 1024 ? 1 : 0;
-    ASSERT_GT(long_keys, 0u);
-    EXPECT_EQ(allocations_after_first_round + 3 * long_keys, stg_allocation_count());
-    hash_delete_ht(&table);
-    EXPECT_EQ(live_before, stg_live_block_count());
-}
-
 TEST(HashTable, ExhaustedStorageFailsCleanlyAtEveryStep) {
     // Creation, entering and removing keys: every allocation that fails gives
     // a null table or a refused key, and nothing leaks.

@@ -22,20 +22,6 @@
 
 namespace {
 
-TEST(Storage, ZeroByteRequestsGiveDistinctBlocks) {
-    void *a = stg_malloc(0);
-    void *b = stg_malloc(0);
-    ASSERT_NE(nullptr, a);
-    ASSERT_NE(nullptr, b);
-    EXPECT_NE(a, b);
-    stg_free(a);
-    stg_free(b);
-    stg_area_t *area = stg_create_area(64);
-    ASSERT_NE(nullptr, area);
-    EXPECT_NE(stg_alloc(area, 0), stg_alloc(area, 0));
-    stg_delete_area(&area);
-}
-
 TEST(Storage, DeletingAnAreaReleasesEverythingAndNullsTheHandle) {
     unsigned long live = stg_live_block_count();
     stg_area_t *area = stg_create_area(4098);
@@ -79,16 +65,6 @@ TEST(Storage, AreaBlocksAreAlignedDisjointAndEachOneCanBeMadeToFail) {
     EXPECT_EQ(nullptr, stg_alloc(area, 8));
     EXPECT_NE(nullptr, stg_calloc(area, 8));
     stg_delete_area(&area);
-}
-
-TEST(Storage, NoAreaGivesNoStorageAndTheTemporaryAreaIsTheHeap) {
-    EXPECT_EQ(nullptr, stg_alloc(nullptr, 8));
-    unsigned long live = stg_live_block_count();
-    void *block = stg_alloc(STG_AREA_TEMP, 8);
-    ASSERT_NE(nullptr, block);
-    EXPECT_EQ(live + 1, stg_live_block_count());
-    stg_free(block);
-    EXPECT_EQ(live, stg_live_block_count());
 }
 
 TEST(Storage, FaultInjectionFailsExactlyTheNthAllocationOnce) {

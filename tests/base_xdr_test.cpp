@@ -335,31 +335,6 @@ TEST(XdrStgStream, GrowsAndKeepsBaseAndPositionExact) {
     xdrstg_destroy(&xdrs);  // a second release is harmless
 }
 
-TEST(XdrStgStream, InlineRunsAndRepositioning) {
-    LeakGuard guard;
-    XDR xdrs;
-    ASSERT_EQ(TBS_ST_OK, xdrstg_create(&xdrs, 4, 0));
-    int32_t *run = XDR_INLINE(&xdrs, 3 * BYTES_PER_XDR_UNIT);
-    ASSERT_NE(nullptr, run);
-    IXDR_PUT_INT32(run, 1);
-    IXDR_PUT_INT32(run, -1);
-    IXDR_PUT_U_INT32(run, 0x01020304u);
-    EXPECT_EQ(12u, xdr_getpos(&xdrs));
-    EXPECT_EQ(nullptr, XDR_INLINE(&xdrs, 3)) << "only whole words";
-
-    // Rewrite the first word in place, then return to the end.
-    u_int patched = 9;
-    ASSERT_TRUE(XDR_SETPOS(&xdrs, 0));
-    ASSERT_TRUE(xdr_u_int(&xdrs, &patched));
-    EXPECT_FALSE(XDR_SETPOS(&xdrs, 13)) << "nothing was written there";
-    ASSERT_TRUE(XDR_SETPOS(&xdrs, 12));
-    char odd[] = "ab";
-    ASSERT_TRUE(XDR_PUTBYTES(&xdrs, odd, 2));
-    EXPECT_EQ(nullptr, XDR_INLINE(&xdrs, 4)) << "an unaligned run falls back";
-    EXPECT_EQ((Bytes{0, 0, 0, 9, 0xff, 0xff, 0xff, 0xff, 1, 2, 3, 4, 'a', 'b'}), stream_bytes(&xdrs));
-    xdrstg_destroy(&xdrs);
-}
-
 TEST(XdrStgStream, RefusedRequestsAndTheSizeLimit) {
     LeakGuard guard;
     XDR xdrs;
@@ -424,45 +399,6 @@ TEST(MtUtlWrite, ReturnsWholeItemsAndPosition) {
 
     EXPECT_EQ(0u, mtutl_fwrite(data.data(), 1, 1, nullptr));
     EXPECT_EQ(-1, mtutl_ftell(nullptr));
-}
-
-void on_alarm(int) {}
-
-// Writes a large buffer into a pipe nobody reads yet while a timer keeps
-// interrupting the blocked write, then drains the pipe.
-std::string write_through_interruptions(const std::string &data, int buffering, size_t *items) {
-    int fds[2];
-    if (pipe(fds) != 0) return {};
-    sigset_t alarm_only;
-    sigemptyset(&alarm_only);
-    sigaddset(&alarm_only, SIGALRM);
-    pthread_sigmask(SIG_BLOCK, &alarm_only, nullptr);  // the reader inherits the block
-    std::string received;
-    std::thread reader([&] {
-        usleep(100 * 1000);
-        char buffer[4096];
-        ssize_t n;
-        while ((n = read(fds[0], buffer, sizeof buffer)) != 0) {
-            if (n > 0) received.append(buffer, static_cast<size_t>(n));
-        }
-    });
-    pthread_sigmask(SIG_UNBLOCK, &alarm_only, nullptr);
-    struct sigaction action = {}, previous = {};
-    action.sa_handler = on_alarm;  // no SA_RESTART: blocked writes fail with EINTR
-    sigaction(SIGALRM, &action, &previous);
-    itimerval every_5ms = {{0, 5000}, {0, 5000}}, off = {};
-    setitimer(ITIMER_REAL, &every_5ms, nullptr);
-
-    FILE *stream = fdopen(fds[1], "w");
-    setvbuf(stream, nullptr, buffering, 512);
-    *items = mtutl_fwrite(data.data(), 1, data.size(), stream);
-
-    setitimer(ITIMER_REAL, &off, nullptr);
-    sigaction(SIGALRM, &previous, nullptr);
-    fclose(stream);
-    reader.join();
-    close(fds[0]);
-    return received;
 }
 
 }  // namespace

@@ -413,19 +413,6 @@ TEST(Dependencies, CreationPacketsAndOtherKindsAreNotOrdered) {
     EXPECT_EQ(0, pxinfo_compare_pkt_dependencies(nullptr, &update.info));
 }
 
-TEST(Dependencies, ARowFailureSuppressesOnlyTheSequenceResult) {
-    MadePacket a({5, 3}, 7, 1), b({5, 3}, 9, 1), c({5, 3}, 9, 2);
-    pxtest::CapturedMessages captured;
-    stg_fail_allocation(1);
-    EXPECT_EQ(0, pxinfo_compare_pkt_dependencies(&a.info, &b.info));
-    stg_fail_allocation(0);
-    EXPECT_NE(std::string::npos, captured.dump().find("Out of memory.\n"));
-    stg_fail_allocation(2);
-    EXPECT_EQ(tbs_uuid_cmp(&a.info.log_pkt_uuid, &c.info.log_pkt_uuid),
-              pxinfo_compare_pkt_dependencies(&a.info, &c.info));
-    stg_fail_allocation(0);
-}
-
 TEST(Dependencies, OrderIsAntisymmetricAndAgreesWithTheRowComparison) {
     std::mt19937 random(7);
     std::vector<MadePacket> packets;

@@ -35,12 +35,6 @@ pxinfo_selector_t replica(char name, unsigned char family = 1) {
     return selector;
 }
 
-std::string key_of(char name) {
-    pxinfo_selector_t selector = replica(name);
-    char text[PXINFO_SELECTOR_STR_SIZE];
-    return pxinfo_selector_to_str(&selector, text);
-}
-
 // A row of (replica, epoch) columns, each replica made by make_replica.
 template <typename Columns, typename MakeReplica>
 Row row_of(const Columns &columns, MakeReplica make_replica) {
@@ -299,58 +293,6 @@ TEST(EpochRowCompare, LongRowsAgreeWithAReplicaByReplicaModel) {
         EXPECT_EQ(expected, outcome.result);
         EXPECT_EQ(expected_calls, calls.seen);
     }
-}
-
-TEST(EpochRowCompare, ALongWalkStopsWhereItFailsAndReportsNothingBeyond) {
-    // Every packet entry is ahead; the callback fails at the 20th call, and
-    // entry 25 names no replica: the walk ends at the callback, so entry 25
-    // is never reached and logs no internal error.
-    std::vector<std::pair<unsigned, pxinfo_epoch_num_t>> columns;
-    for (unsigned n = 0; n < 40; ++n) columns.emplace_back(n, 1);
-    Row packet = numbered_row(columns), target = numbered_row(columns);
-    for (auto &entry : packet) entry.epoch = 2;
-    packet[25].replica.type = static_cast<pxinfo_component_type_t>(7);
-    struct FailingAt20 : Calls {
-        static tbs_status_t record(const pxinfo_epoch_row_entry_t *p, const pxinfo_epoch_row_entry_t *t, void *c) {
-            auto *calls = static_cast<FailingAt20 *>(c);
-            calls->seen.emplace_back(p, t);
-            return calls->seen.size() == 20 ? 77 : TBS_ST_OK;
-        }
-    } calls;
-    int result = -1;
-    unsigned long internal_errors = tbs_int_error_count();
-    EXPECT_EQ(77u, pxinfo_epoch_row_compare(40, packet.data(), 40, target.data(), nullptr,
-                                            {&FailingAt20::record, &calls}, &result));
-    EXPECT_EQ(20u, calls.seen.size());
-    EXPECT_EQ(&packet[19], calls.seen.back().first);
-    EXPECT_EQ(internal_errors, tbs_int_error_count());
-
-    // Without the failing callback the walk reaches entry 25: 1072, one
-    // internal error, and the callback was called for every entry before it.
-    Calls all;
-    EXPECT_EQ(TBS_ST_INVALID_ARG, compare(packet, target, &all).status);
-    EXPECT_EQ(25u, all.seen.size());
-    EXPECT_EQ(internal_errors + 1, tbs_int_error_count());
-}
-
-TEST(EpochRowCompare, TheExcludedReplicaTakesNoPartnerEvenFromAnotherWithItsText) {
-    // bb replicas differing only in their replica set uuid are different
-    // replicas with one text form, the table's key. The excluded packet entry
-    // (uuid x) must leave the target's replica of the same name (uuid u) in
-    // the table, where it counts as new in the target: behind.
-    auto bb_row = [](const char *uuid_of_r5, pxinfo_epoch_num_t epoch_of_r5) {
-        Row entries(20);
-        for (unsigned n = 0; n < entries.size(); ++n) {
-            std::string replica_set = "r" + std::to_string(n);
-            entries[n].epoch = n == 5 ? epoch_of_r5 : 1;
-            pxinfo_new_bb_selector("f", "c", replica_set.c_str(), n == 5 ? uuid_of_r5 : "u", &entries[n].replica);
-        }
-        return entries;
-    };
-    Row packet = bb_row("x", 1), target = bb_row("u", 9);
-    pxinfo_selector_t excluded = packet[5].replica;
-    EXPECT_EQ(PXINFO_EPOCH_CMP_LESS, compare(packet, target, nullptr, &excluded).result);
-    EXPECT_EQ(PXINFO_EPOCH_CMP_EQUAL, compare(packet, bb_row("x", 9), nullptr, &excluded).result);
 }
 
 // ---- Copy, free, null row ---------------------------------------------------

@@ -151,19 +151,4 @@ TEST_F(MsgList, MessagesWithoutTextAreKeptButSkippedByPrintingAndCopying) {
     imsg_list_destroy(target);
 }
 
-TEST_F(MsgList, PrintingStartsAtTheGivenIndex) {
-    append("a\n");
-    append("b\n");
-    append("c\n");
-    pxtest::CapturedMessages messages;
-    pxinfo_print_msg_list(&list_, 3);
-    pxinfo_print_msg_list(&list_, 100);
-    pxinfo_print_msg_list(nullptr, 0);
-    EXPECT_TRUE(messages.lines().empty()) << messages.dump();
-    pxinfo_print_msg_list(&list_, 1);
-    ASSERT_EQ(2u, messages.lines().size());
-    EXPECT_EQ("b\n", messages.lines()[0].text);
-    EXPECT_EQ("c\n", messages.lines()[1].text);
-}
-
 }  // namespace

@@ -241,23 +241,6 @@ TEST_F(Registry, ExhaustedStorageGivesNoMemoryWithoutLeaks) {
     rgy_delete_entry(&entry);
 }
 
-TEST_F(Registry, DamagedRegistryFileFailsTheSearch) {
-    const tbs_uuid_t key = uuid_of(kReplicaText);
-    const char *damaged[] = {"not-a-uuid 1 host\n", "0a1b2c3d-0000-4000-8000-00000000a001 one host\n",
-                             "0a1b2c3d-0000-4000-8000-00000000a001 1\n"};
-    for (const char *line : damaged) {
-        write_registry(line);
-        rgy_cursor_t *cursor = nullptr;
-        rgy_entry_t *entry = nullptr;
-        int indicator = 0;
-        EXPECT_EQ(TBS_ST_FAILED, rgy_findbyuuid_entry(RGY_CLASS_REPLICA, 0, RGY_KEY_UUID, 16, &key, &cursor,
-                                                      RGY_FETCH_ENTRY, &entry, &indicator))
-            << line;
-        EXPECT_EQ(nullptr, cursor);
-        EXPECT_EQ(nullptr, entry);
-    }
-}
-
 TEST(LocalHost, RecognisesThisHostInAnyCase) {
     const std::string own = own_host_name();
     EXPECT_TRUE(fileutl_is_localhost(own.c_str()));
