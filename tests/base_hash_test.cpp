@@ -60,45 +60,6 @@ TEST(HashTable, KeepsItsOwnKeysHandsOutStableSlotsAndRefusesOrReusesKnownKeys) {
     EXPECT_EQ(nullptr, hash_str_create(4, sizeof(void *) + 1, HASH_STR_UNIQUE));
 }
 
-TEST(HashTable, FreeHandsBackTheRemovedEntryAndNextVisitsTheRest) {
-    hash_table_t *table = hash_str_create(8, sizeof(void *), HASH_STR_UNIQUE);
-    ASSERT_NE(nullptr, table);
-    std::map<std::string, uintptr_t> expected;
-    for (uintptr_t i = 0; i < 6; ++i) {
-        std::string key = "replica " + std::to_string(i);
-        void **slot = nullptr;
-        ASSERT_EQ(0, hash_str_enter(table, key.c_str(), nullptr, &slot));
-        *slot = word(i);
-        expected[key] = i;
-    }
-    const char *removed_key = nullptr;
-    void **removed_slot = nullptr;
-    ASSERT_NE(0, hash_str_free(table, "replica 2", &removed_key, &removed_slot));
-    EXPECT_STREQ("replica 2", removed_key);
-    EXPECT_EQ(word(2), *removed_slot);
-    expected.erase("replica 2");
-    EXPECT_EQ(0, hash_str_free(table, "replica 2", &removed_key, &removed_slot));
-    EXPECT_EQ(0, hash_str_lookup(table, "replica 2", nullptr, nullptr));
-
-    // Every remaining entry exactly once, whatever the table's order.
-    std::map<std::string, uintptr_t> visited;
-    hash_iterator_t iterator = 0;
-    const char *key = nullptr;
-    void **slot = nullptr;
-    while (hash_str_next(table, &iterator, &key, &slot) != 0) {
-        EXPECT_TRUE(visited.emplace(key, reinterpret_cast<uintptr_t>(*slot)).second) << key;
-    }
-    EXPECT_EQ(expected, visited);
-    EXPECT_EQ(0, hash_str_next(table, &iterator, &key, &slot));  // stays finished
-
-    // Changing the table ends a walk in progress.
-    iterator = 0;
-    ASSERT_NE(0, hash_str_next(table, &iterator, &key, &slot));
-    ASSERT_NE(0, hash_str_free(table, "replica 0", nullptr, nullptr));
-    EXPECT_EQ(0, hash_str_next(table, &iterator, &key, &slot));
-    hash_delete_ht(&table);
-}
-
 TEST(HashTable, ManyEntersAndRemovalsKeepEveryOtherKeyReachable) {
     // A small table grown many times, with keys removed from the middle of
     // probe runs: after each step exactly the expected keys are found, with

@@ -40,33 +40,6 @@ TEST(Storage, DeletingAnAreaReleasesEverythingAndNullsTheHandle) {
     EXPECT_EQ(STG_AREA_TEMP, temp);
 }
 
-TEST(Storage, AreaBlocksAreAlignedDisjointAndEachOneCanBeMadeToFail) {
-    // Blocks of every size, small ones packed together and large ones on
-    // their own, each aligned for any type and never overlapping another;
-    // each request counts as one allocation that fault injection can fail.
-    stg_area_t *area = stg_create_area(0);
-    ASSERT_NE(nullptr, area);
-    std::vector<std::pair<unsigned char *, size_t>> blocks;
-    for (size_t i = 0; i < 400; ++i) {
-        size_t size = i % 50 == 0 ? 20000 + i : i % 7 == 0 ? 3000 + 31 * i : i % 13;
-        unsigned long before = stg_allocation_count();
-        auto *block = static_cast<unsigned char *>(stg_alloc(area, size));
-        ASSERT_NE(nullptr, block);
-        EXPECT_EQ(before + 1, stg_allocation_count());
-        EXPECT_EQ(0u, reinterpret_cast<uintptr_t>(block) % alignof(std::max_align_t));
-        std::memset(block, static_cast<int>(i), size);
-        blocks.emplace_back(block, size);
-    }
-    for (size_t i = 0; i < blocks.size(); ++i)
-        for (size_t j = 0; j < blocks[i].second; ++j)
-            ASSERT_EQ(static_cast<unsigned char>(i), blocks[i].first[j]) << "block " << i << " was overwritten";
-    stg_fail_allocation(2);
-    EXPECT_NE(nullptr, stg_alloc(area, 8));
-    EXPECT_EQ(nullptr, stg_alloc(area, 8));
-    EXPECT_NE(nullptr, stg_calloc(area, 8));
-    stg_delete_area(&area);
-}
-
 TEST(Storage, FaultInjectionFailsExactlyTheNthAllocationOnce) {
     unsigned long before = stg_allocation_count();
     stg_fail_allocation(3);
@@ -145,18 +118,6 @@ TEST(Status, ErrnoConversionAndTexts) {
     EXPECT_EQ(5u, texts.size());
 }
 
-TEST(Directories, JoinTheNameToTheConfiguredDirectory) {
-    char buffer[256];
-    setenv("PXINFO_CONFIG_DIR", "/tmp/cfg", 1);
-    EXPECT_STREQ("/tmp/cfg/services/gm_log.conf",
-                 tbs_product_config_dir("services/gm_log.conf", buffer, sizeof buffer));
-    unsetenv("PXINFO_CONFIG_DIR");
-    EXPECT_STREQ("/var/opt/quenta/config/x", tbs_product_config_dir("x", buffer, sizeof buffer));
-    unsetenv("PXINFO_LOG_DIR");
-    EXPECT_STREQ("/var/opt/quenta/log/gm_log", tbs_product_log_dir("gm_log", buffer, sizeof buffer));
-    EXPECT_EQ(nullptr, tbs_product_log_dir("gm_log", buffer, 8));
-}
-
 TEST(MessageService, LinesReachTheSinkFormattedWithTheirComponent) {
     pxtest::CapturedMessages captured;
     imsg_print(IMSG_SEV_WARNING, "%d-%s\n", -1, 4, "x");
@@ -169,16 +130,6 @@ TEST(MessageService, LinesReachTheSinkFormattedWithTheirComponent) {
     EXPECT_EQ("Unable to flush \"f\" to stable storage: why\n", captured.lines()[1].text);
     EXPECT_EQ("pxinfo_shp_order", captured.lines()[1].component);
     EXPECT_EQ("fn: check of \"p\" failed: e\n", captured.lines()[2].text);
-}
-
-TEST(MessageService, SharedTableHoldsTheLibrarysTexts) {
-    const imsg_msg_table_t &t = _tbs_cmsg_tbs_msg_table;
-    ASSERT_GE(t.message_count, 48);
-    EXPECT_STREQ("Unable to close \"%s\": %s\n", t.message_texts[19]);
-    EXPECT_STREQ("%s:%d: failed.\n", t.message_texts[34]);
-    EXPECT_STREQ("Internal error in %s.\n", t.message_texts[38]);
-    EXPECT_STREQ("Out of memory.\n", t.message_texts[39]);
-    EXPECT_STREQ("%s: a required argument is missing.\n", t.message_texts[46]);
 }
 
 TEST(MessageService, AssertionReportsArePrintedAndCounted) {

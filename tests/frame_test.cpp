@@ -30,15 +30,6 @@ TEST(Catalogs, EveryEntryMatchesThePublishedCatalog) {
     }
 }
 
-TEST(Catalogs, MessagesAreAddressedByIndexNotNumber) {
-    pxtest::CapturedMessages captured;
-    imsg_print(IMSG_SEV_ERROR, &_pxinfo_pxinfo_msg_table, 14, "frob");
-    ASSERT_EQ(1u, captured.lines().size());
-    EXPECT_EQ("\"frob\" is unrecognizable to Korvane Plexion.\n", captured.lines()[0].text);
-    EXPECT_EQ("pxinfo", captured.lines()[0].component);
-    EXPECT_EQ(IMSG_SEV_ERROR, captured.lines()[0].severity);
-}
-
 TEST(VersionLine, PadsTheLibraryNameTo33Columns) {
     char buffer[256];
     int length = libquentapxinfobase_sprintf_verid(buffer);
@@ -84,13 +75,6 @@ TEST(TraceGate, EntryExitAndDetailAtFullVerbosity) {
     EXPECT_EQ(IMSG_SEV_TRACE, captured.lines()[3].severity);
     EXPECT_EQ("exiting traced_operation..\n", captured.lines()[4].text);
     EXPECT_EQ("", captured.lines()[4].component);
-}
-
-TEST(TraceGate, VerbosityTwoShowsOnlyFailureLocations) {
-    pxtest::CapturedMessages captured(2, "pxinfo");
-    traced_operation(TBS_ST_NOT_FOUND, true);
-    ASSERT_EQ(1u, captured.lines().size()) << captured.dump();
-    EXPECT_NE(std::string::npos, captured.lines()[0].text.find(": failed.\n"));
 }
 
 TEST(TraceGate, NamedOperationFailureForm) {

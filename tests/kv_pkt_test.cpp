@@ -343,45 +343,6 @@ TEST(KvPktRead, RoundTripOfEveryMajorVersion) {
     }
 }
 
-TEST(KvPktRead, VersionMismatchWarnsOnlyForANewerMinorOfSeven) {
-    const int cases[][3] = {{7, 1, 1}, {7, 0, 0}, {6, 3, 0}, {3, 9, 0}};  // major, minor, warns
-    for (const auto &c : cases) {
-        for (int quiet = 0; quiet <= 1; ++quiet) {
-            SampleHeader sample(0, c[1]);
-            CapturedMessages messages;
-            ReadResult r = read_header(packet_bytes(sample.header, c[0]), quiet);
-            EXPECT_EQ(TBS_ST_OK, r.status);
-            EXPECT_EQ(c[1], r.header.minor_version);
-            if (c[2] && !quiet)
-                expect_single_message(messages, IMSG_SEV_WARNING, "Version mismatch, software:7.0, packet:7.1\n");
-            else EXPECT_EQ(0u, messages.lines().size()) << messages.dump();
-            pxinfo_free_kv_pkt_hdr(&r.header);
-        }
-    }
-}
-
-TEST(KvPktRead, ImportFormRewindsWhateverTheOutcome) {
-    SampleHeader sample;
-    for (const Bytes &bytes : {packet_bytes(sample.header, 7), Bytes{1, 2, 3, 4, 5, 6, 7, 8}}) {
-        const bool valid = bytes.size() > 8;
-        FILE *file = file_with(bytes);
-        const unsigned long live = stg_live_block_count();
-        int major = -1;
-        pxinfo_kv_pkt_header_t header;
-        EXPECT_EQ(valid ? TBS_ST_OK : TBS_ST_FAILED, pxinfo_kv_pkt_read_import_header_no_xdr(file, 1, &major, &header));
-        EXPECT_EQ(0, std::ftell(file));
-        if (valid) {
-            EXPECT_EQ(expected_after_round_trip(sample, 7), describe(header));
-        }
-        EXPECT_EQ(TBS_ST_OK, pxinfo_kv_pkt_finish_import_header_no_xdr(file, &header));
-        EXPECT_TRUE(is_all_zero(header));
-        EXPECT_EQ(live, stg_live_block_count());
-        std::fclose(file);
-    }
-    int major = 0;
-    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_kv_pkt_read_import_header_no_xdr(nullptr, 0, &major, nullptr));
-}
-
 TEST(KvPktReadRefused, MagicNumberAndMajorVersion) {
     expect_read_refused({}, "Error decoding xdr information (magic)\n", 0);
     expect_read_refused({0x14, 0x82, 0x35, 0x17, 0, 0, 0, 7}, "Bad magic number on packet.\n", 0);

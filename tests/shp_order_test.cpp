@@ -135,26 +135,6 @@ TEST(ReadOrder, LineOf1022CharactersIsAccepted) {
     EXPECT_EQ(comment, elements<pxinfo_shp_text_t>(r.order->comment_lines)[0]->text);
 }
 
-TEST(ReadOrder, LenientForms) {
-    // Unknown %-words inside a list section are elements; an empty repeated
-    // keyword is no repeated section; failure lines may carry extra words; an
-    // R failure after a delivery is recorded; a null identifier may be set again.
-    Read r(kHeader + "%IDENTIFIER 00000000-0000-0000-0000-000000000000\n%IDENTIFIER " + kUuid +
-           "\n%DESTINATIONS\n%DESTINATIONS\n%FOO\n\ta\n%DELIVERIES\n 5 d r a\n%DELIVERIES\n 6 e r %FOO\n"
-           "%FAILED-ATTEMPTS\n R 7 f r a trailing words\n");
-    ASSERT_EQ(TBS_ST_OK, r.status) << (r.errors.empty() ? "" : r.errors[0]);
-    EXPECT_TRUE(r.errors.empty());
-    EXPECT_EQ(2u, r.order->destination_count);
-    EXPECT_EQ(1u, r.order->failure_count);
-    auto d = elements<pxinfo_shp_destination_t>(r.order->destinations);
-    EXPECT_STREQ("%FOO", d[0]->host);
-    EXPECT_STREQ("e", d[0]->delivery_string);
-    EXPECT_STREQ("d", d[1]->delivery_string);
-    EXPECT_EQ(0u, d[1]->failed);
-    tbs_uuid_str_t id;
-    EXPECT_STREQ(kUuid, tbs_uuid_to_str(&r.order->identifier, id));
-}
-
 TEST(ReadOrder, LineReaderSkipsBlankAndHashLinesOnRequest) {
     FILE *f = stream_of("\n# note\n  #x y\n  first  \"two words\"\n");
     char buffer[PXINFO_SHP_LINE_SIZE];
@@ -259,31 +239,6 @@ INSTANTIATE_TEST_SUITE_P(Shapes, RoundTrip, ::testing::Values(Shape{true, 2}, Sh
                              if (info.param.return_hops < 0) return n + "NoReturnRoute";
                              return n + "ReturnRouteOf" + std::to_string(info.param.return_hops) + "Hops";
                          });
-
-// A stream opened for reading only gives message 7; data that cannot be
-// flushed (a pipe cannot be synced) gives shared message 21.
-TEST(WriteOrder, StreamsThatRefuseTheOrderGiveTheirMessage) {
-    std::string path = pxtest::temp_path("read-only.ord");
-    pxtest::write_file(path, {});
-    int fds[2];
-    ASSERT_EQ(0, pipe(fds));
-    const std::pair<FILE *, std::string> cases[] = {
-        {fopen(path.c_str(), "r"), "unable to write to shipping order file \"" FN "\": " +
-                                       std::string(tbs_strerror(tbs_errno2status(EBADF))) + "\n"},
-        {fdopen(fds[1], "w"),
-         "Unable to flush \"" FN "\" to stable storage: " + std::string(tbs_strerror(tbs_errno2status(EINVAL))) + "\n"},
-    };
-    pxinfo_shp_order_t *order = build_order(Shape{true, 1});
-    for (const auto &c : cases) {
-        ASSERT_NE(nullptr, c.first);
-        pxtest::CapturedMessages captured;
-        EXPECT_EQ(TBS_ST_FAILED, pxinfo_shp_write_order(c.first, kFile, order));
-        fclose(c.first);
-        EXPECT_EQ(std::vector<std::string>{c.second}, error_texts(captured));
-    }
-    close(fds[0]);
-    pxinfo_shp_destroy_order(&order);
-}
 
 // ---------------------------------------------------------------------------
 // Building orders and the consistency rules.

@@ -88,15 +88,6 @@ class PositionToName : public ::testing::Test {
     stg_area_t *area_ = nullptr;
 };
 
-TEST_F(PositionToName, CountsPositionsNotIds) {
-    char *name = nullptr;
-    ASSERT_EQ(TBS_ST_OK, pxinfo_int_id_to_str(area_, pxinfo_ship_file_type_map, 1, name));
-    EXPECT_STREQ("kvcreate", name);
-    ASSERT_EQ(TBS_ST_OK, pxinfo_int_id_to_str(area_, pxinfo_ship_file_type_map, 3, name));
-    EXPECT_STREQ("other", name);
-    EXPECT_NE(pxinfo_ship_file_type_map[3].name, name) << "the name is a copy in the area";
-}
-
 TEST_F(PositionToName, PositionsOutsideTheTableGiveNotFound) {
     pxtest::CapturedMessages messages;
     char *name = nullptr;

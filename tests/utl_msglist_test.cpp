@@ -75,29 +75,6 @@ TEST_F(MsgList, RefusedArgumentsLeaveTheListUnchanged) {
     EXPECT_EQ(before.msgs, list_.msgs);
 }
 
-TEST_F(MsgList, FailedGrowthEmptiesTheListUntilTheNextAppend) {
-    append("one");
-    append("two");
-    stg_fail_allocation(1);  // the new array of capacity 4
-    EXPECT_EQ(TBS_ST_NO_MEMORY, pxinfo_add_msg_to_list(4, "three", area_, &list_));
-    stg_fail_allocation(0);
-    EXPECT_EQ(2u, list_.count);
-    EXPECT_EQ(nullptr, list_.msgs);
-    {
-        pxtest::CapturedMessages messages;
-        pxinfo_print_msg_list(&list_, 0);
-        imsg_list_t *target = imsg_list_create();
-        pxinfo_msg_list_to_imsg_list(&list_, target);
-        EXPECT_EQ(0u, imsg_list_count(target));
-        imsg_list_destroy(target);
-        EXPECT_TRUE(messages.lines().empty()) << messages.dump();
-    }
-    append("again");
-    EXPECT_EQ(1u, list_.count);
-    EXPECT_EQ(1u, capacity_of(list_));
-    EXPECT_EQ((std::vector<std::string>{"again"}), texts_of(list_));
-}
-
 TEST_F(MsgList, EveryExhaustedAllocationGivesNoMemoryAndLeavesAUsableList) {
     // Two appends: array and text of the first, growth and text of the
     // second. Each failure gives 1062, adds nothing, and the list stays usable.
