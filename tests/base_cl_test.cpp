@@ -75,38 +75,6 @@ TEST(Tokenizer, NullArgumentsAndExhaustedStorage) {
     EXPECT_EQ(1u, points);
 }
 
-TEST(Numbers, UnsignedWholeWords) {
-    uint32_t v = 7;
-    EXPECT_EQ(TBS_ST_OK, strutl_strtoul("0", 0, &v));
-    EXPECT_EQ(0u, v);
-    EXPECT_EQ(TBS_ST_OK, strutl_strtoul("4294967295", 0, &v));
-    EXPECT_EQ(4294967295u, v);
-    EXPECT_EQ(TBS_ST_OK, strutl_strtoul("0x1F", 0, &v));
-    EXPECT_EQ(31u, v);
-    EXPECT_EQ(TBS_ST_OK, strutl_strtoul("ff", 16, &v));
-    EXPECT_EQ(255u, v);
-    v = 7;
-    for (const char *bad : {"", " 1", "1 ", "+1", "-1", "1x", "4294967296", "99999999999999999999999", "x"})
-        EXPECT_EQ(TBS_ST_FAILED, strutl_strtoul(bad, 0, &v)) << bad;
-    EXPECT_EQ(7u, v);
-    EXPECT_EQ(TBS_ST_INVALID_ARG, strutl_strtoul(nullptr, 0, &v));
-    EXPECT_EQ(TBS_ST_INVALID_ARG, strutl_strtoul("1", 1, &v));
-}
-
-TEST(Numbers, SignedWholeWords) {
-    int32_t v = 7;
-    EXPECT_EQ(TBS_ST_OK, strutl_strtol("-2147483648", 0, &v));
-    EXPECT_EQ(INT32_MIN, v);
-    EXPECT_EQ(TBS_ST_OK, strutl_strtol("+2147483647", 0, &v));
-    EXPECT_EQ(INT32_MAX, v);
-    EXPECT_EQ(TBS_ST_OK, strutl_strtol("-0x10", 0, &v));
-    EXPECT_EQ(-16, v);
-    v = 7;
-    for (const char *bad : {"", "-", "--1", "2147483648", "-2147483649", "1.5", " 3"})
-        EXPECT_EQ(TBS_ST_FAILED, strutl_strtol(bad, 0, &v)) << bad;
-    EXPECT_EQ(7, v);
-}
-
 struct Item {
     int value;
     llist_d_link_t link;

@@ -1,6 +1,8 @@
 // The base services the library stands on: storage areas and fault injection,
 // uuid text forms and order, status texts, the message service and its sink.
 #include <gtest/gtest.h>
+#include <sys/time.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstddef>
@@ -13,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "date.h"
 #include "imsg.h"
 #include "pfm.h"
 #include "stg.h"
@@ -142,7 +145,14 @@ TEST(MessageService, AssertionReportsArePrintedAndCounted) {
     EXPECT_EQ(IMSG_SEV_ERROR, captured.lines()[0].severity);
 }
 
-TEST(MessageService, ListsCopyTheirTexts) {
+TEST(MessageService, ListsCopyTheirTextsAndEndAtTheirCount) {
+    // Storage the list's array may reuse holds no zeros, so that a read past
+    // the last text would not happen to find a null.
+    for (int i = 0; i < 4; ++i) {
+        void *block = std::malloc(40);
+        std::memset(block, 0xA5, 40);
+        std::free(block);
+    }
     imsg_list_t *list = imsg_list_create();
     ASSERT_NE(nullptr, list);
     std::string text = "first";
@@ -150,10 +160,38 @@ TEST(MessageService, ListsCopyTheirTexts) {
     text = "changed";
     stg_fail_allocation(1);
     EXPECT_EQ(TBS_ST_NO_MEMORY, imsg_list_add_str(list, "second"));
-    EXPECT_EQ(1u, imsg_list_count(list));
+    for (unsigned count = 1; count <= 5; ++count) {
+        if (count > 1) {
+            EXPECT_EQ(TBS_ST_OK, imsg_list_add_str(list, std::to_string(count).c_str()));
+        }
+        EXPECT_EQ(count, imsg_list_count(list));
+        EXPECT_STREQ(count > 1 ? std::to_string(count).c_str() : "first", imsg_list_get(list, count - 1));
+        EXPECT_EQ(nullptr, imsg_list_get(list, count));
+        EXPECT_EQ(nullptr, imsg_list_get(list, count + 1));
+    }
     EXPECT_STREQ("first", imsg_list_get(list, 0));
-    EXPECT_EQ(nullptr, imsg_list_get(list, 1));
+    EXPECT_EQ(nullptr, imsg_list_get(nullptr, 0));
+    EXPECT_EQ(0u, imsg_list_count(nullptr));
     imsg_list_destroy(list);
+}
+
+// The current time has a sub-second part: microseconds below a million that
+// are not all zero over a few readings, and seconds that agree with time().
+TEST(Clock, CurrentTimeHasMicroseconds) {
+    bool some_microseconds = false;
+    for (int reading = 0; reading < 5 && !some_microseconds; ++reading) {
+        timeval now{-1, -1};
+        const time_t before = time(nullptr);
+        date_get_timeval(&now);
+        EXPECT_LE(before, now.tv_sec);
+        EXPECT_LE(now.tv_sec, time(nullptr));
+        EXPECT_GE(now.tv_usec, 0);
+        EXPECT_LT(now.tv_usec, 1000000);
+        some_microseconds = now.tv_usec != 0;
+        usleep(1);
+    }
+    EXPECT_TRUE(some_microseconds);
+    date_get_timeval(nullptr);
 }
 
 }  // namespace
