@@ -136,4 +136,23 @@ TEST(ForcedFlush, FileSucceedsPipeAndMemoryStreamFail) {
     fclose(memory);
 }
 
+TEST(Tokenizer, OffsetsRewindAndAreBounded) {
+    cl_handle_t *h = cl_parse_line("a b c", nullptr);
+    ASSERT_NE(nullptr, h);
+    EXPECT_EQ(0, cl_getoffset(h));
+    cl_getarg(h);
+    cl_getarg(h);
+    EXPECT_EQ(2, cl_getoffset(h));
+    EXPECT_EQ(CL_E_OK, cl_setoffset(h, 1));
+    EXPECT_STREQ("b", cl_getarg(h));
+    EXPECT_EQ(CL_E_INVALID_ARG, cl_setoffset(h, 4));
+    EXPECT_EQ(CL_E_INVALID_ARG, cl_setoffset(h, -1));
+    EXPECT_EQ(2, cl_getoffset(h));
+    EXPECT_EQ(CL_E_OK, cl_setoffset(h, 3));
+    EXPECT_EQ(nullptr, cl_getarg(h));
+    EXPECT_EQ(CL_E_OK, cl_errno(h));
+    cl_destroy(&h);
+    cl_destroy(&h);  // a null handle is ignored
+}
+
 }  // namespace

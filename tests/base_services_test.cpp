@@ -194,4 +194,67 @@ TEST(Clock, CurrentTimeHasMicroseconds) {
     date_get_timeval(nullptr);
 }
 
+TEST(Storage, ZeroByteRequestsGiveDistinctBlocks) {
+    void *a = stg_malloc(0);
+    void *b = stg_malloc(0);
+    ASSERT_NE(nullptr, a);
+    ASSERT_NE(nullptr, b);
+    EXPECT_NE(a, b);
+    stg_free(a);
+    stg_free(b);
+    stg_area_t *area = stg_create_area(64);
+    ASSERT_NE(nullptr, area);
+    EXPECT_NE(stg_alloc(area, 0), stg_alloc(area, 0));
+    stg_delete_area(&area);
+}
+
+TEST(Storage, AreaBlocksAreAlignedDisjointAndEachOneCanBeMadeToFail) {
+    // Blocks of every size, small ones packed together and large ones on
+    // their own, each aligned for any type and never overlapping another;
+    // each request counts as one allocation that fault injection can fail.
+    stg_area_t *area = stg_create_area(0);
+    ASSERT_NE(nullptr, area);
+    std::vector<std::pair<unsigned char *, size_t>> blocks;
+    for (size_t i = 0; i < 400; ++i) {
+        size_t size = i % 50 == 0 ? 20000 + i : i % 7 == 0 ? 3000 + 31 * i : i % 13;
+        unsigned long before = stg_allocation_count();
+        auto *block = static_cast<unsigned char *>(stg_alloc(area, size));
+        ASSERT_NE(nullptr, block);
+        EXPECT_EQ(before + 1, stg_allocation_count());
+        EXPECT_EQ(0u, reinterpret_cast<uintptr_t>(block) % alignof(std::max_align_t));
+        std::memset(block, static_cast<int>(i), size);
+        blocks.emplace_back(block, size);
+    }
+    for (size_t i = 0; i < blocks.size(); ++i)
+        for (size_t j = 0; j < blocks[i].second; ++j)
+            ASSERT_EQ(static_cast<unsigned char>(i), blocks[i].first[j]) << "block " << i << " was overwritten";
+    stg_fail_allocation(2);
+    EXPECT_NE(nullptr, stg_alloc(area, 8));
+    EXPECT_EQ(nullptr, stg_alloc(area, 8));
+    EXPECT_NE(nullptr, stg_calloc(area, 8));
+    stg_delete_area(&area);
+}
+
+TEST(Storage, NoAreaGivesNoStorageAndTheTemporaryAreaIsTheHeap) {
+    EXPECT_EQ(nullptr, stg_alloc(nullptr, 8));
+    unsigned long live = stg_live_block_count();
+    void *block = stg_alloc(STG_AREA_TEMP, 8);
+    ASSERT_NE(nullptr, block);
+    EXPECT_EQ(live + 1, stg_live_block_count());
+    stg_free(block);
+    EXPECT_EQ(live, stg_live_block_count());
+}
+
+TEST(Directories, JoinTheNameToTheConfiguredDirectory) {
+    char buffer[256];
+    setenv("PXINFO_CONFIG_DIR", "/tmp/cfg", 1);
+    EXPECT_STREQ("/tmp/cfg/services/gm_log.conf",
+                 tbs_product_config_dir("services/gm_log.conf", buffer, sizeof buffer));
+    unsetenv("PXINFO_CONFIG_DIR");
+    EXPECT_STREQ("/var/opt/quenta/config/x", tbs_product_config_dir("x", buffer, sizeof buffer));
+    unsetenv("PXINFO_LOG_DIR");
+    EXPECT_STREQ("/var/opt/quenta/log/gm_log", tbs_product_log_dir("gm_log", buffer, sizeof buffer));
+    EXPECT_EQ(nullptr, tbs_product_log_dir("gm_log", buffer, 8));
+}
+
 }  // namespace

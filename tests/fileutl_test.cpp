@@ -365,4 +365,32 @@ TEST_F(HealthFile, ExhaustedStorageWhileReadingFailsWithoutLeak) {
     EXPECT_GT(points, 20u);
 }
 
+TEST_F(HealthFile, NullArgumentsAndBadStreams) {
+    Family family;
+    pxtest::CapturedMessages messages;
+    FILE *f = std::fopen("/dev/null", "rb");
+    EXPECT_EQ(pxinfo_write_health_file(nullptr, &family.epoch, f), TBS_ST_INVALID_ARG);
+    EXPECT_EQ(pxinfo_write_health_file(&family.sync, nullptr, f), TBS_ST_INVALID_ARG);
+    EXPECT_EQ(pxinfo_write_health_file(&family.sync, &family.epoch, nullptr), TBS_ST_INVALID_ARG);
+    ReadRecords r;
+    EXPECT_EQ(pxinfo_read_health_file(nullptr, &r.epoch, f, 0), TBS_ST_INVALID_ARG);
+    EXPECT_EQ(pxinfo_read_health_file(&r.sync, nullptr, f, 1), TBS_ST_INVALID_ARG);
+    // Without a stream the records are not touched.
+    EXPECT_EQ(pxinfo_read_health_file(&r.sync, &r.epoch, nullptr, 0), TBS_ST_INVALID_ARG);
+    EXPECT_EQ(r.epoch.count, 0x5A5A5A5A);
+
+    XDR xdrs;
+    EXPECT_EQ(pxinfo_xdrstdio_create(2, f, &xdrs), TBS_ST_INVALID_ARG);
+    EXPECT_EQ(pxinfo_xdrstdio_create(-1, f, &xdrs), TBS_ST_INVALID_ARG);
+    EXPECT_EQ(pxinfo_xdrstdio_create(XDR_DECODE, f, nullptr), TBS_ST_INVALID_ARG);
+    EXPECT_EQ(messages.problems(), 0u) << messages.dump();
+
+    // A stream open only for reading cannot take the records.
+    EXPECT_EQ(pxinfo_write_health_file(&family.sync, &family.epoch, f), TBS_ST_FAILED);
+    std::fclose(f);
+
+    pxinfo_free_family_epoch_status_from_file(nullptr);
+    pxinfo_free_family_sync_status_from_file(nullptr);
+}
+
 }  // namespace

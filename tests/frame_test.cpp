@@ -101,4 +101,20 @@ TEST(InternalErrors, LoggedWithSharedMessage38AndCounted) {
     EXPECT_EQ("pxinfo", captured.lines()[0].component);
 }
 
+TEST(TraceGate, VerbosityTwoShowsOnlyFailureLocations) {
+    pxtest::CapturedMessages captured(2, "pxinfo");
+    traced_operation(TBS_ST_NOT_FOUND, true);
+    ASSERT_EQ(1u, captured.lines().size()) << captured.dump();
+    EXPECT_NE(std::string::npos, captured.lines()[0].text.find(": failed.\n"));
+}
+
+TEST(TraceGate, QuietCallsPrintNoProblemAndKeepTheirStatus) {
+    pxtest::CapturedMessages loud;
+    tbs_status_t loud_status = traced_operation(TBS_ST_FAILED, false);
+    EXPECT_EQ(1u, loud.problems());
+    pxtest::CapturedMessages quiet;
+    EXPECT_EQ(loud_status, traced_operation(TBS_ST_FAILED, true));
+    EXPECT_EQ(0u, quiet.problems());
+}
+
 }  // namespace

@@ -61,4 +61,23 @@ TEST(KvPktMapping, SyncTypesAndFileTypes) {
         EXPECT_EQ(0, pxinfo_kv_pkt_file_type_to_sync_type(type));
 }
 
+TEST(KvPktMapping, UnknownFeatureLevelIsAnInternalError) {
+    for (int level : {7, -1}) {
+        CapturedMessages messages;
+        const unsigned long errors = tbs_int_error_count(), asserts = pfm_assert_fail_count();
+        int major = 55, minor = 66;
+        pxinfo_map_flevel_to_protocol_versions(level, &major, &minor);
+        EXPECT_EQ(55, major);
+        EXPECT_EQ(0, minor);
+        EXPECT_EQ(errors + 1, tbs_int_error_count());
+        EXPECT_EQ(asserts + 1, pfm_assert_fail_count());
+        ASSERT_EQ(2u, messages.lines().size()) << messages.dump();
+        EXPECT_EQ("pxinfo_kv_pkt", messages.lines()[0].component);
+        EXPECT_EQ(
+            "internal error: No sync packet header version matches feature level " + std::to_string(level) + ".\n",
+            messages.lines()[0].text);
+        EXPECT_EQ(0u, messages.lines()[1].text.find("assertion failed: FALSE (lib/pxinfo/pxinfo_kv_pkt:"));
+    }
+}
+
 }  // namespace

@@ -454,4 +454,54 @@ TEST(KvPktReadRefused, StorageExhausted) {
     }
 }
 
+TEST(KvPktRead, ImportFormRewindsWhateverTheOutcome) {
+    SampleHeader sample;
+    for (const Bytes &bytes : {packet_bytes(sample.header, 7), Bytes{1, 2, 3, 4, 5, 6, 7, 8}}) {
+        const bool valid = bytes.size() > 8;
+        FILE *file = file_with(bytes);
+        const unsigned long live = stg_live_block_count();
+        int major = -1;
+        pxinfo_kv_pkt_header_t header;
+        EXPECT_EQ(valid ? TBS_ST_OK : TBS_ST_FAILED, pxinfo_kv_pkt_read_import_header_no_xdr(file, 1, &major, &header));
+        EXPECT_EQ(0, std::ftell(file));
+        if (valid) {
+            EXPECT_EQ(expected_after_round_trip(sample, 7), describe(header));
+        }
+        EXPECT_EQ(TBS_ST_OK, pxinfo_kv_pkt_finish_import_header_no_xdr(file, &header));
+        EXPECT_TRUE(is_all_zero(header));
+        EXPECT_EQ(live, stg_live_block_count());
+        std::fclose(file);
+    }
+    int major = 0;
+    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_kv_pkt_read_import_header_no_xdr(nullptr, 0, &major, nullptr));
+}
+
+TEST(KvPktReadRefused, ReEncodingThatCannotGrowTheCheckBuffer) {
+    // An aux_string beyond the check buffer's starting size of 32768 bytes.
+    SampleHeader sample;
+    std::string big(40000, 'b');
+    sample.header.aux_string = &big[0];
+    const Bytes bytes = packet_bytes(sample.header, 7);
+    ReadResult r = read_header(bytes, 1);
+    ASSERT_EQ(TBS_ST_OK, r.status);
+    EXPECT_EQ(big, r.header.aux_string);
+    pxinfo_free_kv_pkt_hdr(&r.header);
+
+    size_t re_encoding = 0;
+    CapturedMessages messages;
+    pxtest::sweep_allocation_failures(
+        [&] {
+            messages.clear();
+            return (r = read_header(bytes)).status;
+        },
+        [&](tbs_status_t status, unsigned long) {
+            EXPECT_TRUE(is_all_zero(r.header));
+            if (status == TBS_ST_FAILED && messages.lines().size() == 1 &&
+                messages.lines()[0].text == "Error encoding xdr information (sync header for checking)\n")
+                ++re_encoding;
+        });
+    pxinfo_free_kv_pkt_hdr(&r.header);
+    EXPECT_GE(re_encoding, 1u);
+}
+
 }  // namespace

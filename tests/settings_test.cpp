@@ -117,4 +117,48 @@ TEST(SettingEq, NullsTypesIntegersAndUntypedValues) {
     }
 }
 
+TEST_F(SettingStr, SharedWithoutAreaCopiedWithOne) {
+    char text[] = "shared";
+    pxinfo_setting_val_t shared = typed(PXINFO_SETTING_INT, 3);
+    pxinfo_setting_val_t copied = typed(PXINFO_SETTING_INT, 3);
+    ASSERT_EQ(pxinfo_setting_set_str_value(text, nullptr, &shared), TBS_ST_OK);
+    ASSERT_EQ(pxinfo_setting_set_str_value(text, area_, &copied), TBS_ST_OK);
+    EXPECT_EQ(copied.type, PXINFO_SETTING_STR);
+    text[0] = 'S';
+    char *out = nullptr;
+    ASSERT_EQ(pxinfo_setting_get_str_value(&shared, nullptr, &out), TBS_ST_OK);
+    EXPECT_EQ(out, text);
+    ASSERT_EQ(pxinfo_setting_get_str_value(&copied, area_, &out), TBS_ST_OK);
+    EXPECT_STREQ(out, "shared");
+    EXPECT_NE(out, copied.data.str_value);
+
+    // A null string is stored and read back as null, with or without an area.
+    ASSERT_EQ(pxinfo_setting_set_str_value(nullptr, area_, &copied), TBS_ST_OK);
+    EXPECT_EQ(copied.data.str_value, nullptr);
+    ASSERT_EQ(pxinfo_setting_get_str_value(&copied, area_, &out), TBS_ST_OK);
+    EXPECT_EQ(out, nullptr);
+}
+
+TEST(SettingEq, StringRules) {
+    char empty1[] = "";
+    char empty2[] = "";
+    char abc1[] = "abc";
+    char abc2[] = "abc";
+    char upper[] = "ABC";
+    char abcd[] = "abcd";
+    struct Case {
+        const char *a;
+        const char *b;
+        int equal;
+    } cases[] = {
+        {abc1, abc2, 1},     {abc1, upper, 0},    {abc1, abcd, 0},      {abcd, abc1, 0},      {nullptr, nullptr, 1},
+        {empty1, empty1, 1}, {empty1, empty2, 0}, {empty1, nullptr, 0}, {nullptr, empty1, 0}, {abc1, nullptr, 0},
+    };
+    for (const Case &c : cases) {
+        pxinfo_setting_val_t a = str_val(c.a);
+        pxinfo_setting_val_t b = str_val(c.b);
+        EXPECT_EQ(pxinfo_setting_eq(&a, &b), c.equal) << (c.a ? c.a : "(null)") << " vs " << (c.b ? c.b : "(null)");
+    }
+}
+
 }  // namespace

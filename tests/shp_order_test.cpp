@@ -459,4 +459,44 @@ TEST(Storage, DestinationIndexGrowsCleanlyAndDeliveriesInAnyOrderFindTheirDestin
     }
 }
 
+TEST(ReadOrder, UnreadableStreamGivesMessage47) {
+    std::string path = pxtest::temp_path("write-only.ord");
+    FILE *f = fopen(path.c_str(), "w");
+    ASSERT_NE(nullptr, f);
+    pxtest::CapturedMessages captured;
+    pxinfo_shp_order_t *order = nullptr;
+    EXPECT_EQ(TBS_ST_FAILED, pxinfo_shp_read_order(f, kFile, &order));
+    fclose(f);
+    EXPECT_EQ(nullptr, order);
+    auto errors = error_texts(captured);
+    ASSERT_EQ(1u, errors.size());
+    EXPECT_EQ(std::string("Cannot read file \"" FN "\" (line 0): ") + tbs_strerror(tbs_errno2status(EBADF)) + "\n",
+              errors[0]);
+}
+
+// A stream opened for reading only gives message 7; data that cannot be
+// flushed (a pipe cannot be synced) gives shared message 21.
+TEST(WriteOrder, StreamsThatRefuseTheOrderGiveTheirMessage) {
+    std::string path = pxtest::temp_path("read-only.ord");
+    pxtest::write_file(path, {});
+    int fds[2];
+    ASSERT_EQ(0, pipe(fds));
+    const std::pair<FILE *, std::string> cases[] = {
+        {fopen(path.c_str(), "r"), "unable to write to shipping order file \"" FN "\": " +
+                                       std::string(tbs_strerror(tbs_errno2status(EBADF))) + "\n"},
+        {fdopen(fds[1], "w"),
+         "Unable to flush \"" FN "\" to stable storage: " + std::string(tbs_strerror(tbs_errno2status(EINVAL))) + "\n"},
+    };
+    pxinfo_shp_order_t *order = build_order(Shape{true, 1});
+    for (const auto &c : cases) {
+        ASSERT_NE(nullptr, c.first);
+        pxtest::CapturedMessages captured;
+        EXPECT_EQ(TBS_ST_FAILED, pxinfo_shp_write_order(c.first, kFile, order));
+        fclose(c.first);
+        EXPECT_EQ(std::vector<std::string>{c.second}, error_texts(captured));
+    }
+    close(fds[0]);
+    pxinfo_shp_destroy_order(&order);
+}
+
 }  // namespace

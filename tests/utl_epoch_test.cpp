@@ -305,4 +305,30 @@ TEST(EpochRows, CopyOwnsItsEntriesAndFreeReleasesThem) {
     EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_free_new_epoch_row_entry(nullptr));
 }
 
+TEST(EpochRowCompare, TheExcludedReplicaIsIgnoredInBothRows) {
+    pxinfo_selector_t b = replica('B');
+    Calls calls;
+    EXPECT_EQ(PXINFO_EPOCH_CMP_EQUAL, compare(row({{'A', 5}, {'B', 9}}), row({{'A', 5}, {'B', 1}}), &calls, &b).result);
+    EXPECT_EQ(PXINFO_EPOCH_CMP_EQUAL, compare(row({{'A', 5}}), row({{'B', 1}, {'A', 5}}), &calls, &b).result);
+    EXPECT_TRUE(calls.seen.empty());
+    pxinfo_selector_t none = {};  // a null selector excludes nothing
+    EXPECT_EQ(PXINFO_EPOCH_CMP_GREATER, compare(row({{'A', 5}, {'B', 9}}), row({{'A', 5}}), nullptr, &none).result);
+}
+
+TEST(EpochRowCompare, RowsOfDifferentFamiliesAreOrderedByFamilyAlone) {
+    Row vault_row = row({{'A', 1}});
+    Row bb_row(1);
+    bb_row[0].epoch = 100;
+    ASSERT_EQ(TBS_ST_OK, pxinfo_new_bb_selector("f", "c", "r", "u", &bb_row[0].replica));
+    Calls calls;
+    unsigned long allocations = stg_allocation_count();
+    EXPECT_EQ(PXINFO_EPOCH_CMP_LESS, compare(vault_row, bb_row, &calls).result);
+    EXPECT_EQ(PXINFO_EPOCH_CMP_GREATER, compare(bb_row, vault_row, &calls).result);
+    EXPECT_EQ(allocations, stg_allocation_count());  // no table was made
+    Row other_family = row({{'A', 1}});
+    other_family[0].replica = replica('A', 2);
+    EXPECT_EQ(PXINFO_EPOCH_CMP_LESS, compare(vault_row, other_family).result);
+    EXPECT_TRUE(calls.seen.empty());
+}
+
 }  // namespace

@@ -108,4 +108,21 @@ TEST_F(PositionToName, ExhaustedAreaLeavesNameNullWithStatusOk) {
     EXPECT_EQ(nullptr, name);
 }
 
+TEST(ShipFileType, EmptyNameGivesInvalidArgAndNotTheFileTypeMessage) {
+    pxtest::CapturedMessages messages;
+    pxinfo_file_type_t type = PXINFO_FILE_SHORDER;
+    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_str_to_ship_filetype("", &type));
+    EXPECT_TRUE(printed(messages, IMSG_SEV_ERROR, "pxinfo_str_to_int_id: a required argument is missing.\n"))
+        << messages.dump();
+    EXPECT_FALSE(printed(messages, IMSG_SEV_ERROR, kInvalidFileType));
+}
+
+TEST_F(PositionToName, MissingTableGivesNotFoundWithMessage46) {
+    pxtest::CapturedMessages messages;
+    char *name = nullptr;
+    EXPECT_EQ(TBS_ST_NOT_FOUND, pxinfo_int_id_to_str(area_, nullptr, 0, name));
+    EXPECT_TRUE(printed(messages, IMSG_SEV_ERROR, "pxinfo_int_id_to_str: a required argument is missing.\n"))
+        << messages.dump();
+}
+
 }  // namespace

@@ -255,4 +255,46 @@ TEST(LocalHost, RecognisesThisHostInAnyCase) {
     EXPECT_FALSE(fileutl_is_localhost(""));
 }
 
+TEST_F(Registry, FileEntriesComeBeforeTestEntries) {
+    write_registry(std::string("# replicas of this site\n\n") + kReplicaText + " 1 first.invalid\n" + "  " +
+                   kVaultText + "\t1\tvault.invalid\n" + upper(kReplicaText) + " 0 retired.invalid\n");
+    add(kReplicaText, RGY_IND_ACTIVE, "added.invalid");
+    const tbs_uuid_t key = uuid_of(kReplicaText);
+    rgy_cursor_t *cursor = nullptr;
+    rgy_entry_t *entry = nullptr;
+    std::vector<std::pair<int, std::string>> found;
+    for (;;) {
+        int indicator = -1;
+        ASSERT_EQ(TBS_ST_OK, rgy_findbyuuid_entry(RGY_CLASS_REPLICA, 0, RGY_KEY_UUID, 16, &key, &cursor,
+                                                  RGY_FETCH_ENTRY, &entry, &indicator));
+        if (cursor == nullptr) break;
+        found.emplace_back(indicator, entry_host(entry));
+    }
+    EXPECT_EQ(
+        (std::vector<std::pair<int, std::string>>{{1, "first.invalid"}, {0, "retired.invalid"}, {1, "added.invalid"}}),
+        found);
+    const char *uuid_text = nullptr;
+    ASSERT_EQ(TBS_ST_OK, rgy_getstring_from_entry_const(entry, RGY_ATTR_UUID, &uuid_text));
+    EXPECT_STREQ(kReplicaText, uuid_text);
+    EXPECT_EQ(TBS_ST_NOT_FOUND, rgy_getstring_from_entry_const(entry, 2, &uuid_text));
+    rgy_delete_entry(&entry);
+}
+
+TEST_F(Registry, DamagedRegistryFileFailsTheSearch) {
+    const tbs_uuid_t key = uuid_of(kReplicaText);
+    const char *damaged[] = {"not-a-uuid 1 host\n", "0a1b2c3d-0000-4000-8000-00000000a001 one host\n",
+                             "0a1b2c3d-0000-4000-8000-00000000a001 1\n"};
+    for (const char *line : damaged) {
+        write_registry(line);
+        rgy_cursor_t *cursor = nullptr;
+        rgy_entry_t *entry = nullptr;
+        int indicator = 0;
+        EXPECT_EQ(TBS_ST_FAILED, rgy_findbyuuid_entry(RGY_CLASS_REPLICA, 0, RGY_KEY_UUID, 16, &key, &cursor,
+                                                      RGY_FETCH_ENTRY, &entry, &indicator))
+            << line;
+        EXPECT_EQ(nullptr, cursor);
+        EXPECT_EQ(nullptr, entry);
+    }
+}
+
 }  // namespace

@@ -105,4 +105,19 @@ TEST(KvPktFseek, ReportsTheDistanceMovedOrMinusOne) {
     close(ends[1]);
 }
 
+TEST(XdrIo, ZeroLengthRunsNeedNoFile) {
+    FILE *at_end = file_with({});
+    FILE *read_only = std::fopen("/dev/null", "r");
+    XDR in, out;
+    pxinfo_xdrio_create(&in, at_end, XDR_DECODE);
+    pxinfo_xdrio_create(&out, read_only, XDR_ENCODE);
+    char byte = 'x';
+    EXPECT_TRUE(XDR_GETBYTES(&in, &byte, 0));
+    EXPECT_TRUE(XDR_PUTBYTES(&out, &byte, 0));
+    EXPECT_FALSE(XDR_GETBYTES(&in, &byte, 1));
+    EXPECT_FALSE(XDR_PUTBYTES(&out, &byte, 1));
+    std::fclose(at_end);
+    std::fclose(read_only);
+}
+
 }  // namespace
