@@ -257,4 +257,30 @@ TEST(Directories, JoinTheNameToTheConfiguredDirectory) {
     EXPECT_EQ(nullptr, tbs_product_log_dir("gm_log", buffer, 8));
 }
 
+TEST(Storage, CountsAndFaultInjectionSpanThreads) {
+    // Blocks allocated in one thread and released in another, by threads
+    // that have ended since, leave the counts exact; an injected failure
+    // strikes whichever thread allocates next.
+    unsigned long live = stg_live_block_count();
+    unsigned long before = stg_allocation_count();
+    void *from_thread = nullptr;
+    std::thread([&] { from_thread = stg_malloc(8); }).join();
+    EXPECT_EQ(live + 1, stg_live_block_count());
+    EXPECT_EQ(before + 1, stg_allocation_count());
+    stg_free(from_thread);
+    void *from_main = stg_malloc(8);
+    std::thread([&] { stg_free(from_main); }).join();
+    EXPECT_EQ(live, stg_live_block_count());
+    EXPECT_EQ(before + 2, stg_allocation_count());
+
+    void *failed = &failed;
+    stg_fail_allocation(1);
+    std::thread([&] { failed = stg_malloc(8); }).join();
+    EXPECT_EQ(nullptr, failed);
+    void *next = stg_malloc(8);
+    EXPECT_NE(nullptr, next);
+    stg_free(next);
+    EXPECT_EQ(live, stg_live_block_count());
+}
+
 }  // namespace

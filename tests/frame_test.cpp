@@ -117,4 +117,15 @@ TEST(TraceGate, QuietCallsPrintNoProblemAndKeepTheirStatus) {
     EXPECT_EQ(0u, quiet.problems());
 }
 
+TEST(TraceGate, NothingTracedWhenTheComponentIsNotListed) {
+    for (const char *components : {static_cast<const char *>(nullptr), "", "pxinfo_kv_pkt,other"}) {
+        pxtest::CapturedMessages captured(5, components);
+        traced_operation(TBS_ST_FAILED, true);
+        EXPECT_TRUE(captured.lines().empty()) << captured.dump();
+    }
+    pxtest::CapturedMessages all(3, "all");
+    traced_operation(TBS_ST_OK, false);
+    EXPECT_EQ(2u, all.lines().size());
+}
+
 }  // namespace

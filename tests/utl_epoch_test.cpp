@@ -331,4 +331,20 @@ TEST(EpochRowCompare, RowsOfDifferentFamiliesAreOrderedByFamilyAlone) {
     EXPECT_TRUE(calls.seen.empty());
 }
 
+TEST(EpochRows, NullRowIsEmptyAndTracedOnEntryOnly) {
+    Row entries = row({{'A', 5}});
+    pxinfo_epoch_row_t target;
+    std::memset(&target, 0x55, sizeof target);
+    pxtest::CapturedMessages messages(3, "pxinfo");
+    pxinfo_make_null_row(&target);
+    EXPECT_STREQ("", target.name);
+    EXPECT_STREQ("", target.host);
+    EXPECT_EQ(0, target.count);
+    EXPECT_EQ(nullptr, target.entries);
+    EXPECT_EQ(0, target.row_value1);
+    EXPECT_EQ(0, target.row_value2);
+    ASSERT_EQ(1u, messages.lines().size());
+    EXPECT_EQ("into pxinfo_make_null_row..\n", messages.lines()[0].text);
+}
+
 }  // namespace

@@ -128,4 +128,30 @@ TEST_F(MsgList, MessagesWithoutTextAreKeptButSkippedByPrintingAndCopying) {
     imsg_list_destroy(target);
 }
 
+TEST_F(MsgList, GrowthOfATemporaryArrayReleasesTheOldOne) {
+    // Arrays recorded in the temporary area are heap blocks: growing one
+    // frees it, and the new array comes from the temporary area too.
+    start_temporary_array();
+    const unsigned long live_with_one_array = stg_live_block_count();
+    append("first");
+    append("second");
+    append("third");
+    // Three texts in the area; the temporary arrays replace each other.
+    EXPECT_EQ(live_with_one_array + 3, stg_live_block_count()) << "old arrays must be released";
+    EXPECT_EQ(STG_AREA_TEMP, pxinfo::msg_array_area(pxinfo::msg_array_header(list_.msgs)));
+    EXPECT_EQ(4u, capacity_of(list_));
+    EXPECT_EQ((std::vector<std::string>{"zero", "first", "second", "third"}), texts_of(list_));
+    stg_free(pxinfo::msg_array_header(list_.msgs));
+}
+
+TEST_F(MsgList, FailedGrowthOfATemporaryArrayLeaksNothing) {
+    start_temporary_array();
+    const unsigned long live_before = stg_live_block_count();
+    stg_fail_allocation(1);
+    EXPECT_EQ(TBS_ST_NO_MEMORY, pxinfo_add_msg_to_list(4, "more", area_, &list_));
+    stg_fail_allocation(0);
+    EXPECT_EQ(nullptr, list_.msgs);
+    EXPECT_EQ(live_before - 1, stg_live_block_count());
+}
+
 }  // namespace
