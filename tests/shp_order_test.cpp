@@ -499,4 +499,26 @@ TEST(WriteOrder, StreamsThatRefuseTheOrderGiveTheirMessage) {
     pxinfo_shp_destroy_order(&order);
 }
 
+TEST_F(OrderFixture, HostsOf63CharactersFitAnd64DoNot) {
+    const std::string h63(63, 'x'), h64(64, 'y');
+    const std::string too_long = ORDER_FILE "hostname too long (" + h64 + ")\n";
+    pxinfo_shp_destination_t *e = nullptr;
+    EXPECT_EQ(kOk, run([&] { return pxinfo_shp_create_destination(o, kFile, h63.c_str(), 1, &e); }));
+    EXPECT_EQ(kOk, run([&] { return pxinfo_shp_create_arrival(o, kFile, h63.c_str(), 1, "d"); }));
+    EXPECT_EQ(kOk, run([&] { return pxinfo_shp_create_return(o, kFile, h63.c_str(), 1, "d"); }));
+    EXPECT_EQ(kOk, run([&] { return pxinfo_shp_record_delivery(o, kFile, h63.c_str(), "a", 1, "d"); }));
+    EXPECT_EQ(kOk, run([&] { return pxinfo_shp_record_failure(o, kFile, 0, h63.c_str(), h63.c_str(), 1, "d", 1); }));
+    EXPECT_EQ(refused(too_long), run([&] { return pxinfo_shp_create_destination(o, kFile, h64.c_str(), 1, &e); }));
+    EXPECT_EQ(refused(too_long), run([&] { return pxinfo_shp_create_arrival(o, kFile, h64.c_str(), 1, "d"); }));
+    EXPECT_EQ(refused(too_long), run([&] { return pxinfo_shp_create_return(o, kFile, h64.c_str(), 1, "d"); }));
+    EXPECT_EQ(refused(too_long),
+              run([&] { return pxinfo_shp_record_delivery(o, kFile, h64.c_str(), h63.c_str(), 1, "d"); }));
+    EXPECT_EQ(refused(too_long),
+              run([&] { return pxinfo_shp_record_failure(o, kFile, 0, "r", h64.c_str(), 1, "d", 1); }));
+    EXPECT_EQ(2u, o->destination_count);
+    EXPECT_EQ(1u, o->arrival_count);
+    EXPECT_EQ(1u, o->return_count);
+    EXPECT_EQ(1u, o->failure_count);
+}
+
 }  // namespace

@@ -358,6 +358,7 @@ TEST(SyncJobId, TextsReadAsUuidFirstThenAsLocalIdAndBack) {
     EXPECT_EQ(TBS_ST_OK, pxinfo_sync_job_id_to_str(4294967295u, text));
     EXPECT_STREQ("4294967295", text);
     EXPECT_EQ(TBS_ST_OK, pxinfo_sync_job_id_to_str(0, text));
+    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_sync_job_id_to_str(0, nullptr));
     EXPECT_STREQ("0", text);
 }
 
