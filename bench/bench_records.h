@@ -33,13 +33,7 @@ struct Arena {
     }
 };
 
-inline pxinfo_selector_t vault_selector(uint32_t replica) {
-    pxinfo_selector_t selector = {};
-    selector.type = PXINFO_COMPONENT_VAULT;
-    selector.u.vault.vault_oid = numbered_uuid(1, 0xfa);
-    selector.u.vault.replica_oid = numbered_uuid(replica, 0x0e);
-    return selector;
-}
+using pxfix::vault_selector;
 
 inline void fill_replica_info(Arena &arena, uint32_t replica, pxinfo_replica_info_t *info) {
     info->replica = vault_selector(replica);

@@ -16,18 +16,13 @@
 #include <string>
 #include <vector>
 
+#include "fixtures.h"
 #include "tbs_uuid.h"
 
 namespace bench {
 
-// A uuid with a tag byte and a number, distinct for every (tag, n).
-inline tbs_uuid_t numbered_uuid(uint32_t n, unsigned char tag) {
-    tbs_uuid_t uuid = {};
-    uuid.bytes[0] = tag;
-    uuid.bytes[6] = 0x40;
-    std::memcpy(uuid.bytes + 12, &n, sizeof n);
-    return uuid;
-}
+// Numbered uuids come from the fixtures the tests share.
+using pxfix::numbered_uuid;
 
 // A record routine of either kind, bound to its record type: the library's
 // (XDR *, T *, int extra) or rpcgen's (XDR *, T *).

@@ -9,7 +9,7 @@
 // of a two-replica family (consistent by construction: every count is 2),
 // read with and without epoch_only.
 //
-// The packet-header target's seeds are the header of the packet-header tests
+// The packet-header target's seeds are the sample header the tests share,
 // written in every layout the writer knows (versions 0, 5, 6, 7 and 7.1), and
 // once with a trailing byte, which makes the target set the checksum; it is a
 // creation packet, and an update packet is written as well. The packet-file
@@ -23,55 +23,18 @@
 #include <string>
 #include <vector>
 
+#include "fixtures.h"
 #include "pxinfo_kv_pkt.h"
 #include "record_routines.h"
 
 namespace {
 
-// A decoding stream of endless filler: every number is value, every byte 'a'.
-struct Filler {
-    long value;
-    u_int position;
-    u_int limit;  // words handed out before the stream runs dry
-};
-
-Filler &filler_of(XDR *xdrs) { return *static_cast<Filler *>(xdrs->x_private); }
-
-bool_t filler_getlong(XDR *xdrs, long *value) {
-    Filler &f = filler_of(xdrs);
-    if (f.position >= f.limit) return FALSE;
-    f.position += 4;
-    *value = f.value;
-    return TRUE;
-}
-bool_t filler_getbytes(XDR *xdrs, char *bytes, u_int count) {
-    Filler &f = filler_of(xdrs);
-    if (count > f.limit - f.position) return FALSE;
-    f.position += count;
-    for (u_int i = 0; i < count; ++i) bytes[i] = 'a';
-    return TRUE;
-}
-bool_t filler_putlong(XDR *, const long *) { return FALSE; }
-bool_t filler_putbytes(XDR *, const char *, u_int) { return FALSE; }
-u_int filler_getpos(XDR *xdrs) { return filler_of(xdrs).position; }
-bool_t filler_setpos(XDR *, u_int) { return FALSE; }
-int32_t *filler_inline(XDR *, u_int) { return nullptr; }
-void filler_destroy(XDR *) {}
-bool_t filler_control(XDR *, int, void *) { return FALSE; }
-
-const XDR::xdr_ops kFillerOps = {filler_getlong, filler_putlong, filler_getbytes, filler_putbytes, filler_getpos,
-                                 filler_setpos,  filler_inline,  filler_destroy,  filler_control};
-
 // The encoding of a record decoded from filler of the given value; false when
 // the kind refuses such a record.
 bool filled_encoding(const pxfuzz::RecordRoutine &kind, long value, std::vector<uint8_t> *bytes) {
-    Filler filler{value, 0, 1u << 16};
-    XDR xdrs{};
-    xdrs.x_op = XDR_DECODE;
-    xdrs.x_ops = &kFillerOps;
-    xdrs.x_private = reinterpret_cast<char *>(&filler);
+    pxfix::FillerStream filler({value});
     pxfuzz::RecordBuffer record(kind.size);
-    bool ok = kind.routine(&xdrs, record.get(), 0) != 0 && pxfuzz::encode_record(kind, record.get(), bytes);
+    bool ok = kind.routine(filler.xdrs(), record.get(), 0) != 0 && pxfuzz::encode_record(kind, record.get(), bytes);
     xdr_ez_free(record.get(), kind.routine, 0);
     return ok;
 }
@@ -147,13 +110,6 @@ int write_health_seeds(const char *directory) {
     return 0;
 }
 
-tbs_uuid_t uuid_of(uint8_t first) {
-    tbs_uuid_t uuid{};
-    uuid.bytes[0] = first;
-    uuid.bytes[15] = 0xa5;
-    return uuid;
-}
-
 bool header_bytes(const pxinfo_kv_pkt_header_t &header, int major, std::vector<uint8_t> *bytes) {
     XDR xdrs;
     u_int size = 0;
@@ -165,18 +121,8 @@ bool header_bytes(const pxinfo_kv_pkt_header_t &header, int major, std::vector<u
 }
 
 int write_header_seeds(const char *directory) {
-    char alpha[] = "alpha", empty[] = "", four[] = "replica-four", text[] = "aux text!";
-    pxinfo_kv_pkt_tgt_desc_t targets[4] = {
-        {uuid_of(0x10), alpha}, {uuid_of(0x20), empty}, {uuid_of(0x30), nullptr}, {uuid_of(0x40), four}};
-    pxinfo_kv_pkt_rep_desc_t replicas[2] = {{uuid_of(0x50), 11, 19, -5},
-                                            {uuid_of(0x60), 0xFFFFFFF0u, 0x80000001u, 0x7FFFFFFF}};
-    pxinfo_kv_pkt_header_t header = {0,           uuid_of(1), uuid_of(2),
-                                     4,           2,          -3,
-                                     42,          7,          uuid_of(3),
-                                     uuid_of(4),  uuid_of(5), static_cast<pxinfo_compress_type_t>(4),
-                                     0xDEADBEEFu, 9,          static_cast<pxinfo_kv_oplog_descriptor_type_t>(2),
-                                     targets,     2,          replicas,
-                                     1234,        text};
+    pxfix::SampleHeader sample;
+    pxinfo_kv_pkt_header_t &header = sample.header;
     int written = 0;
     for (int version : {0, 5, 6, 7, 71}) {
         header.minor_version = version == 71 ? 1 : 0;

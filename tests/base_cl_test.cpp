@@ -55,37 +55,6 @@ TEST(Tokenizer, UnterminatedQuoteIsAnError) {
     EXPECT_NE(nullptr, cl_strerror(12345));
 }
 
-TEST(Tokenizer, LineStaysUnchangedAndWordsOutliveIt) {
-    std::string line = "  x \"y z\" ";
-    const std::string copy = line;
-    cl_handle_t *h = cl_parse_line(line.c_str(), nullptr);
-    ASSERT_NE(nullptr, h);
-    EXPECT_EQ(copy, line);
-    line.assign(line.size(), '#');
-    EXPECT_STREQ("x", cl_getarg(h));
-    EXPECT_STREQ("y z", cl_getarg(h));
-    cl_destroy(&h);
-}
-
-TEST(Tokenizer, OffsetsRewindAndAreBounded) {
-    cl_handle_t *h = cl_parse_line("a b c", nullptr);
-    ASSERT_NE(nullptr, h);
-    EXPECT_EQ(0, cl_getoffset(h));
-    cl_getarg(h);
-    cl_getarg(h);
-    EXPECT_EQ(2, cl_getoffset(h));
-    EXPECT_EQ(CL_E_OK, cl_setoffset(h, 1));
-    EXPECT_STREQ("b", cl_getarg(h));
-    EXPECT_EQ(CL_E_INVALID_ARG, cl_setoffset(h, 4));
-    EXPECT_EQ(CL_E_INVALID_ARG, cl_setoffset(h, -1));
-    EXPECT_EQ(2, cl_getoffset(h));
-    EXPECT_EQ(CL_E_OK, cl_setoffset(h, 3));
-    EXPECT_EQ(nullptr, cl_getarg(h));
-    EXPECT_EQ(CL_E_OK, cl_errno(h));
-    cl_destroy(&h);
-    cl_destroy(&h);  // a null handle is ignored
-}
-
 TEST(Tokenizer, NullArgumentsAndExhaustedStorage) {
     int error = 0;
     EXPECT_EQ(nullptr, cl_parse_line(nullptr, &error));
@@ -104,38 +73,6 @@ TEST(Tokenizer, NullArgumentsAndExhaustedStorage) {
             EXPECT_EQ(CL_E_NO_MEMORY, error);
         });
     EXPECT_EQ(1u, points);
-}
-
-TEST(Numbers, UnsignedWholeWords) {
-    uint32_t v = 7;
-    EXPECT_EQ(TBS_ST_OK, strutl_strtoul("0", 0, &v));
-    EXPECT_EQ(0u, v);
-    EXPECT_EQ(TBS_ST_OK, strutl_strtoul("4294967295", 0, &v));
-    EXPECT_EQ(4294967295u, v);
-    EXPECT_EQ(TBS_ST_OK, strutl_strtoul("0x1F", 0, &v));
-    EXPECT_EQ(31u, v);
-    EXPECT_EQ(TBS_ST_OK, strutl_strtoul("ff", 16, &v));
-    EXPECT_EQ(255u, v);
-    v = 7;
-    for (const char *bad : {"", " 1", "1 ", "+1", "-1", "1x", "4294967296", "99999999999999999999999", "x"})
-        EXPECT_EQ(TBS_ST_FAILED, strutl_strtoul(bad, 0, &v)) << bad;
-    EXPECT_EQ(7u, v);
-    EXPECT_EQ(TBS_ST_INVALID_ARG, strutl_strtoul(nullptr, 0, &v));
-    EXPECT_EQ(TBS_ST_INVALID_ARG, strutl_strtoul("1", 1, &v));
-}
-
-TEST(Numbers, SignedWholeWords) {
-    int32_t v = 7;
-    EXPECT_EQ(TBS_ST_OK, strutl_strtol("-2147483648", 0, &v));
-    EXPECT_EQ(INT32_MIN, v);
-    EXPECT_EQ(TBS_ST_OK, strutl_strtol("+2147483647", 0, &v));
-    EXPECT_EQ(INT32_MAX, v);
-    EXPECT_EQ(TBS_ST_OK, strutl_strtol("-0x10", 0, &v));
-    EXPECT_EQ(-16, v);
-    v = 7;
-    for (const char *bad : {"", "-", "--1", "2147483648", "-2147483649", "1.5", " 3"})
-        EXPECT_EQ(TBS_ST_FAILED, strutl_strtol(bad, 0, &v)) << bad;
-    EXPECT_EQ(7, v);
 }
 
 struct Item {
@@ -197,6 +134,25 @@ TEST(ForcedFlush, FileSucceedsPipeAndMemoryStreamFail) {
     EXPECT_EQ(-1, sysutl_fsync_fptr(memory));
     EXPECT_EQ(EBADF, errno);
     fclose(memory);
+}
+
+TEST(Tokenizer, OffsetsRewindAndAreBounded) {
+    cl_handle_t *h = cl_parse_line("a b c", nullptr);
+    ASSERT_NE(nullptr, h);
+    EXPECT_EQ(0, cl_getoffset(h));
+    cl_getarg(h);
+    cl_getarg(h);
+    EXPECT_EQ(2, cl_getoffset(h));
+    EXPECT_EQ(CL_E_OK, cl_setoffset(h, 1));
+    EXPECT_STREQ("b", cl_getarg(h));
+    EXPECT_EQ(CL_E_INVALID_ARG, cl_setoffset(h, 4));
+    EXPECT_EQ(CL_E_INVALID_ARG, cl_setoffset(h, -1));
+    EXPECT_EQ(2, cl_getoffset(h));
+    EXPECT_EQ(CL_E_OK, cl_setoffset(h, 3));
+    EXPECT_EQ(nullptr, cl_getarg(h));
+    EXPECT_EQ(CL_E_OK, cl_errno(h));
+    cl_destroy(&h);
+    cl_destroy(&h);  // a null handle is ignored
 }
 
 }  // namespace

@@ -60,45 +60,6 @@ TEST(HashTable, KeepsItsOwnKeysHandsOutStableSlotsAndRefusesOrReusesKnownKeys) {
     EXPECT_EQ(nullptr, hash_str_create(4, sizeof(void *) + 1, HASH_STR_UNIQUE));
 }
 
-TEST(HashTable, FreeHandsBackTheRemovedEntryAndNextVisitsTheRest) {
-    hash_table_t *table = hash_str_create(8, sizeof(void *), HASH_STR_UNIQUE);
-    ASSERT_NE(nullptr, table);
-    std::map<std::string, uintptr_t> expected;
-    for (uintptr_t i = 0; i < 6; ++i) {
-        std::string key = "replica " + std::to_string(i);
-        void **slot = nullptr;
-        ASSERT_EQ(0, hash_str_enter(table, key.c_str(), nullptr, &slot));
-        *slot = word(i);
-        expected[key] = i;
-    }
-    const char *removed_key = nullptr;
-    void **removed_slot = nullptr;
-    ASSERT_NE(0, hash_str_free(table, "replica 2", &removed_key, &removed_slot));
-    EXPECT_STREQ("replica 2", removed_key);
-    EXPECT_EQ(word(2), *removed_slot);
-    expected.erase("replica 2");
-    EXPECT_EQ(0, hash_str_free(table, "replica 2", &removed_key, &removed_slot));
-    EXPECT_EQ(0, hash_str_lookup(table, "replica 2", nullptr, nullptr));
-
-    // Every remaining entry exactly once, whatever the table's order.
-    std::map<std::string, uintptr_t> visited;
-    hash_iterator_t iterator = 0;
-    const char *key = nullptr;
-    void **slot = nullptr;
-    while (hash_str_next(table, &iterator, &key, &slot) != 0) {
-        EXPECT_TRUE(visited.emplace(key, reinterpret_cast<uintptr_t>(*slot)).second) << key;
-    }
-    EXPECT_EQ(expected, visited);
-    EXPECT_EQ(0, hash_str_next(table, &iterator, &key, &slot));  // stays finished
-
-    // Changing the table ends a walk in progress.
-    iterator = 0;
-    ASSERT_NE(0, hash_str_next(table, &iterator, &key, &slot));
-    ASSERT_NE(0, hash_str_free(table, "replica 0", nullptr, nullptr));
-    EXPECT_EQ(0, hash_str_next(table, &iterator, &key, &slot));
-    hash_delete_ht(&table);
-}
-
 TEST(HashTable, ManyEntersAndRemovalsKeepEveryOtherKeyReachable) {
     // A small table grown many times, with keys removed from the middle of
     // probe runs: after each step exactly the expected keys are found, with
@@ -135,65 +96,6 @@ TEST(HashTable, ManyEntersAndRemovalsKeepEveryOtherKeyReachable) {
         while (hash_str_next(table, &iterator, &key_seen, nullptr) != 0) EXPECT_TRUE(visited.insert(key_seen).second);
         EXPECT_EQ(present.size(), visited.size());
     }
-    hash_delete_ht(&table);
-}
-
-TEST(HashTable, KeysComingAndGoingReuseTheirBlocksAndLongKeysHaveTheirOwn) {
-    // Keys of many lengths, and a few longer than any pooled block, entered
-    // and removed over and over: after the first round the table takes no
-    // more storage, and deleting it gives everything back.
-    unsigned long live_before = stg_live_block_count();
-    hash_table_t *table = hash_str_create(0, sizeof(void *), HASH_STR_UNIQUE);
-    ASSERT_NE(nullptr, table);
-    auto key_of = [](int i) {
-        return std::string(static_cast<size_t>(1 + (i * 37) % 1500), 'a' + i % 26) + std::to_string(i);
-    };
-    unsigned long allocations_after_first_round = 0;
-    for (int round = 0; round < 4; ++round) {
-        for (int i = 0; i < 200; ++i) {
-            void **slot = nullptr;
-            ASSERT_EQ(0, hash_str_enter(table, key_of(i).c_str(), nullptr, &slot)) << i;
-            EXPECT_EQ(nullptr, *slot);  // a reused block starts empty too
-            *slot = word(static_cast<uintptr_t>(i + 1));
-        }
-        for (int i = 0; i < 200; ++i) {
-            const char *key = nullptr;
-            void **slot = nullptr;
-            ASSERT_NE(0, hash_str_free(table, key_of(i).c_str(), &key, &slot)) << i;
-            EXPECT_EQ(key_of(i), key);
-            EXPECT_EQ(word(static_cast<uintptr_t>(i + 1)), *slot);
-        }
-        EXPECT_EQ(0u, hash_str_count(table));
-        if (round == 0) allocations_after_first_round = stg_allocation_count();
-    }
-    // Only the keys too long to pool took blocks of their own again.
-    unsigned long long_keys = 0;
-    for (int i = 0; i < 200; ++i) long_keys += key_of(i).size() + 1 + 16 > 1024 ? 1 : 0;
-    ASSERT_GT(long_keys, 0u);
-    EXPECT_EQ(allocations_after_first_round + 3 * long_keys, stg_allocation_count());
-    hash_delete_ht(&table);
-    EXPECT_EQ(live_before, stg_live_block_count());
-}
-
-TEST(HashTable, APrefetchHintChangesNothing) {
-    // A hint's second step comes with the next hint: by then the hinted key
-    // may be gone and the slot array replaced by a larger one. Under
-    // AddressSanitizer a step that kept the old array would be caught here.
-    hash_table_t *table = hash_str_create(2, sizeof(void *), HASH_STR_UNIQUE);
-    ASSERT_NE(nullptr, table);
-    ASSERT_EQ(0, hash_str_enter(table, "present", nullptr, nullptr));
-    const char *keys[40] = {"present", nullptr, "absent"};
-    for (int i = 3; i < 40; ++i) keys[i] = "present";
-    hash_str_prefetch(table, keys, 40);
-    hash_str_prefetch(table, nullptr, 3);
-    hash_str_prefetch(nullptr, keys, 3);
-    ASSERT_NE(0, hash_str_free(table, "present", nullptr, nullptr));
-    for (int i = 0; i < 100; ++i) ASSERT_EQ(0, hash_str_enter(table, std::to_string(i).c_str(), nullptr, nullptr));
-    hash_str_prefetch(table, keys, 3);
-    EXPECT_EQ(100u, hash_str_count(table));
-    EXPECT_EQ(0, hash_str_lookup(table, "present", nullptr, nullptr));
-    EXPECT_EQ(0, hash_str_lookup(table, "absent", nullptr, nullptr));
-    EXPECT_NE(0, hash_str_lookup(table, "7", nullptr, nullptr));
     hash_delete_ht(&table);
 }
 

@@ -65,3 +65,81 @@ TEST(StrutlNumbers, TextsInEveryBaseAndTheirLimits) {
 }
 
 }  // namespace
+
+// Whole words in a base, against the 32-bit limits; a refused text leaves the
+// value alone. Base 0 reads 0x as hexadecimal and a leading 0 as octal.
+TEST(StrutlNumbers, WholeWordsInTheirBaseAndRange) {
+    struct Row {
+        const char *text;
+        int base;
+        tbs_status_t unsigned_status, signed_status;
+        long long value;
+    };
+    const Row rows[] = {
+        {"0", 0, TBS_ST_OK, TBS_ST_OK, 0},
+        {"4294967295", 0, TBS_ST_OK, TBS_ST_FAILED, 4294967295LL},
+        {"4294967296", 0, TBS_ST_FAILED, TBS_ST_FAILED, 0},
+        {"2147483647", 10, TBS_ST_OK, TBS_ST_OK, 2147483647LL},
+        {"2147483648", 10, TBS_ST_OK, TBS_ST_FAILED, 2147483648LL},
+        {"-2147483648", 0, TBS_ST_FAILED, TBS_ST_OK, -2147483648LL},
+        {"-2147483649", 0, TBS_ST_FAILED, TBS_ST_FAILED, 0},
+        {"+2147483647", 0, TBS_ST_FAILED, TBS_ST_OK, 2147483647LL},
+        {"0x1F", 0, TBS_ST_OK, TBS_ST_OK, 31},
+        {"-0x10", 0, TBS_ST_FAILED, TBS_ST_OK, -16},
+        {"017", 0, TBS_ST_OK, TBS_ST_OK, 15},
+        {"ff", 16, TBS_ST_OK, TBS_ST_OK, 255},
+        {"z", 36, TBS_ST_OK, TBS_ST_OK, 35},
+        {"-z", 36, TBS_ST_FAILED, TBS_ST_OK, -35},
+        {"99999999999999999999999", 0, TBS_ST_FAILED, TBS_ST_FAILED, 0},
+    };
+    for (const Row &row : rows) {
+        uint32_t u = 7;
+        int32_t s = 7;
+        EXPECT_EQ(row.unsigned_status, strutl_strtoul(row.text, row.base, &u)) << row.text;
+        EXPECT_EQ(row.unsigned_status == TBS_ST_OK ? row.value : 7, static_cast<long long>(u)) << row.text;
+        EXPECT_EQ(row.signed_status, strutl_strtol(row.text, row.base, &s)) << row.text;
+        EXPECT_EQ(row.signed_status == TBS_ST_OK ? row.value : 7, static_cast<long long>(s)) << row.text;
+    }
+    for (const char *bad : {"", " 1", "1 ", "-", "--1", "+-1", "1x", "1.5", "x", "8", "-+1"}) {
+        uint32_t u = 7;
+        int32_t s = 7;
+        EXPECT_EQ(TBS_ST_FAILED, strutl_strtoul(bad, 8, &u)) << bad;
+        EXPECT_EQ(TBS_ST_FAILED, strutl_strtol(bad, 8, &s)) << bad;
+        EXPECT_EQ(7u, u);
+        EXPECT_EQ(7, s);
+    }
+    // A null text or result, or a base outside 0 and 2..36, is an invalid argument.
+    uint32_t u = 7;
+    int32_t s = 7;
+    for (int base : {1, 37, -1}) {
+        EXPECT_EQ(TBS_ST_INVALID_ARG, strutl_strtoul("1", base, &u)) << base;
+        EXPECT_EQ(TBS_ST_INVALID_ARG, strutl_strtol("1", base, &s)) << base;
+    }
+    EXPECT_EQ(TBS_ST_OK, strutl_strtol("1", 2, &s));
+    EXPECT_EQ(TBS_ST_OK, strutl_strtol("1", 36, &s));
+    EXPECT_EQ(TBS_ST_INVALID_ARG, strutl_strtoul(nullptr, 0, &u));
+    EXPECT_EQ(TBS_ST_INVALID_ARG, strutl_strtol(nullptr, 0, &s));
+    EXPECT_EQ(TBS_ST_INVALID_ARG, strutl_strtoul("1", 0, nullptr));
+    EXPECT_EQ(TBS_ST_INVALID_ARG, strutl_strtol("1", 0, nullptr));
+    EXPECT_EQ(7u, u);
+    EXPECT_EQ(1, s);
+}
+
+// The first occurrence at or after start, against a model built on std::string.
+TEST(StrutlFind, FirstOccurrenceAtOrAfterTheStart) {
+    const std::string text = "abcabc";
+    for (const char *pattern : {"bc", "abc", "c", "", "abcabcd", "x"}) {
+        for (size_t start = 0; start <= text.size() + 1; ++start) {
+            const size_t model = start > text.size() ? std::string::npos : text.find(pattern, start);
+            size_t position = 99;
+            EXPECT_EQ(model != std::string::npos ? 1 : 0, strutl_find_str(text.c_str(), start, pattern, &position))
+                << pattern << " from " << start;
+            EXPECT_EQ(model != std::string::npos ? model : 99, position) << pattern << " from " << start;
+            EXPECT_EQ(model != std::string::npos ? 1 : 0, strutl_find_str(text.c_str(), start, pattern, nullptr));
+        }
+    }
+    size_t position = 99;
+    EXPECT_EQ(0, strutl_find_str(nullptr, 0, "", &position));
+    EXPECT_EQ(0, strutl_find_str("abc", 0, nullptr, &position));
+    EXPECT_EQ(99u, position);
+}

@@ -167,24 +167,6 @@ TEST(XdrWireForms, SampleRecordEncodesToTheHandWrittenBytes) {
     EXPECT_EQ(12, g_last_extra) << "extra reaches the element routines unchanged";
 }
 
-// A null string is the empty string, a null pointer or empty array a zero
-// word; signed scalars keep their bits.
-TEST(XdrWireForms, NullsAndSignedScalars) {
-    char *none = nullptr;
-    Item *absent = nullptr;
-    u_int zero = 0;
-    ks_off64_t offset = -2;
-    struct timeval tv = {-1, 999999};
-    Bytes wire;
-    ASSERT_TRUE(encode(&wire, [&](XDR *x) {
-        return xdr_ez_string8(x, &none, kUnbounded) &&
-               xdr_ez_pointer(x, reinterpret_cast<void **>(&absent), sizeof(Item), xdr_item, 0) &&
-               xdr_ez_array(x, reinterpret_cast<void **>(&absent), &zero, 0, sizeof(Item), xdr_item, 0) &&
-               xdr_ks_off64_t(x, &offset, 0) && xdr_timeval(x, &tv);
-    }));
-    EXPECT_EQ(words({0, 0, 0, 0xFFFFFFFF, 0xFFFFFFFE, 0xFFFFFFFF, 999999}), wire);
-}
-
 TEST(XdrWireForms, EncodingRefusesWhatTheWireCannotHold) {
     Bytes wire;
     char six[] = "sixsix";
@@ -239,26 +221,6 @@ TEST(XdrRoundTrip, SampleDecodesToTheSameValuesAndFreesCompletely) {
     EXPECT_STREQ("name", decoded.name) << "inline buffers are left alone";
 }
 
-TEST(XdrRoundTrip, NonNullPointersAreDecodedInPlace) {
-    char buffer[8] = "old";
-    char *text = buffer;
-    Item slots[2] = {};
-    Item *list = slots;
-    u_int count = 0;
-    unsigned long allocations = stg_allocation_count();
-    ASSERT_TRUE(decode(words({3, 0x61626300, 1, 7, 0}), [&](XDR *x) {
-        return xdr_ez_string8(x, &text, 7) &&
-               xdr_ez_array(x, reinterpret_cast<void **>(&list), &count, 2, sizeof(Item), xdr_item, 0);
-    }));
-    EXPECT_EQ(buffer, text);
-    EXPECT_STREQ("abc", buffer);
-    EXPECT_EQ(slots, list);
-    EXPECT_EQ(7u, slots[0].id);
-    // Only the element's own string was allocated.
-    EXPECT_EQ(allocations + 1, stg_allocation_count());
-    stg_free(slots[0].label);
-}
-
 // --- hostile decodes --------------------------------------------------------
 
 TEST(XdrHostileDecode, EveryTruncationFailsAndReleasesCompletely) {
@@ -309,26 +271,6 @@ TEST(XdrHostileDecode, CountsAndLengthsBeyondTheirBoundsAllocateNothing) {
     EXPECT_EQ(nullptr, optional);
 }
 
-TEST(XdrHostileDecode, LimitsAcceptTheLargestAllowedSize) {
-    LeakGuard guard;
-    // One byte short of the limit for a string, exactly the limit for an
-    // array: both are allocated, then fail for want of data and release it.
-    char *text = nullptr;
-    unsigned long allocations = stg_allocation_count();
-    EXPECT_FALSE(
-        decode(words({XDR_EZ_MAX_ALLOC - 1, 0}), [&](XDR *x) { return xdr_ez_string8(x, &text, kUnbounded); }));
-    EXPECT_EQ(allocations + 1, stg_allocation_count());
-    EXPECT_EQ(nullptr, text);
-
-    void *blocks = nullptr;
-    u_int count = 0;
-    allocations = stg_allocation_count();
-    EXPECT_FALSE(decode(words({64, 1}),
-                        [&](XDR *x) { return xdr_ez_array(x, &blocks, &count, kUnbounded, 1u << 20, xdr_item, 0); }));
-    EXPECT_EQ(allocations + 1, stg_allocation_count());
-    EXPECT_EQ(nullptr, blocks);
-}
-
 TEST(XdrHostileDecode, EachAllocationFailureFailsCleanly) {
     Composite decoded{};
     auto run = [&]() -> tbs_status_t {
@@ -375,51 +317,6 @@ TEST(XdrStgStream, GrowsAndKeepsBaseAndPositionExact) {
     xdrstg_destroy(&xdrs);  // a second release is harmless
 }
 
-TEST(XdrStgStream, InlineRunsAndRepositioning) {
-    LeakGuard guard;
-    XDR xdrs;
-    ASSERT_EQ(TBS_ST_OK, xdrstg_create(&xdrs, 4, 0));
-    int32_t *run = XDR_INLINE(&xdrs, 3 * BYTES_PER_XDR_UNIT);
-    ASSERT_NE(nullptr, run);
-    IXDR_PUT_INT32(run, 1);
-    IXDR_PUT_INT32(run, -1);
-    IXDR_PUT_U_INT32(run, 0x01020304u);
-    EXPECT_EQ(12u, xdr_getpos(&xdrs));
-    EXPECT_EQ(nullptr, XDR_INLINE(&xdrs, 3)) << "only whole words";
-
-    // Rewrite the first word in place, then return to the end.
-    u_int patched = 9;
-    ASSERT_TRUE(XDR_SETPOS(&xdrs, 0));
-    ASSERT_TRUE(xdr_u_int(&xdrs, &patched));
-    EXPECT_FALSE(XDR_SETPOS(&xdrs, 13)) << "nothing was written there";
-    ASSERT_TRUE(XDR_SETPOS(&xdrs, 12));
-    char odd[] = "ab";
-    ASSERT_TRUE(XDR_PUTBYTES(&xdrs, odd, 2));
-    EXPECT_EQ(nullptr, XDR_INLINE(&xdrs, 4)) << "an unaligned run falls back";
-    EXPECT_EQ((Bytes{0, 0, 0, 9, 0xff, 0xff, 0xff, 0xff, 1, 2, 3, 4, 'a', 'b'}), stream_bytes(&xdrs));
-    xdrstg_destroy(&xdrs);
-}
-
-TEST(XdrStgStream, RefusedRequestsAndTheSizeLimit) {
-    LeakGuard guard;
-    XDR xdrs;
-    EXPECT_EQ(TBS_ST_INVALID_ARG, xdrstg_create(&xdrs, 64, 1));
-    xdrstg_destroy(&xdrs);
-    EXPECT_EQ(TBS_ST_NO_MEMORY, xdrstg_create(&xdrs, XDR_EZ_MAX_ALLOC + 1, 0));
-    EXPECT_EQ(nullptr, xdrs.x_base);
-    xdrstg_destroy(&xdrs);
-
-    ASSERT_EQ(TBS_ST_OK, xdrstg_create(&xdrs, 1024, 0));
-    std::vector<char> chunk(1u << 20, 'x');
-    for (int i = 0; i < 63; ++i) ASSERT_TRUE(XDR_PUTBYTES(&xdrs, chunk.data(), static_cast<u_int>(chunk.size())));
-    ASSERT_TRUE(XDR_PUTBYTES(&xdrs, chunk.data(), static_cast<u_int>(chunk.size()) - 4));
-    u_int last = 7;
-    ASSERT_TRUE(xdr_u_int(&xdrs, &last));
-    EXPECT_FALSE(xdr_u_int(&xdrs, &last)) << "the buffer stops at 64 MiB";
-    EXPECT_EQ(XDR_EZ_MAX_ALLOC, xdr_getpos(&xdrs));
-    xdrstg_destroy(&xdrs);
-}
-
 TEST(XdrStgStream, EachAllocationFailureFailsCleanly) {
     Sample sample;
     auto run = [&]() -> tbs_status_t {
@@ -464,6 +361,51 @@ TEST(MtUtlWrite, ReturnsWholeItemsAndPosition) {
 
     EXPECT_EQ(0u, mtutl_fwrite(data.data(), 1, 1, nullptr));
     EXPECT_EQ(-1, mtutl_ftell(nullptr));
+}
+
+TEST(XdrStgStream, InlineRunsAndRepositioning) {
+    LeakGuard guard;
+    XDR xdrs;
+    ASSERT_EQ(TBS_ST_OK, xdrstg_create(&xdrs, 4, 0));
+    int32_t *run = XDR_INLINE(&xdrs, 3 * BYTES_PER_XDR_UNIT);
+    ASSERT_NE(nullptr, run);
+    IXDR_PUT_INT32(run, 1);
+    IXDR_PUT_INT32(run, -1);
+    IXDR_PUT_U_INT32(run, 0x01020304u);
+    EXPECT_EQ(12u, xdr_getpos(&xdrs));
+    EXPECT_EQ(nullptr, XDR_INLINE(&xdrs, 3)) << "only whole words";
+
+    // Rewrite the first word in place, then return to the end.
+    u_int patched = 9;
+    ASSERT_TRUE(XDR_SETPOS(&xdrs, 0));
+    ASSERT_TRUE(xdr_u_int(&xdrs, &patched));
+    EXPECT_FALSE(XDR_SETPOS(&xdrs, 13)) << "nothing was written there";
+    ASSERT_TRUE(XDR_SETPOS(&xdrs, 12));
+    char odd[] = "ab";
+    ASSERT_TRUE(XDR_PUTBYTES(&xdrs, odd, 2));
+    EXPECT_EQ(nullptr, XDR_INLINE(&xdrs, 4)) << "an unaligned run falls back";
+    EXPECT_EQ((Bytes{0, 0, 0, 9, 0xff, 0xff, 0xff, 0xff, 1, 2, 3, 4, 'a', 'b'}), stream_bytes(&xdrs));
+    xdrstg_destroy(&xdrs);
+}
+
+TEST(XdrStgStream, RefusedRequestsAndTheSizeLimit) {
+    LeakGuard guard;
+    XDR xdrs;
+    EXPECT_EQ(TBS_ST_INVALID_ARG, xdrstg_create(&xdrs, 64, 1));
+    xdrstg_destroy(&xdrs);
+    EXPECT_EQ(TBS_ST_NO_MEMORY, xdrstg_create(&xdrs, XDR_EZ_MAX_ALLOC + 1, 0));
+    EXPECT_EQ(nullptr, xdrs.x_base);
+    xdrstg_destroy(&xdrs);
+
+    ASSERT_EQ(TBS_ST_OK, xdrstg_create(&xdrs, 1024, 0));
+    std::vector<char> chunk(1u << 20, 'x');
+    for (int i = 0; i < 63; ++i) ASSERT_TRUE(XDR_PUTBYTES(&xdrs, chunk.data(), static_cast<u_int>(chunk.size())));
+    ASSERT_TRUE(XDR_PUTBYTES(&xdrs, chunk.data(), static_cast<u_int>(chunk.size()) - 4));
+    u_int last = 7;
+    ASSERT_TRUE(xdr_u_int(&xdrs, &last));
+    EXPECT_FALSE(xdr_u_int(&xdrs, &last)) << "the buffer stops at 64 MiB";
+    EXPECT_EQ(XDR_EZ_MAX_ALLOC, xdr_getpos(&xdrs));
+    xdrstg_destroy(&xdrs);
 }
 
 void on_alarm(int) {}

@@ -1,20 +1,16 @@
 // Exhausted storage across the public interface: every operation of the
 // library that allocates is run with each of its allocations failing in turn,
 // and every run must end in the operation's documented outcome with nothing
-// leaked. Operations whose own tests already sweep them are listed with the
-// test that does; every record routine is swept decoding the record targets'
-// seeds; a last test keeps the lists complete against the exported names, so
-// that a new allocating operation cannot arrive without a sweep.
+// leaked. Operations whose own tests already sweep them are not repeated
+// here; every record routine is swept decoding the record targets' seeds.
 #include <dirent.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <cctype>
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <ostream>
@@ -385,134 +381,6 @@ const std::vector<SweptRow> &swept_rows() {
     return rows;
 }
 
-// Allocating operations whose own tests sweep every allocation, by the test
-// file that does.
-// clang-format off
-const std::set<std::string> kSweptInTheirOwnTests = {
-    // base_cl_test, base_hash_test, base_services_test (a list copies one
-    // text: its single allocation), base_xdr_test
-    "cl_parse_line", "hash_str_create", "hash_str_enter", "imsg_list_add_str", "xdr_ez_string8", "xdr_ez_array",
-    "xdr_ez_pointer", "xdrstg_create",
-    // chk_ev_test
-    "pxinfo_generate_env_list",
-    // fileutl_test
-    "pxinfo_read_health_file",
-    // kv_pkt_test
-    "pxinfo_kv_pkt_read_header", "pxinfo_kv_pkt_write_header",
-    // pktutl_test
-    "pxinfo_get_packet_info",
-    // settings_test
-    "pxinfo_setting_get_str_value", "pxinfo_setting_set_str_value",
-    // shp_order_test
-    "pxinfo_shp_new_order", "pxinfo_shp_read_order", "pxinfo_shp_create_destination", "pxinfo_shp_create_arrival",
-    "pxinfo_shp_create_return", "pxinfo_shp_create_notification", "pxinfo_shp_create_comment",
-    "pxinfo_shp_record_delivery", "pxinfo_shp_record_failure",
-    // utl_epoch_test
-    "pxinfo_epoch_row_compare",
-    // utl_msglist_test
-    "pxinfo_add_msg_to_list",
-    // utl_rgy_test
-    "pxinfo_is_local_vault_replica",
-    // utl_status_test
-    "pxinfo_compute_replica_sync_status_value",
-};
-
-// The base services' allocators themselves and their fault-injection hooks,
-// checked by base_services_test; and the registry's test hooks.
-const std::set<std::string> kAllocators = {
-    "stg_alloc",           "stg_calloc",         "stg_area_strdup",      "stg_create_area", "stg_malloc",
-    "stg_realloc",         "stg_strdup",         "stg_fail_allocation",  "stg_allocation_count",
-    "stg_live_block_count", "rgy_test_add_entry", "rgy_test_clear_entries", "rgy_test_fail_call",
-};
-
-// Exported names that allocate nothing from the base services' storage:
-// data, and functions that work in the caller's buffers and records, only
-// release storage, or only work on streams they are given.
-const std::set<std::string> kAllocatingNothing = {
-    // base services
-    "_tbs_cmsg_tbs_msg_table", "TBS_UUID_NULL", "cl_argcount", "cl_destroy", "cl_errno", "cl_getarg",
-    "cl_getoffset", "cl_setoffset", "cl_strerror", "date_fmt_token_utc", "date_get_timeval", "fileutl_crc_buffer",
-    "fileutl_exists", "fileutl_is_localhost", "fileutl_stat", "hash_str_lookup", "hash_str_free", "hash_str_next",
-    "hash_str_count", "hash_str_prefetch", "hash_delete_ht", "imsg_get_desired_verbosity", "imsg_list_count", "imsg_list_destroy",
-    "imsg_list_get", "imsg_print", "imsg_print_shared", "imsg_set_desired_verbosity", "imsg_set_sink",
-    "imsg_set_trace_components", "imsg_should_trace", "imsg_sprintf", "imsg_strerror", "imsg_vprint",
-    "llist_d_init", "llist_d_insert", "llist_d_is_empty", "llist_d_remove", "mtutl_fwrite", "mtutl_ftell",
-    "pfm_assert_fail", "pfm_assert_fail_count", "rgy_close_cursor", "rgy_delete_entry",
-    "rgy_getstring_from_entry_const", "stg_delete_area", "stg_free", "strutl_cpy_buf", "strutl_concat",
-    "strutl_cmp_ignore_whitespace", "strutl_u32tostr", "strutl_strtol", "strutl_strtoul", "strutl_find_str",
-    "sysutl_fsync_fptr", "tbs_errno2status", "tbs_int_error_count", "tbs_log_int_error", "tbs_product_config_dir",
-    "tbs_product_log_dir", "tbs_strerror", "tbs_oid_cmp", "tbs_oid_eq", "tbs_oid_to_dstr", "tbs_oid_to_hash32",
-    "tbs_oid_to_str", "tbs_oid_to_uuid", "tbs_str_to_uuid", "tbs_uuid_cmp", "tbs_uuid_eq", "tbs_uuid_to_hash32",
-    "tbs_uuid_to_str", "xdr_ez_vector", "xdr_ez_free", "xdr_tbs_uuid_t", "xdr_tbs_name_t", "xdr_tbs_hostname_t",
-    "xdr_ks_uint32_t", "xdr_ks_off64_t", "xdr_timeval", "xdrstg_destroy",
-    // the library
-    "_pxinfo_kv_pkt_pxinfo_msg_table", "_pxinfo_pxinfo_msg_table", "_pxinfo_shp_order_pxinfo_msg_table",
-    "libquentapxinfobase_print_verid", "libquentapxinfobase_sprintf_verid",
-    // environment lists, settings
-    "pxinfo_verify_env_list", "pxinfo_setting_eq", "pxinfo_setting_get_int_value", "pxinfo_setting_get_type",
-    "pxinfo_setting_set_int_value",
-    // shipping orders: releasing, writing (formatted output only), words of a line
-    "pxinfo_shp_destroy_order", "pxinfo_shp_write_order", "pxinfo_shp_ord_get_token",
-    // epoch rows
-    "pxinfo_free_new_epoch_row_entry", "pxinfo_make_null_row",
-    // job identifiers
-    "pxinfo_sync_job_ids_to_id_pair", "pxinfo_sync_job_uuid_to_id_pair", "pxinfo_sync_job_local_id_to_id_pair",
-    "pxinfo_sync_job_id_pair_copy", "pxinfo_sync_job_id_to_str", "pxinfo_str_to_sync_job_id",
-    "pxinfo_str_to_sync_job_id_pair", "pxinfo_jobuuid_eq", "pxinfo_jobuuid_hash",
-    // message lists: printing
-    "pxinfo_print_msg_list",
-    // oids of selectors
-    "pxinfo_selector_to_oids", "pxinfo_selector_to_replica_oid", "pxinfo_selector_to_vault_oid",
-    // selectors
-    "pxinfo_new_vault_selector", "pxinfo_new_bb_selector", "pxinfo_new_replica_set_selector",
-    "pxinfo_selector_nullify", "pxinfo_selector_is_null", "pxinfo_get_selector_type",
-    "pxinfo_selector_get_replica_set", "pxinfo_selector_to_str", "pxinfo_selector_to_replica_str",
-    "pxinfo_selector_to_family_str", "pxinfo_selector_to_family_dstr", "pxinfo_replica_set_selector_to_str",
-    "pxinfo_selector_to_bb_family_str", "pxinfo_selector_to_bb_clan_str", "pxinfo_selector_to_bb_replica_set_str",
-    "pxinfo_selector_to_bb_replica_set_uuid_str", "pxinfo_selector_to_bb_strs", "pxinfo_selector_family_cmp",
-    "pxinfo_selector_replica_cmp", "pxinfo_selector_cmp", "pxinfo_selector_eq", "pxinfo_replica_set_selector_cmp",
-    "pxinfo_replica_set_selector_eq", "pxinfo_selector_to_replica_hash", "pxinfo_selector_to_family_hash",
-    // status values
-    "pxinfo_compute_family_sync_status_value", "pxinfo_st_is_sleep_point", "pxinfo_sync_attempt_data_cmp_by_time",
-    "pxinfo_sync_window_to_date_time",
-    // sync log switch
-    "pxinfo_do_gm_logging",
-    // packet headers: releasing, the version and type maps, the stdio
-    // wrappers and the file stream
-    "pxinfo_free_kv_pkt_hdr", "pxinfo_kv_pkt_finish_import_header_no_xdr", "pxinfo_map_flevel_to_protocol_versions",
-    "pxinfo_kv_pkt_major_version_to_header_type", "pxinfo_kv_pkt_sync_type_to_file_type",
-    "pxinfo_kv_pkt_file_type_to_sync_type", "pxinfo_kv_pkt_fread", "pxinfo_kv_pkt_fwrite", "pxinfo_kv_pkt_fseek",
-    "pxinfo_xdrio_create",
-    // packet files: layout conversions, the target check
-    "pxinfo_packet_info_v6_to_native", "pxinfo_packet_info_native_to_v6", "pxinfo_packet_targets_include_selector",
-    // health files: writing encodes on the caller's stream; releasing
-    "pxinfo_write_health_file", "pxinfo_free_family_epoch_status_from_file",
-    "pxinfo_free_family_sync_status_from_file",
-    // glue of the record code generators; the setting union is swept through
-    // the setting value that holds it
-    "pxinfobase_xdr_makeprocs", "pxinfobase_xdr_freeprocs", "xdr_pxinfobase_program_null_V1_back",
-    "xdr_pxinfobase_program_null_V1_over", "pxinfokvpktbase_xdr_makeprocs", "pxinfokvpktbase_xdr_freeprocs",
-    "xdr_pxinfokvpktbase_program_null_V1_back", "xdr_pxinfokvpktbase_program_null_V1_over",
-    "xdr_pxinfo_setting_data_u",
-};
-// clang-format on
-
-// A record routine is swept by the record-decoding test when its kind is in
-// the record table; an inner routine (_s) runs inside its outer one (_t), and
-// an enumeration routine (_e) codes one word and allocates nothing.
-bool is_record_routine(const std::string &name) {
-    if (name.rfind("xdr_pxinfo_", 0) != 0 || name.size() < 2) return false;
-    const std::string stem = name.substr(0, name.size() - 2);
-    const char suffix = name.back();
-    if (name[name.size() - 2] != '_') return false;
-    if (suffix == 'e') return true;
-    for (const pxfuzz::RecordRoutine &kind : pxfuzz::record_routines()) {
-        const std::string kind_name = kind.name;
-        if (kind_name == name || kind_name == stem + "_t") return true;
-    }
-    return false;
-}
-
 // Fresh configuration and log directories, so that the log lands in a place
 // of the test's own.
 class SweptOperations : public ::testing::TestWithParam<SweptRow> {
@@ -609,49 +477,6 @@ TEST(RecordDecoding, EveryFailingAllocationFailsTheDecodeWithoutLeaks) {
         EXPECT_EQ(1u, swept_kinds.count(name)) << name;
     std::printf("record decoding: %zu kinds swept, %zu injection points over %zu seeds\n", swept_kinds.size(), points,
                 seeds.size());
-}
-
-// The plain name of an exported symbol: C++ names are kept mangled in the
-// lists (_Z<length><name>...).
-std::string plain_name(const std::string &symbol) {
-    if (symbol.rfind("_Z", 0) != 0) return symbol;
-    size_t digits = 2;
-    while (digits < symbol.size() && std::isdigit(static_cast<unsigned char>(symbol[digits]))) ++digits;
-    const size_t length = std::stoul(symbol.substr(2, digits - 2));
-    return symbol.substr(digits, length);
-}
-
-// Every name that the two libraries export.
-std::set<std::string> exported_names() {
-    std::set<std::string> names;
-    for (const char *library : {"/lib/base/symbols", "/lib/pxinfo/symbols"}) {
-        for (const std::string &file : files_in(std::string(PXINFO_SOURCE_DIR) + library)) {
-            if (file.size() < 4 || file.compare(file.size() - 4, 4, ".txt") != 0) continue;
-            std::ifstream in(file);
-            for (std::string symbol; std::getline(in, symbol);)
-                if (!symbol.empty()) names.insert(plain_name(symbol));
-        }
-    }
-    return names;
-}
-
-TEST(SweepCoverage, EveryExportedNameIsSweptOrAllocatesNothing) {
-    const std::set<std::string> exported = exported_names();
-    ASSERT_FALSE(exported.empty());
-    std::set<std::string> classified = kSweptInTheirOwnTests;
-    for (const std::set<std::string> *list : {&kAllocatingNothing, &kAllocators}) {
-        for (const std::string &name : *list) EXPECT_TRUE(classified.insert(name).second) << name << " is listed twice";
-    }
-    for (const SweptRow &row : swept_rows()) {
-        EXPECT_TRUE(classified.insert(row.name).second) << row.name << " is listed twice";
-    }
-    for (const std::string &name : exported) {
-        if (is_record_routine(name)) continue;
-        EXPECT_EQ(1u, classified.count(name)) << name << ": sweep it, or list it as allocating nothing";
-    }
-    for (const std::string &name : classified) {
-        EXPECT_EQ(1u, exported.count(name)) << name << " is not exported";
-    }
 }
 
 }  // namespace

@@ -51,6 +51,16 @@ TEST(KvPktMapping, FeatureLevelsAndMajorVersions) {
     }
 }
 
+TEST(KvPktMapping, SyncTypesAndFileTypes) {
+    EXPECT_EQ(PXINFO_FILE_KVUPDATE, pxinfo_kv_pkt_sync_type_to_file_type(1));
+    EXPECT_EQ(PXINFO_FILE_KVCREATE, pxinfo_kv_pkt_sync_type_to_file_type(2));
+    for (int other : {0, 3, -1}) EXPECT_EQ(PXINFO_FILE_OTHER, pxinfo_kv_pkt_sync_type_to_file_type(other));
+    for (pxinfo_file_type_t type : {PXINFO_FILE_KVCREATE, PXINFO_FILE_KVUPDATE})
+        EXPECT_EQ(type, pxinfo_kv_pkt_sync_type_to_file_type(pxinfo_kv_pkt_file_type_to_sync_type(type)));
+    for (pxinfo_file_type_t type : {PXINFO_FILE_SHORDER, PXINFO_FILE_OTHER, static_cast<pxinfo_file_type_t>(0)})
+        EXPECT_EQ(0, pxinfo_kv_pkt_file_type_to_sync_type(type));
+}
+
 TEST(KvPktMapping, UnknownFeatureLevelIsAnInternalError) {
     for (int level : {7, -1}) {
         CapturedMessages messages;
@@ -68,16 +78,6 @@ TEST(KvPktMapping, UnknownFeatureLevelIsAnInternalError) {
             messages.lines()[0].text);
         EXPECT_EQ(0u, messages.lines()[1].text.find("assertion failed: FALSE (lib/pxinfo/pxinfo_kv_pkt:"));
     }
-}
-
-TEST(KvPktMapping, SyncTypesAndFileTypes) {
-    EXPECT_EQ(PXINFO_FILE_KVUPDATE, pxinfo_kv_pkt_sync_type_to_file_type(1));
-    EXPECT_EQ(PXINFO_FILE_KVCREATE, pxinfo_kv_pkt_sync_type_to_file_type(2));
-    for (int other : {0, 3, -1}) EXPECT_EQ(PXINFO_FILE_OTHER, pxinfo_kv_pkt_sync_type_to_file_type(other));
-    for (pxinfo_file_type_t type : {PXINFO_FILE_KVCREATE, PXINFO_FILE_KVUPDATE})
-        EXPECT_EQ(type, pxinfo_kv_pkt_sync_type_to_file_type(pxinfo_kv_pkt_file_type_to_sync_type(type)));
-    for (pxinfo_file_type_t type : {PXINFO_FILE_SHORDER, PXINFO_FILE_OTHER, static_cast<pxinfo_file_type_t>(0)})
-        EXPECT_EQ(0, pxinfo_kv_pkt_file_type_to_sync_type(type));
 }
 
 }  // namespace

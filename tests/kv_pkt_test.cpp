@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "fixtures.h"
 #include "pxinfo_kv_pkt.h"
 #include "pxinfo_xdr_io.h"
 #include "tbs_uuid.h"
@@ -23,33 +24,7 @@ namespace {
 using Bytes = std::vector<unsigned char>;
 using pxtest::CapturedMessages;
 
-tbs_uuid_t uuid_of(int seed) {
-    tbs_uuid_t uuid;
-    for (int i = 0; i < 16; ++i) uuid.bytes[i] = static_cast<unsigned char>(seed + 7 * i);
-    return uuid;
-}
-
-// A header using every field: target names non-empty, empty, null and of a
-// length needing no padding; aux_string a text (aux 0), empty (1) or null (2).
-struct SampleHeader {
-    char alpha[6] = "alpha", empty[1] = "", four[13] = "replica-four", text[10] = "aux text!";
-    pxinfo_kv_pkt_tgt_desc_t targets[4] = {
-        {uuid_of(0x10), alpha}, {uuid_of(0x20), empty}, {uuid_of(0x30), nullptr}, {uuid_of(0x40), four}};
-    pxinfo_kv_pkt_rep_desc_t replicas[2] = {{uuid_of(0x50), 11, 19, -5},
-                                            {uuid_of(0x60), 0xFFFFFFF0u, 0x80000001u, 0x7FFFFFFF}};
-    pxinfo_kv_pkt_header_t header = {0,           uuid_of(1), uuid_of(2),
-                                     4,           2,          -3,
-                                     42,          7,          uuid_of(3),
-                                     uuid_of(4),  uuid_of(5), static_cast<pxinfo_compress_type_t>(4),
-                                     0xDEADBEEFu, 9,          static_cast<pxinfo_kv_oplog_descriptor_type_t>(2),
-                                     targets,     2,          replicas,
-                                     1234,        text};
-    explicit SampleHeader(int aux = 0, int minor_version = 0) {
-        header.minor_version = minor_version;
-        header.aux_string = aux == 0 ? text : aux == 1 ? empty : nullptr;
-    }
-    SampleHeader(const SampleHeader &) = delete;
-};
+using pxfix::SampleHeader;
 
 // ---------------------------------------------------------------------------
 // Headers as comparable text.
@@ -368,45 +343,6 @@ TEST(KvPktRead, RoundTripOfEveryMajorVersion) {
     }
 }
 
-TEST(KvPktRead, VersionMismatchWarnsOnlyForANewerMinorOfSeven) {
-    const int cases[][3] = {{7, 1, 1}, {7, 0, 0}, {6, 3, 0}, {3, 9, 0}};  // major, minor, warns
-    for (const auto &c : cases) {
-        for (int quiet = 0; quiet <= 1; ++quiet) {
-            SampleHeader sample(0, c[1]);
-            CapturedMessages messages;
-            ReadResult r = read_header(packet_bytes(sample.header, c[0]), quiet);
-            EXPECT_EQ(TBS_ST_OK, r.status);
-            EXPECT_EQ(c[1], r.header.minor_version);
-            if (c[2] && !quiet)
-                expect_single_message(messages, IMSG_SEV_WARNING, "Version mismatch, software:7.0, packet:7.1\n");
-            else EXPECT_EQ(0u, messages.lines().size()) << messages.dump();
-            pxinfo_free_kv_pkt_hdr(&r.header);
-        }
-    }
-}
-
-TEST(KvPktRead, ImportFormRewindsWhateverTheOutcome) {
-    SampleHeader sample;
-    for (const Bytes &bytes : {packet_bytes(sample.header, 7), Bytes{1, 2, 3, 4, 5, 6, 7, 8}}) {
-        const bool valid = bytes.size() > 8;
-        FILE *file = file_with(bytes);
-        const unsigned long live = stg_live_block_count();
-        int major = -1;
-        pxinfo_kv_pkt_header_t header;
-        EXPECT_EQ(valid ? TBS_ST_OK : TBS_ST_FAILED, pxinfo_kv_pkt_read_import_header_no_xdr(file, 1, &major, &header));
-        EXPECT_EQ(0, std::ftell(file));
-        if (valid) {
-            EXPECT_EQ(expected_after_round_trip(sample, 7), describe(header));
-        }
-        EXPECT_EQ(TBS_ST_OK, pxinfo_kv_pkt_finish_import_header_no_xdr(file, &header));
-        EXPECT_TRUE(is_all_zero(header));
-        EXPECT_EQ(live, stg_live_block_count());
-        std::fclose(file);
-    }
-    int major = 0;
-    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_kv_pkt_read_import_header_no_xdr(nullptr, 0, &major, nullptr));
-}
-
 TEST(KvPktReadRefused, MagicNumberAndMajorVersion) {
     expect_read_refused({}, "Error decoding xdr information (magic)\n", 0);
     expect_read_refused({0x14, 0x82, 0x35, 0x17, 0, 0, 0, 7}, "Bad magic number on packet.\n", 0);
@@ -516,6 +452,28 @@ TEST(KvPktReadRefused, StorageExhausted) {
         EXPECT_EQ(layout.first == 0, buffer == 0u);  // only layouts with a checksum make the buffer
         EXPECT_GE(decoding, 1u);
     }
+}
+
+TEST(KvPktRead, ImportFormRewindsWhateverTheOutcome) {
+    SampleHeader sample;
+    for (const Bytes &bytes : {packet_bytes(sample.header, 7), Bytes{1, 2, 3, 4, 5, 6, 7, 8}}) {
+        const bool valid = bytes.size() > 8;
+        FILE *file = file_with(bytes);
+        const unsigned long live = stg_live_block_count();
+        int major = -1;
+        pxinfo_kv_pkt_header_t header;
+        EXPECT_EQ(valid ? TBS_ST_OK : TBS_ST_FAILED, pxinfo_kv_pkt_read_import_header_no_xdr(file, 1, &major, &header));
+        EXPECT_EQ(0, std::ftell(file));
+        if (valid) {
+            EXPECT_EQ(expected_after_round_trip(sample, 7), describe(header));
+        }
+        EXPECT_EQ(TBS_ST_OK, pxinfo_kv_pkt_finish_import_header_no_xdr(file, &header));
+        EXPECT_TRUE(is_all_zero(header));
+        EXPECT_EQ(live, stg_live_block_count());
+        std::fclose(file);
+    }
+    int major = 0;
+    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_kv_pkt_read_import_header_no_xdr(nullptr, 0, &major, nullptr));
 }
 
 TEST(KvPktReadRefused, ReEncodingThatCannotGrowTheCheckBuffer) {

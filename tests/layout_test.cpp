@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -107,19 +106,6 @@ const FieldRow kMeasuredFields[] = {
 
 std::string field_name(const FieldRow &f) { return std::string(f.record) + "." + f.field; }
 
-// The fields of each record, in order, by record name.
-std::map<std::string, std::vector<FieldRow>> fields_by_record(const Table &table) {
-    std::map<std::string, std::vector<FieldRow>> by_record;
-    for (const FieldRow &f : table.fields) by_record[f.record].push_back(f);
-    return by_record;
-}
-
-std::map<std::string, size_t> sizes_by_record(const Table &table) {
-    std::map<std::string, size_t> sizes;
-    for (const RecordRow &r : table.records) sizes[r.record] = r.size;
-    return sizes;
-}
-
 TEST(Layout, EveryRecordHasThePinnedSizeAndFieldOffsetsOnThisPlatform) {
 #ifndef PXINFO_LAYOUT_THIS_TABLE
     GTEST_SKIP() << "no layout table for this platform";
@@ -139,27 +125,6 @@ TEST(Layout, EveryRecordHasThePinnedSizeAndFieldOffsetsOnThisPlatform) {
 #endif
 }
 
-// The core records of the interface are pinned on both platforms, so that a
-// table that lost records cannot pass unnoticed.
-TEST(Layout, BothTablesHoldTheInterfacesRecords) {
-    // clang-format off
-    const char *const core[] = {
-        "tbs_uuid_t", "imsg_msg_table_t", "pxinfo_selector_t", "pxinfo_replica_set_selector_t",
-        "pxinfo_sync_job_id_pair_t", "pxinfo_replica_reference_t", "pxinfo_replica_info_t",
-        "pxinfo_epoch_row_t", "pxinfo_epoch_row_entry_t", "pxinfo_family_epoch_status_t",
-        "pxinfo_family_sync_status_t", "pxinfo_sync_attempt_data_t", "pxinfo_msg_list_t",
-        "pxinfo_packet_info_t", "pxinfo_packet_info_v6_t", "pxinfo_setting_val_t",
-        "pxinfo_kv_pkt_header_3_t", "pxinfo_shp_order_t",
-    };
-    // clang-format on
-    const auto x86_64 = sizes_by_record(x86_64_table());
-    const auto i386 = sizes_by_record(i386_table());
-    for (const char *name : core) {
-        EXPECT_EQ(x86_64.count(name), 1u) << name << " missing from the x86_64 table";
-        EXPECT_EQ(i386.count(name), 1u) << name << " missing from the i386 table";
-    }
-}
-
 TEST(Layout, BothTablesListTheSameRecordsAndFieldsOfTheSameKinds) {
     const Table &a = x86_64_table();
     const Table &b = i386_table();
@@ -169,45 +134,6 @@ TEST(Layout, BothTablesListTheSameRecordsAndFieldsOfTheSameKinds) {
     for (size_t i = 0; i < a.fields.size(); ++i) {
         EXPECT_EQ(field_name(a.fields[i]), field_name(b.fields[i]));
         EXPECT_EQ(a.fields[i].kind, b.fields[i].kind) << field_name(a.fields[i]);
-    }
-}
-
-// Fields that hold no pointer and no system time record have one size on
-// both platforms, and so does a record made only of them; fixed fields keep
-// the same offset up to the first field whose size follows the platform. A
-// `long` where 32 bits are meant, or a 64-bit field that i386 aligns to 4
-// bytes after an odd number of words, breaks this.
-TEST(Layout, FixedWidthFieldsHaveOneSizeAndPlaceOnBothPlatforms) {
-    const auto x86_64 = fields_by_record(x86_64_table());
-    const auto i386 = fields_by_record(i386_table());
-    const auto x86_64_sizes = sizes_by_record(x86_64_table());
-    const auto i386_sizes = sizes_by_record(i386_table());
-    for (const auto &[record, wide] : x86_64) {
-        auto it = i386.find(record);
-        if (it == i386.end() || it->second.size() != wide.size()) continue;  // reported by the test above
-        const std::vector<FieldRow> &narrow = it->second;
-        bool same_places = true;
-        bool all_fixed = true;
-        for (size_t i = 0; i < wide.size(); ++i) {
-            const std::string name = field_name(wide[i]);
-            switch (wide[i].kind) {
-            case Kind::fixed:
-                EXPECT_EQ(wide[i].size, narrow[i].size) << "size of " << name;
-                if (same_places) {
-                    EXPECT_EQ(wide[i].offset, narrow[i].offset) << "offset of " << name;
-                }
-                break;
-            case Kind::pointer:
-                EXPECT_EQ(wide[i].size, 8u) << name;
-                EXPECT_EQ(narrow[i].size, 4u) << name;
-                same_places = all_fixed = false;
-                break;
-            case Kind::native: same_places = all_fixed = false; break;
-            }
-        }
-        if (all_fixed) {
-            EXPECT_EQ(x86_64_sizes.at(record), i386_sizes.at(record)) << "size of " << record;
-        }
     }
 }
 

@@ -115,61 +115,6 @@ TEST(FileType, PacketsOfEveryMajorVersionAreCreationOrUpdate) {
     }
 }
 
-TEST(FileType, OrdersFilesOfNoKindAndRefusedPaths) {
-    const std::string dir = pxtest::temp_path("a-directory");
-    ASSERT_EQ(0, ::mkdir(dir.c_str(), 0755));
-    const std::string missing = pxtest::temp_path("no-such-file");
-    const std::string sync0 = write_packet("sync0.pkt", HeaderBuilder(0, {}, {1}).header);
-    const int kUnchecked = -1;
-    struct Case {
-        std::string path;
-        tbs_status_t status;
-        int type;
-        std::vector<std::string> lines;
-        // clang-format off
-    } cases[] = {
-        {write_text("current.ord", "# Korvane Plexion Shipping Order\n# Version 1.0\n"), TBS_ST_OK, PXINFO_FILE_SHORDER, {}},
-        {write_text("older.ord", "# Quenta Shipping Order\n# Version 1.0\n"), TBS_ST_OK, PXINFO_FILE_SHORDER, {}},
-        {write_text("empty", ""), TBS_ST_OK, PXINFO_FILE_OTHER, {}},
-        {write_text("notes.txt", "just some text\n"), TBS_ST_OK, PXINFO_FILE_OTHER, {}},
-        {write_text("blank.ord", "# Quenta Shipping Order \n# Version 1.0\n"), TBS_ST_OK, PXINFO_FILE_OTHER, {}},
-        // Major version 8: the quiet header read refuses it, and it is no order.
-        {write_text("v8.pkt", std::string("\x14\x82\x35\x16\0\0\0\x08\0\0\0\0", 12)), TBS_ST_OK, PXINFO_FILE_OTHER, {}},
-        {dir, TBS_ST_NOT_FOUND, PXINFO_FILE_OTHER, {"\"" + dir + "\" is not a file\n"}},
-        {missing, tbs_errno2status(ENOENT), kUnchecked,
-         {"Unable to access \"" + missing + "\": " + tbs_strerror(tbs_errno2status(ENOENT)) + "\n"}},
-        // Sync type 0: a readable header of no packet type.
-        {sync0, TBS_ST_INVALID_ARG, PXINFO_FILE_OTHER,
-         {sync0 + ": packet version is too new.\n",
-          "pxinfo_sam_pkt_check: check of \"" + sync0 + "\" failed: " + tbs_strerror(TBS_ST_INVALID_ARG) + "\n"}},
-    };
-    // clang-format on
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.path);
-        pxtest::CapturedMessages captured;
-        pxinfo_file_type_t type = PXINFO_FILE_KVCREATE;
-        EXPECT_EQ(c.status, pxinfo_get_file_type(c.path.c_str(), &type));
-        if (c.type != kUnchecked) {
-            EXPECT_EQ(c.type, type);
-        }
-        std::vector<std::string> lines;
-        for (const auto &line : captured.lines()) lines.push_back(line.text);
-        EXPECT_EQ(c.lines, lines);
-    }
-}
-
-TEST(FileType, AnUnreadableFileCannotBeOpened) {
-    if (::geteuid() == 0) GTEST_SKIP() << "running as root, every file is readable";
-    std::string path = write_text("unreadable.ord", "# Quenta Shipping Order\n# Version 1.0\n");
-    ASSERT_EQ(0, ::chmod(path.c_str(), 0));
-    pxtest::CapturedMessages captured;
-    pxinfo_file_type_t type = PXINFO_FILE_SHORDER;
-    EXPECT_EQ(TBS_ST_FAILED, pxinfo_get_file_type(path.c_str(), &type));
-    EXPECT_EQ(PXINFO_FILE_OTHER, type);
-    ASSERT_EQ(1u, captured.lines().size());
-    EXPECT_EQ("Unable to open pkt file " + path + " : " + std::strerror(EACCES) + "\n", captured.lines()[0].text);
-}
-
 TEST(FileType, NullArgumentsAreRefusedBeforeTheFileSystem) {
     pxtest::CapturedMessages captured;
     pxinfo_file_type_t type = PXINFO_FILE_SHORDER;
@@ -178,20 +123,6 @@ TEST(FileType, NullArgumentsAreRefusedBeforeTheFileSystem) {
     unsigned long errors = tbs_int_error_count();
     EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_get_file_type("/nonexistent", nullptr));
     EXPECT_EQ(errors + 1, tbs_int_error_count());
-}
-
-TEST(FileType, TracesNameTheChecksAndThePacketKind) {
-    HeaderBuilder built(2, {}, {1});
-    std::string path = write_packet("traced.pkt", built.header);
-    pxtest::CapturedMessages captured(4, "pxinfo");
-    pxinfo_file_type_t type;
-    ASSERT_EQ(TBS_ST_OK, pxinfo_get_file_type(path.c_str(), &type));
-    std::string all = captured.dump();
-    EXPECT_NE(std::string::npos, all.find("into pxinfo_get_file_type..\n"));
-    EXPECT_NE(std::string::npos, all.find("into pxinfo_sam_pkt_check..\n"));
-    EXPECT_NE(std::string::npos, all.find(path + " is a SAM pkt\n"));
-    EXPECT_NE(std::string::npos, all.find("SAM replica creation packet found: " + path + "\n"));
-    EXPECT_EQ(std::string::npos, all.find("pxinfo_dct_pkt_check")) << "a packet needs no further check";
 }
 
 // ---- a packet's information --------------------------------------------------
@@ -252,21 +183,6 @@ TEST_F(PacketInfo, AnUpdatePacketFieldByField) {
               std::make_tuple(info.aux_int, info.pkt_seq_num, info.aux_count, static_cast<int>(info.compress_type),
                               info.aux_value1, info.aux_value2, info.aux_int2));
     EXPECT_TRUE(tbs_uuid_eq(&built.header.log_pkt_uuid, &info.log_pkt_uuid));
-}
-
-TEST_F(PacketInfo, CreationPacketsAndPacketsWithoutTargets) {
-    HeaderBuilder creation(2, {"dublin"}, {1});
-    pxinfo_packet_info_t info;
-    ASSERT_EQ(TBS_ST_OK, pxinfo_get_packet_info(write_packet("create.pkt", creation.header).c_str(), area_, 0, &info));
-    EXPECT_EQ(PXINFO_PACKET_CREATION, info.sources[0].packet_type);
-
-    HeaderBuilder lonely(1, {}, {});
-    ASSERT_EQ(TBS_ST_OK, pxinfo_get_packet_info(write_packet("lonely.pkt", lonely.header).c_str(), area_, 0, &info));
-    EXPECT_EQ(0, info.status);
-    EXPECT_EQ(0u, info.target_count);
-    EXPECT_EQ(nullptr, info.targets);
-    EXPECT_EQ(0u, info.sources[0].references.count);
-    EXPECT_NE(nullptr, info.sources[0].references.refs);
 }
 
 TEST_F(PacketInfo, ADamagedPacketSetsOnlyTheFiveFields) {
@@ -341,41 +257,6 @@ TEST_F(PacketInfo, StorageExhaustionAtEveryAllocation) {
     EXPECT_GT(points, 5u);
 }
 
-TEST(PacketInfoLayouts, Version6ConversionKeepsTheSharedFieldsAndDefaultsTheRest) {
-    pxinfo_packet_info_v6_t v6;
-    std::memset(&v6, 0, sizeof v6);
-    char name[] = "p.pkt";
-    v6.pkt_name = name;
-    v6.component_type = PXINFO_COMPONENT_VAULT;
-    v6.major_version = 6;
-    v6.source_count = 1;
-    v6.sources[0].packet_type = PXINFO_PACKET_UPDATE;
-    v6.target_count = 0;
-    v6.aux_int = 9;
-    pxinfo_packet_info_t native;
-    std::memset(&native, 0x5A, sizeof native);
-    pxinfo_packet_info_v6_to_native(&v6, &native);
-    EXPECT_EQ(name, native.pkt_name);
-    EXPECT_EQ(9, native.aux_int);
-    EXPECT_EQ(1u, native.pkt_seq_num);
-    EXPECT_EQ(1u, native.aux_count);
-    EXPECT_EQ(PXINFO_COMPRESS_DEFAULT, native.compress_type);
-    EXPECT_TRUE(tbs_uuid_eq(&TBS_UUID_NULL, &native.log_pkt_uuid));
-    EXPECT_EQ(0, native.aux_int2);
-    pxinfo_packet_info_v6_t back;
-    std::memset(&back, 0, sizeof back);
-    pxinfo_packet_info_native_to_v6(&native, &back);
-    EXPECT_EQ(0, std::memcmp(&v6, &back, sizeof v6));
-
-    pxtest::CapturedMessages captured;
-    unsigned long asserts = pfm_assert_fail_count();
-    pxinfo_packet_info_v6_to_native(nullptr, &native);
-    pxinfo_packet_info_native_to_v6(&native, nullptr);
-    EXPECT_EQ(asserts + 2, pfm_assert_fail_count());
-    EXPECT_NE(std::string::npos, captured.dump().find("(v6_pi_p != NULL) && (native_pi_p != NULL)"));
-    EXPECT_NE(std::string::npos, captured.dump().find("(native_pi_p != NULL) && (v6_pi_p != NULL)"));
-}
-
 // ---- dependency order ------------------------------------------------------
 
 // An update packet's information built directly (rows of vault replicas).
@@ -436,19 +317,6 @@ TEST(Dependencies, CreationPacketsAndOtherKindsAreNotOrdered) {
     EXPECT_EQ(0, pxinfo_compare_pkt_dependencies(&update.info, &creation.info));
     EXPECT_EQ(0, pxinfo_compare_pkt_dependencies(&update.info, &bb.info));
     EXPECT_EQ(0, pxinfo_compare_pkt_dependencies(nullptr, &update.info));
-}
-
-TEST(Dependencies, ARowFailureSuppressesOnlyTheSequenceResult) {
-    MadePacket a({5, 3}, 7, 1), b({5, 3}, 9, 1), c({5, 3}, 9, 2);
-    pxtest::CapturedMessages captured;
-    stg_fail_allocation(1);
-    EXPECT_EQ(0, pxinfo_compare_pkt_dependencies(&a.info, &b.info));
-    stg_fail_allocation(0);
-    EXPECT_NE(std::string::npos, captured.dump().find("Out of memory.\n"));
-    stg_fail_allocation(2);
-    EXPECT_EQ(tbs_uuid_cmp(&a.info.log_pkt_uuid, &c.info.log_pkt_uuid),
-              pxinfo_compare_pkt_dependencies(&a.info, &c.info));
-    stg_fail_allocation(0);
 }
 
 TEST(Dependencies, OrderIsAntisymmetricAndAgreesWithTheRowComparison) {
@@ -552,6 +420,99 @@ TEST(Targets, IncludeSelectorFindsTargetsOnly) {
     EXPECT_EQ(0, included);
     EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_packet_targets_include_selector(&info, nullptr, &included));
     stg_delete_area(&area);
+}
+
+TEST(FileType, OrdersFilesOfNoKindAndRefusedPaths) {
+    const std::string dir = pxtest::temp_path("a-directory");
+    ASSERT_EQ(0, ::mkdir(dir.c_str(), 0755));
+    const std::string missing = pxtest::temp_path("no-such-file");
+    const std::string sync0 = write_packet("sync0.pkt", HeaderBuilder(0, {}, {1}).header);
+    const int kUnchecked = -1;
+    struct Case {
+        std::string path;
+        tbs_status_t status;
+        int type;
+        std::vector<std::string> lines;
+        // clang-format off
+    } cases[] = {
+        {write_text("current.ord", "# Korvane Plexion Shipping Order\n# Version 1.0\n"), TBS_ST_OK, PXINFO_FILE_SHORDER, {}},
+        {write_text("older.ord", "# Quenta Shipping Order\n# Version 1.0\n"), TBS_ST_OK, PXINFO_FILE_SHORDER, {}},
+        {write_text("empty", ""), TBS_ST_OK, PXINFO_FILE_OTHER, {}},
+        {write_text("notes.txt", "just some text\n"), TBS_ST_OK, PXINFO_FILE_OTHER, {}},
+        {write_text("blank.ord", "# Quenta Shipping Order \n# Version 1.0\n"), TBS_ST_OK, PXINFO_FILE_OTHER, {}},
+        // Major version 8: the quiet header read refuses it, and it is no order.
+        {write_text("v8.pkt", std::string("\x14\x82\x35\x16\0\0\0\x08\0\0\0\0", 12)), TBS_ST_OK, PXINFO_FILE_OTHER, {}},
+        {dir, TBS_ST_NOT_FOUND, PXINFO_FILE_OTHER, {"\"" + dir + "\" is not a file\n"}},
+        {missing, tbs_errno2status(ENOENT), kUnchecked,
+         {"Unable to access \"" + missing + "\": " + tbs_strerror(tbs_errno2status(ENOENT)) + "\n"}},
+        // Sync type 0: a readable header of no packet type.
+        {sync0, TBS_ST_INVALID_ARG, PXINFO_FILE_OTHER,
+         {sync0 + ": packet version is too new.\n",
+          "pxinfo_sam_pkt_check: check of \"" + sync0 + "\" failed: " + tbs_strerror(TBS_ST_INVALID_ARG) + "\n"}},
+    };
+    // clang-format on
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.path);
+        pxtest::CapturedMessages captured;
+        pxinfo_file_type_t type = PXINFO_FILE_KVCREATE;
+        EXPECT_EQ(c.status, pxinfo_get_file_type(c.path.c_str(), &type));
+        if (c.type != kUnchecked) {
+            EXPECT_EQ(c.type, type);
+        }
+        std::vector<std::string> lines;
+        for (const auto &line : captured.lines()) lines.push_back(line.text);
+        EXPECT_EQ(c.lines, lines);
+    }
+}
+
+TEST_F(PacketInfo, CreationPacketsAndPacketsWithoutTargets) {
+    HeaderBuilder creation(2, {"dublin"}, {1});
+    pxinfo_packet_info_t info;
+    ASSERT_EQ(TBS_ST_OK, pxinfo_get_packet_info(write_packet("create.pkt", creation.header).c_str(), area_, 0, &info));
+    EXPECT_EQ(PXINFO_PACKET_CREATION, info.sources[0].packet_type);
+
+    HeaderBuilder lonely(1, {}, {});
+    ASSERT_EQ(TBS_ST_OK, pxinfo_get_packet_info(write_packet("lonely.pkt", lonely.header).c_str(), area_, 0, &info));
+    EXPECT_EQ(0, info.status);
+    EXPECT_EQ(0u, info.target_count);
+    EXPECT_EQ(nullptr, info.targets);
+    EXPECT_EQ(0u, info.sources[0].references.count);
+    EXPECT_NE(nullptr, info.sources[0].references.refs);
+}
+
+TEST(PacketInfoLayouts, Version6ConversionKeepsTheSharedFieldsAndDefaultsTheRest) {
+    pxinfo_packet_info_v6_t v6;
+    std::memset(&v6, 0, sizeof v6);
+    char name[] = "p.pkt";
+    v6.pkt_name = name;
+    v6.component_type = PXINFO_COMPONENT_VAULT;
+    v6.major_version = 6;
+    v6.source_count = 1;
+    v6.sources[0].packet_type = PXINFO_PACKET_UPDATE;
+    v6.target_count = 0;
+    v6.aux_int = 9;
+    pxinfo_packet_info_t native;
+    std::memset(&native, 0x5A, sizeof native);
+    pxinfo_packet_info_v6_to_native(&v6, &native);
+    EXPECT_EQ(name, native.pkt_name);
+    EXPECT_EQ(9, native.aux_int);
+    EXPECT_EQ(1u, native.pkt_seq_num);
+    EXPECT_EQ(1u, native.aux_count);
+    EXPECT_EQ(PXINFO_COMPRESS_DEFAULT, native.compress_type);
+    EXPECT_TRUE(tbs_uuid_eq(&TBS_UUID_NULL, &native.log_pkt_uuid));
+    EXPECT_EQ(0, native.aux_int2);
+    pxinfo_packet_info_v6_t back;
+    std::memset(&back, 0, sizeof back);
+    pxinfo_packet_info_native_to_v6(&native, &back);
+    EXPECT_EQ(0, std::memcmp(&v6, &back, sizeof v6));
+
+    pxtest::CapturedMessages captured;
+    unsigned long asserts = pfm_assert_fail_count();
+    pxinfo_packet_info_v6_to_native(nullptr, &native);
+    pxinfo_packet_info_native_to_v6(&native, nullptr);
+    EXPECT_EQ(asserts + 2, pfm_assert_fail_count());
+    EXPECT_NE(std::string::npos, captured.dump().find("(v6_pi_p != NULL) && (native_pi_p != NULL)"));
+    EXPECT_NE(std::string::npos, captured.dump().find("(native_pi_p != NULL) && (v6_pi_p != NULL)"));
 }
 
 }  // namespace

@@ -57,28 +57,6 @@ class SettingStr : public ::testing::Test {
     stg_area_t *area_ = nullptr;
 };
 
-TEST_F(SettingStr, SharedWithoutAreaCopiedWithOne) {
-    char text[] = "shared";
-    pxinfo_setting_val_t shared = typed(PXINFO_SETTING_INT, 3);
-    pxinfo_setting_val_t copied = typed(PXINFO_SETTING_INT, 3);
-    ASSERT_EQ(pxinfo_setting_set_str_value(text, nullptr, &shared), TBS_ST_OK);
-    ASSERT_EQ(pxinfo_setting_set_str_value(text, area_, &copied), TBS_ST_OK);
-    EXPECT_EQ(copied.type, PXINFO_SETTING_STR);
-    text[0] = 'S';
-    char *out = nullptr;
-    ASSERT_EQ(pxinfo_setting_get_str_value(&shared, nullptr, &out), TBS_ST_OK);
-    EXPECT_EQ(out, text);
-    ASSERT_EQ(pxinfo_setting_get_str_value(&copied, area_, &out), TBS_ST_OK);
-    EXPECT_STREQ(out, "shared");
-    EXPECT_NE(out, copied.data.str_value);
-
-    // A null string is stored and read back as null, with or without an area.
-    ASSERT_EQ(pxinfo_setting_set_str_value(nullptr, area_, &copied), TBS_ST_OK);
-    EXPECT_EQ(copied.data.str_value, nullptr);
-    ASSERT_EQ(pxinfo_setting_get_str_value(&copied, area_, &out), TBS_ST_OK);
-    EXPECT_EQ(out, nullptr);
-}
-
 TEST_F(SettingStr, RefusalsLeaveTheOutputAlone) {
     pxtest::CapturedMessages messages;
     EXPECT_EQ(pxinfo_setting_set_str_value("x", area_, nullptr), TBS_ST_INVALID_ARG);
@@ -139,6 +117,28 @@ TEST(SettingEq, NullsTypesIntegersAndUntypedValues) {
     }
 }
 
+TEST_F(SettingStr, SharedWithoutAreaCopiedWithOne) {
+    char text[] = "shared";
+    pxinfo_setting_val_t shared = typed(PXINFO_SETTING_INT, 3);
+    pxinfo_setting_val_t copied = typed(PXINFO_SETTING_INT, 3);
+    ASSERT_EQ(pxinfo_setting_set_str_value(text, nullptr, &shared), TBS_ST_OK);
+    ASSERT_EQ(pxinfo_setting_set_str_value(text, area_, &copied), TBS_ST_OK);
+    EXPECT_EQ(copied.type, PXINFO_SETTING_STR);
+    text[0] = 'S';
+    char *out = nullptr;
+    ASSERT_EQ(pxinfo_setting_get_str_value(&shared, nullptr, &out), TBS_ST_OK);
+    EXPECT_EQ(out, text);
+    ASSERT_EQ(pxinfo_setting_get_str_value(&copied, area_, &out), TBS_ST_OK);
+    EXPECT_STREQ(out, "shared");
+    EXPECT_NE(out, copied.data.str_value);
+
+    // A null string is stored and read back as null, with or without an area.
+    ASSERT_EQ(pxinfo_setting_set_str_value(nullptr, area_, &copied), TBS_ST_OK);
+    EXPECT_EQ(copied.data.str_value, nullptr);
+    ASSERT_EQ(pxinfo_setting_get_str_value(&copied, area_, &out), TBS_ST_OK);
+    EXPECT_EQ(out, nullptr);
+}
+
 TEST(SettingEq, StringRules) {
     char empty1[] = "";
     char empty2[] = "";
@@ -159,19 +159,6 @@ TEST(SettingEq, StringRules) {
         pxinfo_setting_val_t b = str_val(c.b);
         EXPECT_EQ(pxinfo_setting_eq(&a, &b), c.equal) << (c.a ? c.a : "(null)") << " vs " << (c.b ? c.b : "(null)");
     }
-}
-
-TEST(SettingTracing, FailureTraceOnlyFromStatusAccessors) {
-    pxtest::CapturedMessages messages(3, "pxinfo");
-    EXPECT_EQ(pxinfo_setting_set_int_value(1, nullptr), TBS_ST_INVALID_ARG);
-    EXPECT_EQ(pxinfo_setting_eq(nullptr, nullptr), 0);
-    auto traces = messages.with_severity(IMSG_SEV_TRACE);
-    ASSERT_EQ(traces.size(), 5u) << messages.dump();
-    EXPECT_EQ(traces[0].text, "into pxinfo_setting_set_int_value..\n");
-    EXPECT_EQ(traces[1].text.rfind("lib/pxinfo/pxinfo_settings:", 0), 0u) << traces[1].text;
-    EXPECT_EQ(traces[2].text, "exiting pxinfo_setting_set_int_value..\n");
-    EXPECT_EQ(traces[3].text, "into pxinfo_setting_eq..\n");
-    EXPECT_EQ(traces[4].text, "exiting pxinfo_setting_eq..\n");
 }
 
 }  // namespace

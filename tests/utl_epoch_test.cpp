@@ -35,12 +35,6 @@ pxinfo_selector_t replica(char name, unsigned char family = 1) {
     return selector;
 }
 
-std::string key_of(char name) {
-    pxinfo_selector_t selector = replica(name);
-    char text[PXINFO_SELECTOR_STR_SIZE];
-    return pxinfo_selector_to_str(&selector, text);
-}
-
 // A row of (replica, epoch) columns, each replica made by make_replica.
 template <typename Columns, typename MakeReplica>
 Row row_of(const Columns &columns, MakeReplica make_replica) {
@@ -149,45 +143,6 @@ TEST(EpochRowCompare, ResultsAndMiscompareCalls) {
     }
 }
 
-TEST(EpochRowCompare, OnlyUnmatchedReplicasAreTracedAsUnknownOrNew) {
-    pxtest::CapturedMessages messages(5, "pxinfo");
-    compare(row({{'A', 5}, {'B', 3}}), row({{'B', 3}, {'A', 5}}));
-    std::string traces = joined(detail_traces(messages));
-    EXPECT_EQ(std::string::npos, traces.find("not known")) << traces;
-    EXPECT_EQ(std::string::npos, traces.find("is new")) << traces;
-    // A replica listed twice in the packet row: the second finds no partner.
-    messages.clear();
-    EXPECT_EQ(PXINFO_EPOCH_CMP_GREATER, compare(row({{'A', 5}, {'A', 5}}), row({{'A', 5}})).result);
-    EXPECT_NE(std::string::npos,
-              joined(detail_traces(messages)).find("Replica " + key_of('A') + " is not known by the target replica\n"));
-}
-
-TEST(EpochRowCompare, TheExcludedReplicaIsIgnoredInBothRows) {
-    pxinfo_selector_t b = replica('B');
-    Calls calls;
-    EXPECT_EQ(PXINFO_EPOCH_CMP_EQUAL, compare(row({{'A', 5}, {'B', 9}}), row({{'A', 5}, {'B', 1}}), &calls, &b).result);
-    EXPECT_EQ(PXINFO_EPOCH_CMP_EQUAL, compare(row({{'A', 5}}), row({{'B', 1}, {'A', 5}}), &calls, &b).result);
-    EXPECT_TRUE(calls.seen.empty());
-    pxinfo_selector_t none = {};  // a null selector excludes nothing
-    EXPECT_EQ(PXINFO_EPOCH_CMP_GREATER, compare(row({{'A', 5}, {'B', 9}}), row({{'A', 5}}), nullptr, &none).result);
-}
-
-TEST(EpochRowCompare, RowsOfDifferentFamiliesAreOrderedByFamilyAlone) {
-    Row vault_row = row({{'A', 1}});
-    Row bb_row(1);
-    bb_row[0].epoch = 100;
-    ASSERT_EQ(TBS_ST_OK, pxinfo_new_bb_selector("f", "c", "r", "u", &bb_row[0].replica));
-    Calls calls;
-    unsigned long allocations = stg_allocation_count();
-    EXPECT_EQ(PXINFO_EPOCH_CMP_LESS, compare(vault_row, bb_row, &calls).result);
-    EXPECT_EQ(PXINFO_EPOCH_CMP_GREATER, compare(bb_row, vault_row, &calls).result);
-    EXPECT_EQ(allocations, stg_allocation_count());  // no table was made
-    Row other_family = row({{'A', 1}});
-    other_family[0].replica = replica('A', 2);
-    EXPECT_EQ(PXINFO_EPOCH_CMP_LESS, compare(vault_row, other_family).result);
-    EXPECT_TRUE(calls.seen.empty());
-}
-
 // ---- Failures ---------------------------------------------------------------
 
 TEST(EpochRowCompare, CallbackFailureEndsTheWalkWithItsStatus) {
@@ -247,27 +202,6 @@ TEST(EpochRowCompare, ExhaustedStorageGivesNoMemoryOrInvalidArgAndLeaksNothing) 
 }
 
 // ---- Traces -----------------------------------------------------------------
-
-TEST(EpochRowCompare, FineTracesGiveEachStepOfTheComparison) {
-    Row packet = row({{'A', 5}, {'C', 1}});
-    Row target = row({{'A', 5}, {'B', 2}});
-    pxtest::CapturedMessages messages(5, "pxinfo");
-    EXPECT_EQ(PXINFO_EPOCH_CMP_MIXED, compare(packet, target).result);
-    std::vector<std::string> expected = {
-        "2 rows in packet epoch row table and 2 rows in target replica epoch row table.\n",
-        "given overall result: 3, current result: 3, overall result: 3.\n",
-        "Replica " + key_of('C') + " is not known by the target replica\n",
-        "given overall result: 3, current result: 4, overall result: 4.\n",
-        "Replica " + key_of('B') + " is new in target replica.\n ",
-        "given overall result: 4, current result: 2, overall result: 1.\n",
-    };
-    EXPECT_EQ(expected, detail_traces(messages));
-
-    // Below level 5 none of them is printed.
-    pxtest::CapturedMessages quieter(4, "pxinfo");
-    compare(packet, target);
-    EXPECT_TRUE(detail_traces(quieter).empty()) << joined(detail_traces(quieter));
-}
 
 // ---- Long rows ----------------------------------------------------------------
 
@@ -335,81 +269,6 @@ TEST(EpochRowCompare, LongRowsAgreeWithAReplicaByReplicaModel) {
     }
 }
 
-TEST(EpochRowCompare, ALongWalkStopsWhereItFailsAndReportsNothingBeyond) {
-    // Every packet entry is ahead; the callback fails at the 20th call, and
-    // entry 25 names no replica: the walk ends at the callback, so entry 25
-    // is never reached and logs no internal error.
-    std::vector<std::pair<unsigned, pxinfo_epoch_num_t>> columns;
-    for (unsigned n = 0; n < 40; ++n) columns.emplace_back(n, 1);
-    Row packet = numbered_row(columns), target = numbered_row(columns);
-    for (auto &entry : packet) entry.epoch = 2;
-    packet[25].replica.type = static_cast<pxinfo_component_type_t>(7);
-    struct FailingAt20 : Calls {
-        static tbs_status_t record(const pxinfo_epoch_row_entry_t *p, const pxinfo_epoch_row_entry_t *t, void *c) {
-            auto *calls = static_cast<FailingAt20 *>(c);
-            calls->seen.emplace_back(p, t);
-            return calls->seen.size() == 20 ? 77 : TBS_ST_OK;
-        }
-    } calls;
-    int result = -1;
-    unsigned long internal_errors = tbs_int_error_count();
-    EXPECT_EQ(77u, pxinfo_epoch_row_compare(40, packet.data(), 40, target.data(), nullptr,
-                                            {&FailingAt20::record, &calls}, &result));
-    EXPECT_EQ(20u, calls.seen.size());
-    EXPECT_EQ(&packet[19], calls.seen.back().first);
-    EXPECT_EQ(internal_errors, tbs_int_error_count());
-
-    // Without the failing callback the walk reaches entry 25: 1072, one
-    // internal error, and the callback was called for every entry before it.
-    Calls all;
-    EXPECT_EQ(TBS_ST_INVALID_ARG, compare(packet, target, &all).status);
-    EXPECT_EQ(25u, all.seen.size());
-    EXPECT_EQ(internal_errors + 1, tbs_int_error_count());
-}
-
-TEST(EpochRowCompare, TheExcludedReplicaTakesNoPartnerEvenFromAnotherWithItsText) {
-    // bb replicas differing only in their replica set uuid are different
-    // replicas with one text form, the table's key. The excluded packet entry
-    // (uuid x) must leave the target's replica of the same name (uuid u) in
-    // the table, where it counts as new in the target: behind.
-    auto bb_row = [](const char *uuid_of_r5, pxinfo_epoch_num_t epoch_of_r5) {
-        Row entries(20);
-        for (unsigned n = 0; n < entries.size(); ++n) {
-            std::string replica_set = "r" + std::to_string(n);
-            entries[n].epoch = n == 5 ? epoch_of_r5 : 1;
-            pxinfo_new_bb_selector("f", "c", replica_set.c_str(), n == 5 ? uuid_of_r5 : "u", &entries[n].replica);
-        }
-        return entries;
-    };
-    Row packet = bb_row("x", 1), target = bb_row("u", 9);
-    pxinfo_selector_t excluded = packet[5].replica;
-    EXPECT_EQ(PXINFO_EPOCH_CMP_LESS, compare(packet, target, nullptr, &excluded).result);
-    EXPECT_EQ(PXINFO_EPOCH_CMP_EQUAL, compare(packet, bb_row("x", 9), nullptr, &excluded).result);
-}
-
-TEST(EpochRowCompare, WithEntryTracesEachKeyIsFormedAtItsTurn) {
-    std::vector<std::pair<unsigned, pxinfo_epoch_num_t>> columns;
-    for (unsigned n = 0; n < 30; ++n) columns.emplace_back(n, n);
-    Row packet = numbered_row(columns), target = numbered_row(columns);
-    pxtest::CapturedMessages messages(5, "pxinfo");
-    EXPECT_EQ(PXINFO_EPOCH_CMP_EQUAL, compare(packet, target).result);
-    // Walking the packet row, each entry's key is formed right before its
-    // result is combined: one text form between two combination lines.
-    std::string sequence;
-    for (const auto &line : messages.with_severity(8)) {
-        if (line.text.rfind("into pxinfo_selector_to_str", 0) == 0) sequence += 'k';
-        if (line.text.rfind("given overall result", 0) == 0) sequence += 'g';
-    }
-    EXPECT_EQ(
-        std::string(30, 'k') +
-            [] {
-                std::string walk;
-                for (int i = 0; i < 30; ++i) walk += "kg";
-                return walk;
-            }(),
-        sequence);
-}
-
 // ---- Copy, free, null row ---------------------------------------------------
 
 TEST(EpochRows, CopyOwnsItsEntriesAndFreeReleasesThem) {
@@ -444,6 +303,32 @@ TEST(EpochRows, CopyOwnsItsEntriesAndFreeReleasesThem) {
 
     EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_create_new_epoch_row(nullptr, &copy));
     EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_free_new_epoch_row_entry(nullptr));
+}
+
+TEST(EpochRowCompare, TheExcludedReplicaIsIgnoredInBothRows) {
+    pxinfo_selector_t b = replica('B');
+    Calls calls;
+    EXPECT_EQ(PXINFO_EPOCH_CMP_EQUAL, compare(row({{'A', 5}, {'B', 9}}), row({{'A', 5}, {'B', 1}}), &calls, &b).result);
+    EXPECT_EQ(PXINFO_EPOCH_CMP_EQUAL, compare(row({{'A', 5}}), row({{'B', 1}, {'A', 5}}), &calls, &b).result);
+    EXPECT_TRUE(calls.seen.empty());
+    pxinfo_selector_t none = {};  // a null selector excludes nothing
+    EXPECT_EQ(PXINFO_EPOCH_CMP_GREATER, compare(row({{'A', 5}, {'B', 9}}), row({{'A', 5}}), nullptr, &none).result);
+}
+
+TEST(EpochRowCompare, RowsOfDifferentFamiliesAreOrderedByFamilyAlone) {
+    Row vault_row = row({{'A', 1}});
+    Row bb_row(1);
+    bb_row[0].epoch = 100;
+    ASSERT_EQ(TBS_ST_OK, pxinfo_new_bb_selector("f", "c", "r", "u", &bb_row[0].replica));
+    Calls calls;
+    unsigned long allocations = stg_allocation_count();
+    EXPECT_EQ(PXINFO_EPOCH_CMP_LESS, compare(vault_row, bb_row, &calls).result);
+    EXPECT_EQ(PXINFO_EPOCH_CMP_GREATER, compare(bb_row, vault_row, &calls).result);
+    EXPECT_EQ(allocations, stg_allocation_count());  // no table was made
+    Row other_family = row({{'A', 1}});
+    other_family[0].replica = replica('A', 2);
+    EXPECT_EQ(PXINFO_EPOCH_CMP_LESS, compare(vault_row, other_family).result);
+    EXPECT_TRUE(calls.seen.empty());
 }
 
 TEST(EpochRows, NullRowIsEmptyAndTracedOnEntryOnly) {

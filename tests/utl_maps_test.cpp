@@ -81,30 +81,12 @@ TEST(ShipFileType, UnknownNameGivesNotFoundWithInvalidFileTypeMessage) {
     EXPECT_TRUE(printed(messages, IMSG_SEV_ERROR, kInvalidFileType));
 }
 
-TEST(ShipFileType, EmptyNameGivesInvalidArgAndNotTheFileTypeMessage) {
-    pxtest::CapturedMessages messages;
-    pxinfo_file_type_t type = PXINFO_FILE_SHORDER;
-    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_str_to_ship_filetype("", &type));
-    EXPECT_TRUE(printed(messages, IMSG_SEV_ERROR, "pxinfo_str_to_int_id: a required argument is missing.\n"))
-        << messages.dump();
-    EXPECT_FALSE(printed(messages, IMSG_SEV_ERROR, kInvalidFileType));
-}
-
 class PositionToName : public ::testing::Test {
   protected:
     void SetUp() override { area_ = stg_create_area(0); }
     void TearDown() override { stg_delete_area(&area_); }
     stg_area_t *area_ = nullptr;
 };
-
-TEST_F(PositionToName, CountsPositionsNotIds) {
-    char *name = nullptr;
-    ASSERT_EQ(TBS_ST_OK, pxinfo_int_id_to_str(area_, pxinfo_ship_file_type_map, 1, name));
-    EXPECT_STREQ("kvcreate", name);
-    ASSERT_EQ(TBS_ST_OK, pxinfo_int_id_to_str(area_, pxinfo_ship_file_type_map, 3, name));
-    EXPECT_STREQ("other", name);
-    EXPECT_NE(pxinfo_ship_file_type_map[3].name, name) << "the name is a copy in the area";
-}
 
 TEST_F(PositionToName, PositionsOutsideTheTableGiveNotFound) {
     pxtest::CapturedMessages messages;
@@ -118,20 +100,29 @@ TEST_F(PositionToName, PositionsOutsideTheTableGiveNotFound) {
     EXPECT_EQ(0u, messages.problems()) << messages.dump();
 }
 
-TEST_F(PositionToName, MissingTableGivesNotFoundWithMessage46) {
-    pxtest::CapturedMessages messages;
-    char *name = nullptr;
-    EXPECT_EQ(TBS_ST_NOT_FOUND, pxinfo_int_id_to_str(area_, nullptr, 0, name));
-    EXPECT_TRUE(printed(messages, IMSG_SEV_ERROR, "pxinfo_int_id_to_str: a required argument is missing.\n"))
-        << messages.dump();
-}
-
 TEST_F(PositionToName, ExhaustedAreaLeavesNameNullWithStatusOk) {
     char *name = const_cast<char *>("stale");
     stg_fail_allocation(1);
     EXPECT_EQ(TBS_ST_OK, pxinfo_int_id_to_str(area_, kColours, 0, name));
     stg_fail_allocation(0);
     EXPECT_EQ(nullptr, name);
+}
+
+TEST(ShipFileType, EmptyNameGivesInvalidArgAndNotTheFileTypeMessage) {
+    pxtest::CapturedMessages messages;
+    pxinfo_file_type_t type = PXINFO_FILE_SHORDER;
+    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_str_to_ship_filetype("", &type));
+    EXPECT_TRUE(printed(messages, IMSG_SEV_ERROR, "pxinfo_str_to_int_id: a required argument is missing.\n"))
+        << messages.dump();
+    EXPECT_FALSE(printed(messages, IMSG_SEV_ERROR, kInvalidFileType));
+}
+
+TEST_F(PositionToName, MissingTableGivesNotFoundWithMessage46) {
+    pxtest::CapturedMessages messages;
+    char *name = nullptr;
+    EXPECT_EQ(TBS_ST_NOT_FOUND, pxinfo_int_id_to_str(area_, nullptr, 0, name));
+    EXPECT_TRUE(printed(messages, IMSG_SEV_ERROR, "pxinfo_int_id_to_str: a required argument is missing.\n"))
+        << messages.dump();
 }
 
 }  // namespace

@@ -75,55 +75,6 @@ TEST_F(MsgList, RefusedArgumentsLeaveTheListUnchanged) {
     EXPECT_EQ(before.msgs, list_.msgs);
 }
 
-TEST_F(MsgList, GrowthOfATemporaryArrayReleasesTheOldOne) {
-    // Arrays recorded in the temporary area are heap blocks: growing one
-    // frees it, and the new array comes from the temporary area too.
-    start_temporary_array();
-    const unsigned long live_with_one_array = stg_live_block_count();
-    append("first");
-    append("second");
-    append("third");
-    // Three texts in the area; the temporary arrays replace each other.
-    EXPECT_EQ(live_with_one_array + 3, stg_live_block_count()) << "old arrays must be released";
-    EXPECT_EQ(STG_AREA_TEMP, pxinfo::msg_array_area(pxinfo::msg_array_header(list_.msgs)));
-    EXPECT_EQ(4u, capacity_of(list_));
-    EXPECT_EQ((std::vector<std::string>{"zero", "first", "second", "third"}), texts_of(list_));
-    stg_free(pxinfo::msg_array_header(list_.msgs));
-}
-
-TEST_F(MsgList, FailedGrowthEmptiesTheListUntilTheNextAppend) {
-    append("one");
-    append("two");
-    stg_fail_allocation(1);  // the new array of capacity 4
-    EXPECT_EQ(TBS_ST_NO_MEMORY, pxinfo_add_msg_to_list(4, "three", area_, &list_));
-    stg_fail_allocation(0);
-    EXPECT_EQ(2u, list_.count);
-    EXPECT_EQ(nullptr, list_.msgs);
-    {
-        pxtest::CapturedMessages messages;
-        pxinfo_print_msg_list(&list_, 0);
-        imsg_list_t *target = imsg_list_create();
-        pxinfo_msg_list_to_imsg_list(&list_, target);
-        EXPECT_EQ(0u, imsg_list_count(target));
-        imsg_list_destroy(target);
-        EXPECT_TRUE(messages.lines().empty()) << messages.dump();
-    }
-    append("again");
-    EXPECT_EQ(1u, list_.count);
-    EXPECT_EQ(1u, capacity_of(list_));
-    EXPECT_EQ((std::vector<std::string>{"again"}), texts_of(list_));
-}
-
-TEST_F(MsgList, FailedGrowthOfATemporaryArrayLeaksNothing) {
-    start_temporary_array();
-    const unsigned long live_before = stg_live_block_count();
-    stg_fail_allocation(1);
-    EXPECT_EQ(TBS_ST_NO_MEMORY, pxinfo_add_msg_to_list(4, "more", area_, &list_));
-    stg_fail_allocation(0);
-    EXPECT_EQ(nullptr, list_.msgs);
-    EXPECT_EQ(live_before - 1, stg_live_block_count());
-}
-
 TEST_F(MsgList, EveryExhaustedAllocationGivesNoMemoryAndLeavesAUsableList) {
     // Two appends: array and text of the first, growth and text of the
     // second. Each failure gives 1062, adds nothing, and the list stays usable.
@@ -177,19 +128,30 @@ TEST_F(MsgList, MessagesWithoutTextAreKeptButSkippedByPrintingAndCopying) {
     imsg_list_destroy(target);
 }
 
-TEST_F(MsgList, PrintingStartsAtTheGivenIndex) {
-    append("a\n");
-    append("b\n");
-    append("c\n");
-    pxtest::CapturedMessages messages;
-    pxinfo_print_msg_list(&list_, 3);
-    pxinfo_print_msg_list(&list_, 100);
-    pxinfo_print_msg_list(nullptr, 0);
-    EXPECT_TRUE(messages.lines().empty()) << messages.dump();
-    pxinfo_print_msg_list(&list_, 1);
-    ASSERT_EQ(2u, messages.lines().size());
-    EXPECT_EQ("b\n", messages.lines()[0].text);
-    EXPECT_EQ("c\n", messages.lines()[1].text);
+TEST_F(MsgList, GrowthOfATemporaryArrayReleasesTheOldOne) {
+    // Arrays recorded in the temporary area are heap blocks: growing one
+    // frees it, and the new array comes from the temporary area too.
+    start_temporary_array();
+    const unsigned long live_with_one_array = stg_live_block_count();
+    append("first");
+    append("second");
+    append("third");
+    // Three texts in the area; the temporary arrays replace each other.
+    EXPECT_EQ(live_with_one_array + 3, stg_live_block_count()) << "old arrays must be released";
+    EXPECT_EQ(STG_AREA_TEMP, pxinfo::msg_array_area(pxinfo::msg_array_header(list_.msgs)));
+    EXPECT_EQ(4u, capacity_of(list_));
+    EXPECT_EQ((std::vector<std::string>{"zero", "first", "second", "third"}), texts_of(list_));
+    stg_free(pxinfo::msg_array_header(list_.msgs));
+}
+
+TEST_F(MsgList, FailedGrowthOfATemporaryArrayLeaksNothing) {
+    start_temporary_array();
+    const unsigned long live_before = stg_live_block_count();
+    stg_fail_allocation(1);
+    EXPECT_EQ(TBS_ST_NO_MEMORY, pxinfo_add_msg_to_list(4, "more", area_, &list_));
+    stg_fail_allocation(0);
+    EXPECT_EQ(nullptr, list_.msgs);
+    EXPECT_EQ(live_before - 1, stg_live_block_count());
 }
 
 }  // namespace

@@ -241,6 +241,20 @@ TEST_F(Registry, ExhaustedStorageGivesNoMemoryWithoutLeaks) {
     rgy_delete_entry(&entry);
 }
 
+TEST(LocalHost, RecognisesThisHostInAnyCase) {
+    const std::string own = own_host_name();
+    EXPECT_TRUE(fileutl_is_localhost(own.c_str()));
+    EXPECT_TRUE(fileutl_is_localhost(upper(own).c_str()));
+    EXPECT_TRUE(fileutl_is_localhost("LocalHost"));
+    const std::string short_name = own.substr(0, own.find('.'));
+    EXPECT_TRUE(fileutl_is_localhost(short_name.c_str()));
+    EXPECT_TRUE(fileutl_is_localhost((short_name + ".some.domain").c_str()) == (own == short_name))
+        << "a qualified name matches an unqualified own name by its first label";
+    EXPECT_FALSE(fileutl_is_localhost((own + "x").c_str()));
+    EXPECT_FALSE(fileutl_is_localhost("far-away.invalid"));
+    EXPECT_FALSE(fileutl_is_localhost(""));
+}
+
 TEST_F(Registry, FileEntriesComeBeforeTestEntries) {
     write_registry(std::string("# replicas of this site\n\n") + kReplicaText + " 1 first.invalid\n" + "  " +
                    kVaultText + "\t1\tvault.invalid\n" + upper(kReplicaText) + " 0 retired.invalid\n");
@@ -281,20 +295,6 @@ TEST_F(Registry, DamagedRegistryFileFailsTheSearch) {
         EXPECT_EQ(nullptr, cursor);
         EXPECT_EQ(nullptr, entry);
     }
-}
-
-TEST(LocalHost, RecognisesThisHostInAnyCase) {
-    const std::string own = own_host_name();
-    EXPECT_TRUE(fileutl_is_localhost(own.c_str()));
-    EXPECT_TRUE(fileutl_is_localhost(upper(own).c_str()));
-    EXPECT_TRUE(fileutl_is_localhost("LocalHost"));
-    const std::string short_name = own.substr(0, own.find('.'));
-    EXPECT_TRUE(fileutl_is_localhost(short_name.c_str()));
-    EXPECT_TRUE(fileutl_is_localhost((short_name + ".some.domain").c_str()) == (own == short_name))
-        << "a qualified name matches an unqualified own name by its first label";
-    EXPECT_FALSE(fileutl_is_localhost((own + "x").c_str()));
-    EXPECT_FALSE(fileutl_is_localhost("far-away.invalid"));
-    EXPECT_FALSE(fileutl_is_localhost(""));
 }
 
 }  // namespace

@@ -146,32 +146,6 @@ TEST(SelectorText, VaultAndBbForms) {
     EXPECT_EQ(767u, std::strlen(text));
 }
 
-TEST(SelectorText, SelectorsWithoutANameGiveNoText) {
-    char text[PXINFO_SELECTOR_STR_SIZE];
-    pxinfo_selector_t nulled = bb("f", "c", "r");
-    pxinfo_selector_nullify(&nulled);
-    pxinfo_selector_t seven = typeless();
-    // Names that fill their whole field have no terminator: a text longer
-    // than the 768-byte buffer would need.
-    pxinfo_selector_t unterminated = bb("f", "c", "r");
-    std::memset(unterminated.u.bb.family, 'f', sizeof unterminated.u.bb.family);
-    std::memset(unterminated.u.bb.clan, 'c', sizeof unterminated.u.bb.clan);
-    std::memset(unterminated.u.bb.replica_set, 'r', sizeof unterminated.u.bb.replica_set);
-
-    pxtest::CapturedMessages messages;
-    for (const pxinfo_selector_t *selector : {&nulled, &seven, &unterminated}) {
-        EXPECT_EQ(4u, internal_errors([&] {
-                      EXPECT_EQ(nullptr, pxinfo_selector_to_str(selector, text));
-                      EXPECT_EQ(nullptr, pxinfo_selector_to_replica_str(selector, text));
-                      EXPECT_EQ(nullptr, pxinfo_selector_to_family_str(selector, text));
-                      EXPECT_EQ(nullptr, pxinfo_selector_to_family_dstr(selector, text));
-                  }));
-    }
-    EXPECT_EQ(nullptr, pxinfo_selector_to_str(nullptr, text));
-    EXPECT_NE(std::string::npos, messages.dump().find("Internal error in pxinfo_selector_to_str.\n"));
-    EXPECT_NE(std::string::npos, messages.dump().find("Internal error in pxinfo_selector_to_family_str_int.\n"));
-}
-
 TEST(SelectorFields, BbReadersCopyOneFieldAndRefuseOtherSelectors) {
     pxinfo_selector_t selector = bb("fam", "cl", "rs", "uu");
     char family[256], clan[256], replica_set[256], uuid[51];
@@ -240,27 +214,6 @@ TEST(SelectorOrder, SpecificCases) {
     pxinfo_selector_t other_family = vault(oid(8), oid(9));
     EXPECT_EQ(PXINFO_CMP_INVALID, pxinfo_selector_replica_cmp(&v, &other_family));
     EXPECT_EQ(1, pxinfo_selector_cmp(&v, &other_family));
-}
-
-TEST(SelectorOrder, ReplicaSetSelectorsOrderAsDummyFamilyBbSelectors) {
-    pxinfo_replica_set_selector_t a, b;
-    ASSERT_EQ(TBS_ST_OK, pxinfo_new_replica_set_selector("clan", "set-a", "u", &a));
-    ASSERT_EQ(TBS_ST_OK, pxinfo_new_replica_set_selector("clan", "set-b", "u", &b));
-    EXPECT_EQ(-1, pxinfo_replica_set_selector_cmp(&a, &b));
-    EXPECT_EQ(1, pxinfo_replica_set_selector_cmp(&b, &a));
-    EXPECT_TRUE(pxinfo_replica_set_selector_eq(&a, &a));
-    EXPECT_FALSE(pxinfo_replica_set_selector_eq(&a, &b));
-
-    // An operand that cannot become a selector fails the assertion naming it
-    // and then compares as nothing.
-    pxtest::CapturedMessages messages;
-    a.clan[0] = '\0';
-    unsigned long asserts = pfm_assert_fail_count();
-    EXPECT_EQ(PXINFO_CMP_INVALID, pxinfo_replica_set_selector_cmp(&a, &b));
-    EXPECT_EQ(asserts + 1, pfm_assert_fail_count());
-    EXPECT_NE(std::string::npos,
-              messages.dump().find("pxinfo_new_bb_selector(PXINFO_DUMMY_FAMILY, loc_set1_p->clan, "
-                                   "loc_set1_p->replica_set, loc_set1_p->replica_set_uuid, &rep1) == TBS_ST_OK"));
 }
 
 // A stable insertion sort that tolerates a broken comparison (std::sort does not).
@@ -405,7 +358,55 @@ TEST(SyncJobId, TextsReadAsUuidFirstThenAsLocalIdAndBack) {
     EXPECT_EQ(TBS_ST_OK, pxinfo_sync_job_id_to_str(4294967295u, text));
     EXPECT_STREQ("4294967295", text);
     EXPECT_EQ(TBS_ST_OK, pxinfo_sync_job_id_to_str(0, text));
+    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_sync_job_id_to_str(0, nullptr));
     EXPECT_STREQ("0", text);
+}
+
+TEST(SelectorText, SelectorsWithoutANameGiveNoText) {
+    char text[PXINFO_SELECTOR_STR_SIZE];
+    pxinfo_selector_t nulled = bb("f", "c", "r");
+    pxinfo_selector_nullify(&nulled);
+    pxinfo_selector_t seven = typeless();
+    // Names that fill their whole field have no terminator: a text longer
+    // than the 768-byte buffer would need.
+    pxinfo_selector_t unterminated = bb("f", "c", "r");
+    std::memset(unterminated.u.bb.family, 'f', sizeof unterminated.u.bb.family);
+    std::memset(unterminated.u.bb.clan, 'c', sizeof unterminated.u.bb.clan);
+    std::memset(unterminated.u.bb.replica_set, 'r', sizeof unterminated.u.bb.replica_set);
+
+    pxtest::CapturedMessages messages;
+    for (const pxinfo_selector_t *selector : {&nulled, &seven, &unterminated}) {
+        EXPECT_EQ(4u, internal_errors([&] {
+                      EXPECT_EQ(nullptr, pxinfo_selector_to_str(selector, text));
+                      EXPECT_EQ(nullptr, pxinfo_selector_to_replica_str(selector, text));
+                      EXPECT_EQ(nullptr, pxinfo_selector_to_family_str(selector, text));
+                      EXPECT_EQ(nullptr, pxinfo_selector_to_family_dstr(selector, text));
+                  }));
+    }
+    EXPECT_EQ(nullptr, pxinfo_selector_to_str(nullptr, text));
+    EXPECT_NE(std::string::npos, messages.dump().find("Internal error in pxinfo_selector_to_str.\n"));
+    EXPECT_NE(std::string::npos, messages.dump().find("Internal error in pxinfo_selector_to_family_str_int.\n"));
+}
+
+TEST(SelectorOrder, ReplicaSetSelectorsOrderAsDummyFamilyBbSelectors) {
+    pxinfo_replica_set_selector_t a, b;
+    ASSERT_EQ(TBS_ST_OK, pxinfo_new_replica_set_selector("clan", "set-a", "u", &a));
+    ASSERT_EQ(TBS_ST_OK, pxinfo_new_replica_set_selector("clan", "set-b", "u", &b));
+    EXPECT_EQ(-1, pxinfo_replica_set_selector_cmp(&a, &b));
+    EXPECT_EQ(1, pxinfo_replica_set_selector_cmp(&b, &a));
+    EXPECT_TRUE(pxinfo_replica_set_selector_eq(&a, &a));
+    EXPECT_FALSE(pxinfo_replica_set_selector_eq(&a, &b));
+
+    // An operand that cannot become a selector fails the assertion naming it
+    // and then compares as nothing.
+    pxtest::CapturedMessages messages;
+    a.clan[0] = '\0';
+    unsigned long asserts = pfm_assert_fail_count();
+    EXPECT_EQ(PXINFO_CMP_INVALID, pxinfo_replica_set_selector_cmp(&a, &b));
+    EXPECT_EQ(asserts + 1, pfm_assert_fail_count());
+    EXPECT_NE(std::string::npos,
+              messages.dump().find("pxinfo_new_bb_selector(PXINFO_DUMMY_FAMILY, loc_set1_p->clan, "
+                                   "loc_set1_p->replica_set, loc_set1_p->replica_set_uuid, &rep1) == TBS_ST_OK"));
 }
 
 }  // namespace

@@ -98,27 +98,6 @@ TEST(ReplicaStatus, FirstMentionPerDirectionDecides) {
               History().succeeded(kExport, {R}).attempt(kExport, 0, 1, {S}).failed(kExport, {S, R}).value());
 }
 
-TEST(ReplicaStatus, InvalidDirectionIsAnInternalErrorGivingTwo) {
-    pxtest::CapturedMessages messages;
-    const unsigned long errors_before = tbs_int_error_count();
-    History history;
-    const pxinfo_replica_sync_status_t status =
-        history.succeeded(kExport, {R}).attempt(static_cast<pxinfo_sync_direction_t>(3), 1, 1, {S}).record();
-    EXPECT_EQ(PXINFO_SYNC_STATUS_UNKNOWN, pxinfo_compute_replica_sync_status_value(&status));
-    EXPECT_EQ(errors_before + 1, tbs_int_error_count());
-    ASSERT_EQ(1u, messages.with_severity(IMSG_SEV_ERROR).size()) << messages.dump();
-    EXPECT_NE(std::string::npos,
-              messages.with_severity(IMSG_SEV_ERROR)[0].text.find("pxinfo_compute_replica_sync_status_value"));
-    EXPECT_EQ(77, static_cast<int>(status.status_value)) << "the value is returned, not stored";
-
-    // A failure met first ends the walk before the invalid direction.
-    EXPECT_EQ(PXINFO_SYNC_STATUS_FAILED,
-              History().failed(kImport, {R}).attempt(static_cast<pxinfo_sync_direction_t>(0), 1, 1, {R}).value());
-    EXPECT_EQ(errors_before + 1, tbs_int_error_count());
-    EXPECT_EQ(PXINFO_SYNC_STATUS_UNKNOWN, pxinfo_compute_replica_sync_status_value(nullptr));
-    EXPECT_EQ(errors_before + 2, tbs_int_error_count());
-}
-
 TEST(ReplicaStatus, ExhaustedStorageGivesTwoWithoutLeaks) {
     History history;
     const pxinfo_replica_sync_status_t status =
@@ -262,6 +241,27 @@ TEST_F(SleeperCopy, CopiesIntoTheAreaAndReportsRefusalsAndExhaustion) {
     stg_fail_allocation(0);
     EXPECT_EQ(4u, copy.count);
     EXPECT_EQ(nullptr, copy.points);
+}
+
+TEST(ReplicaStatus, InvalidDirectionIsAnInternalErrorGivingTwo) {
+    pxtest::CapturedMessages messages;
+    const unsigned long errors_before = tbs_int_error_count();
+    History history;
+    const pxinfo_replica_sync_status_t status =
+        history.succeeded(kExport, {R}).attempt(static_cast<pxinfo_sync_direction_t>(3), 1, 1, {S}).record();
+    EXPECT_EQ(PXINFO_SYNC_STATUS_UNKNOWN, pxinfo_compute_replica_sync_status_value(&status));
+    EXPECT_EQ(errors_before + 1, tbs_int_error_count());
+    ASSERT_EQ(1u, messages.with_severity(IMSG_SEV_ERROR).size()) << messages.dump();
+    EXPECT_NE(std::string::npos,
+              messages.with_severity(IMSG_SEV_ERROR)[0].text.find("pxinfo_compute_replica_sync_status_value"));
+    EXPECT_EQ(77, static_cast<int>(status.status_value)) << "the value is returned, not stored";
+
+    // A failure met first ends the walk before the invalid direction.
+    EXPECT_EQ(PXINFO_SYNC_STATUS_FAILED,
+              History().failed(kImport, {R}).attempt(static_cast<pxinfo_sync_direction_t>(0), 1, 1, {R}).value());
+    EXPECT_EQ(errors_before + 1, tbs_int_error_count());
+    EXPECT_EQ(PXINFO_SYNC_STATUS_UNKNOWN, pxinfo_compute_replica_sync_status_value(nullptr));
+    EXPECT_EQ(errors_before + 2, tbs_int_error_count());
 }
 
 }  // namespace

@@ -212,20 +212,6 @@ TEST_F(SyncLog, RowsKeepOnlyVaultReplicasAndNegativeCountsPrintNothing) {
     EXPECT_EQ("Internal error in pxinfo_selector_to_replica_oid.\n", messages.with_severity(IMSG_SEV_ERROR)[0].text);
 }
 
-TEST_F(SyncLog, UnopenableLogWarnsOnlyUnderDetailTracing) {
-    setenv("PXINFO_LOG_DIR", (log_dir_ + "/missing").c_str(), 1);
-    {
-        pxtest::CapturedMessages quiet;
-        log("t", "i", "e", "p", row_of(nullptr, 0), row_of(nullptr, 0), 1, "x", 0);
-        EXPECT_TRUE(quiet.lines().empty()) << quiet.dump();
-    }
-    pxtest::CapturedMessages tracing(4, "pxinfo");
-    log("t", "i", "e", "p", row_of(nullptr, 0), row_of(nullptr, 0), 1, "x", 0);
-    const auto warnings = tracing.with_severity(IMSG_SEV_WARNING);
-    ASSERT_EQ(1u, warnings.size()) << tracing.dump();
-    EXPECT_EQ("Couldn't open logfile\n", warnings[0].text);
-}
-
 TEST_F(SyncLog, ConcurrentWritersLoseNoRecord) {
     constexpr int kWriters = 4;
     constexpr int kRecordsEach = 50;
@@ -265,6 +251,20 @@ TEST(DateToken, FormatsIso8601InUtc) {
     EXPECT_GT(now.tv_sec, 1795376313 - 86400 * 365 * 10);
     EXPECT_GE(now.tv_usec, 0);
     EXPECT_LT(now.tv_usec, 1000000);
+}
+
+TEST_F(SyncLog, UnopenableLogWarnsOnlyUnderDetailTracing) {
+    setenv("PXINFO_LOG_DIR", (log_dir_ + "/missing").c_str(), 1);
+    {
+        pxtest::CapturedMessages quiet;
+        log("t", "i", "e", "p", row_of(nullptr, 0), row_of(nullptr, 0), 1, "x", 0);
+        EXPECT_TRUE(quiet.lines().empty()) << quiet.dump();
+    }
+    pxtest::CapturedMessages tracing(4, "pxinfo");
+    log("t", "i", "e", "p", row_of(nullptr, 0), row_of(nullptr, 0), 1, "x", 0);
+    const auto warnings = tracing.with_severity(IMSG_SEV_WARNING);
+    ASSERT_EQ(1u, warnings.size()) << tracing.dump();
+    EXPECT_EQ("Couldn't open logfile\n", warnings[0].text);
 }
 
 }  // namespace

@@ -88,21 +88,6 @@ TEST(XdrIo, ShortReadsFailAndKeepTheTarget) {
     std::fclose(file);
 }
 
-TEST(XdrIo, ZeroLengthRunsNeedNoFile) {
-    FILE *at_end = file_with({});
-    FILE *read_only = std::fopen("/dev/null", "r");
-    XDR in, out;
-    pxinfo_xdrio_create(&in, at_end, XDR_DECODE);
-    pxinfo_xdrio_create(&out, read_only, XDR_ENCODE);
-    char byte = 'x';
-    EXPECT_TRUE(XDR_GETBYTES(&in, &byte, 0));
-    EXPECT_TRUE(XDR_PUTBYTES(&out, &byte, 0));
-    EXPECT_FALSE(XDR_GETBYTES(&in, &byte, 1));
-    EXPECT_FALSE(XDR_PUTBYTES(&out, &byte, 1));
-    std::fclose(at_end);
-    std::fclose(read_only);
-}
-
 TEST(KvPktFseek, ReportsTheDistanceMovedOrMinusOne) {
     FILE *file = file_with(Bytes(20, 0));
     ASSERT_EQ(0, std::fseek(file, 16, SEEK_SET));
@@ -118,6 +103,21 @@ TEST(KvPktFseek, ReportsTheDistanceMovedOrMinusOne) {
     EXPECT_EQ(-1, pxinfo_kv_pkt_fseek(4, pipe_file));
     std::fclose(pipe_file);
     close(ends[1]);
+}
+
+TEST(XdrIo, ZeroLengthRunsNeedNoFile) {
+    FILE *at_end = file_with({});
+    FILE *read_only = std::fopen("/dev/null", "r");
+    XDR in, out;
+    pxinfo_xdrio_create(&in, at_end, XDR_DECODE);
+    pxinfo_xdrio_create(&out, read_only, XDR_ENCODE);
+    char byte = 'x';
+    EXPECT_TRUE(XDR_GETBYTES(&in, &byte, 0));
+    EXPECT_TRUE(XDR_PUTBYTES(&out, &byte, 0));
+    EXPECT_FALSE(XDR_GETBYTES(&in, &byte, 1));
+    EXPECT_FALSE(XDR_PUTBYTES(&out, &byte, 1));
+    std::fclose(at_end);
+    std::fclose(read_only);
 }
 
 }  // namespace

@@ -5,7 +5,3 @@ include(${PROJECT_SOURCE_DIR}/cmake/records_rpcgen.cmake)
 
 add_library(xdr_test_extra INTERFACE)
 target_link_libraries(xdr_test_extra INTERFACE records_rpcgen)
-add_library(kv_pkt_xdr_test_extra INTERFACE)
-target_link_libraries(kv_pkt_xdr_test_extra INTERFACE records_rpcgen)
-target_include_directories(xdr_test_extra INTERFACE ${CMAKE_CURRENT_SOURCE_DIR}/xdr)
-target_include_directories(kv_pkt_xdr_test_extra INTERFACE ${CMAKE_CURRENT_SOURCE_DIR}/xdr)

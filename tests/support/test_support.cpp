@@ -102,4 +102,47 @@ void write_file(const std::string &path, const std::vector<unsigned char> &bytes
     out.write(reinterpret_cast<const char *>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
+namespace {
+std::string unescaped(const std::string &field) {
+    std::string out;
+    for (size_t i = 0; i < field.size(); ++i) {
+        const char c = field[i];
+        if (c == '{' && field.find('*', i) != std::string::npos && field.find('}', i) != std::string::npos) {
+            const size_t star = field.find('*', i);
+            out.append(std::stoul(field.substr(i + 1, star - i - 1)), field[star + 1]);
+            i = field.find('}', i);
+        } else if (c == '\\' && i + 1 < field.size()) {
+            const char e = field[++i];
+            if (e == 'x') {
+                out += static_cast<char>(std::stoi(field.substr(i + 1, 2), nullptr, 16));
+                i += 2;
+            } else {
+                out += e == 'n' ? '\n' : e == 't' ? '\t' : e == 'r' ? '\r' : e;
+            }
+        } else {
+            out += c;
+        }
+    }
+    return out;
+}
+}  // namespace
+
+std::vector<std::vector<std::string>> data_rows(const std::string &name) {
+    std::ifstream in(std::string(PXINFO_SOURCE_DIR) + "/tests/data/" + name);
+    EXPECT_TRUE(in.good()) << name;
+    std::vector<std::vector<std::string>> rows;
+    for (std::string line; std::getline(in, line);) {
+        if (line.empty() || line[0] == '#') continue;
+        std::vector<std::string> fields;
+        for (size_t start = 0;;) {
+            const size_t tab = line.find('\t', start);
+            fields.push_back(unescaped(line.substr(start, tab - start)));
+            if (tab == std::string::npos) break;
+            start = tab + 1;
+        }
+        rows.push_back(fields);
+    }
+    return rows;
+}
+
 }  // namespace pxtest

@@ -69,6 +69,11 @@ std::string temp_path(const std::string &name);
 std::vector<unsigned char> read_file(const std::string &path);
 void write_file(const std::string &path, const std::vector<unsigned char> &bytes);
 
+// The rows of a table under tests/data: lines of tab-separated fields, lines
+// starting with '#' left out. In each field \n, \t, \r, \\ and \xNN are
+// escapes and {N*c} stands for N times the character c.
+std::vector<std::vector<std::string>> data_rows(const std::string &name);
+
 }  // namespace pxtest
 
 #endif
