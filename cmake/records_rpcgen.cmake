@@ -7,24 +7,27 @@ include_guard(GLOBAL)
 
 find_program(RPCGEN_EXECUTABLE rpcgen REQUIRED)
 
-set(RECORDS_RPCGEN_DIR ${PROJECT_BINARY_DIR}/rpcgen)
-set(RECORDS_X ${PROJECT_SOURCE_DIR}/tests/xdr/records.x)
-# rpcgen names the header in the generated #include after its input path, so
-# it runs on a copy beside its outputs.
-add_custom_command(
-  OUTPUT ${RECORDS_RPCGEN_DIR}/gx_records.h ${RECORDS_RPCGEN_DIR}/gx_records_xdr.c
-  COMMAND ${CMAKE_COMMAND} -E make_directory ${RECORDS_RPCGEN_DIR}
-  COMMAND ${CMAKE_COMMAND} -E copy ${RECORDS_X} ${RECORDS_RPCGEN_DIR}/gx_records.x
-  COMMAND ${CMAKE_COMMAND} -E remove -f gx_records.h gx_records_xdr.c
-  COMMAND ${RPCGEN_EXECUTABLE} -h -o gx_records.h gx_records.x
-  COMMAND ${RPCGEN_EXECUTABLE} -c -o gx_records_xdr.c gx_records.x
-  WORKING_DIRECTORY ${RECORDS_RPCGEN_DIR}
-  DEPENDS ${RECORDS_X}
-  COMMENT "rpcgen: independent record routines from records.x"
-  VERBATIM)
+# pxinfo_rpcgen_library(TARGET X-FILE BASENAME DIR): a static library of the
+# routines rpcgen makes from X-FILE, with BASENAME.h in DIR on its users'
+# include path. rpcgen names the header in the generated #include after its
+# input path, so it runs on a copy beside its outputs.
+function(pxinfo_rpcgen_library target x_file base dir)
+  add_custom_command(
+    OUTPUT ${dir}/${base}.h ${dir}/${base}_xdr.c
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${dir}
+    COMMAND ${CMAKE_COMMAND} -E copy ${x_file} ${dir}/${base}.x
+    COMMAND ${CMAKE_COMMAND} -E remove -f ${base}.h ${base}_xdr.c
+    COMMAND ${RPCGEN_EXECUTABLE} -h -o ${base}.h ${base}.x
+    COMMAND ${RPCGEN_EXECUTABLE} -c -o ${base}_xdr.c ${base}.x
+    WORKING_DIRECTORY ${dir}
+    DEPENDS ${x_file}
+    COMMENT "rpcgen: independent record routines from ${x_file}"
+    VERBATIM)
+  add_library(${target} STATIC ${dir}/${base}_xdr.c ${dir}/${base}.h)
+  target_include_directories(${target} PUBLIC ${dir})
+  target_link_libraries(${target} PUBLIC PkgConfig::TIRPC)
+  # Generated code: its own style, not ours.
+  target_compile_options(${target} PRIVATE -w)
+endfunction()
 
-add_library(records_rpcgen STATIC ${RECORDS_RPCGEN_DIR}/gx_records_xdr.c ${RECORDS_RPCGEN_DIR}/gx_records.h)
-target_include_directories(records_rpcgen PUBLIC ${RECORDS_RPCGEN_DIR})
-target_link_libraries(records_rpcgen PUBLIC PkgConfig::TIRPC)
-# Generated code: its own style, not ours.
-target_compile_options(records_rpcgen PRIVATE -w)
+pxinfo_rpcgen_library(records_rpcgen ${PROJECT_SOURCE_DIR}/tests/xdr/records.x gx_records ${PROJECT_BINARY_DIR}/rpcgen)
