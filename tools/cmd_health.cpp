@@ -46,17 +46,14 @@ Node health_view(const HealthRecords &records, const std::string &name) {
 }
 
 int each_health(const Invocation &call, bool full) {
-    if (call.operands.empty()) return call.usage("give one or more files");
-    std::vector<Node> views;
-    int exit_status = kExitOk;
-    for (const std::string &argument : call.operands) {
-        Operand file(argument);
+    return show_per_operand(call, [full](const Operand &file, std::vector<Node> &views) {
         HealthRecords records;
-        std::string problem = file.ready() ? read_health(file.path(), records) : "cannot be read";
+        const std::string problem = read_health(file.path(), records);
         if (!problem.empty()) {
             fail(file.name(), "damaged health: " + problem);
-            exit_status = kExitFailed;
-        } else if (full) {
+            return false;
+        }
+        if (full) {
             views.push_back(health_view(records, file.name()));
         } else {
             views.push_back(Node::line()
@@ -64,9 +61,8 @@ int each_health(const Invocation &call, bool full) {
                                 .add("result", Node::text("ok"))
                                 .add("replicas", Node::number(records.epoch.count)));
         }
-    }
-    show_each(std::move(views), call.operands.size(), call.flag("--json"));
-    return exit_status;
+        return true;
+    });
 }
 
 int run_health_show(const Invocation &call) { return each_health(call, true); }

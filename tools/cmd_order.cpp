@@ -101,26 +101,20 @@ Node order_view(const pxinfo_shp_order_t &order, const std::string &name) {
 
 // Shows every good order in full (or its check); exit status 1 when one is not good.
 int each_order(const Invocation &call, bool full) {
-    if (call.operands.empty()) return call.usage("give one or more files");
-    std::vector<Node> views;
-    int exit_status = kExitOk;
-    for (const std::string &argument : call.operands) {
-        Operand file(argument);
-        pxinfo_shp_order_t *order = file.ready() ? read_order(file) : nullptr;
-        if (order == nullptr) {
-            exit_status = kExitFailed;
-            continue;
-        }
-        if (full) views.push_back(order_view(*order, file.name()));
-        else
+    return show_per_operand(call, [full](const Operand &file, std::vector<Node> &views) {
+        pxinfo_shp_order_t *order = read_order(file);
+        if (order == nullptr) return false;
+        if (full) {
+            views.push_back(order_view(*order, file.name()));
+        } else {
             views.push_back(Node::line()
                                 .add("file", Node::text(file.name()))
                                 .add("result", Node::text("ok"))
                                 .add("destinations", Node::number(order->destination_count)));
+        }
         pxinfo_shp_destroy_order(&order);
-    }
-    show_each(std::move(views), call.operands.size(), call.flag("--json"));
-    return exit_status;
+        return true;
+    });
 }
 
 int run_order_check(const Invocation &call) { return each_order(call, false); }

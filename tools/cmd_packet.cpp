@@ -19,23 +19,15 @@ namespace {
 // ---- type ------------------------------------------------------------------
 
 int run_type(const Invocation &call) {
-    if (call.operands.empty()) return call.usage("give one or more files");
-    int exit_status = kExitOk;
-    std::vector<Node> views;
-    for (const std::string &argument : call.operands) {
-        Operand file(argument);
-        Finding finding;
-        if (!file.ready() || !acceptable(file, finding = examine(file))) {
-            exit_status = kExitFailed;
-            continue;
-        }
+    return show_per_operand(call, [](const Operand &file, std::vector<Node> &views) {
+        const Finding finding = examine(file);
+        if (!acceptable(file, finding)) return false;
         views.push_back(Node::line()
                             .add("file", Node::text(file.name()))
                             .add("kind", Node::text(finding.kind))
                             .add("changed", changed_time(file.path())));
-    }
-    show_each(std::move(views), call.operands.size(), call.flag("--json"));
-    return exit_status;
+        return true;
+    });
 }
 
 // ---- info ------------------------------------------------------------------
@@ -99,16 +91,9 @@ bool info_of(const Operand &file, Area &area, std::vector<Node> &views) {
 }
 
 int run_info(const Invocation &call) {
-    if (call.operands.empty()) return call.usage("give one or more files");
     Area area;
-    std::vector<Node> views;
-    int exit_status = kExitOk;
-    for (const std::string &argument : call.operands) {
-        Operand file(argument);
-        if (!file.ready() || !info_of(file, area, views)) exit_status = kExitFailed;
-    }
-    show_each(std::move(views), call.operands.size(), call.flag("--json"));
-    return exit_status;
+    return show_per_operand(
+        call, [&area](const Operand &file, std::vector<Node> &views) { return info_of(file, area, views); });
 }
 
 // ---- header ----------------------------------------------------------------
@@ -160,17 +145,7 @@ bool header_of(const Operand &file, std::vector<Node> &views) {
     return status == TBS_ST_OK;
 }
 
-int run_header(const Invocation &call) {
-    if (call.operands.empty()) return call.usage("give one or more files");
-    std::vector<Node> views;
-    int exit_status = kExitOk;
-    for (const std::string &argument : call.operands) {
-        Operand file(argument);
-        if (!file.ready() || !header_of(file, views)) exit_status = kExitFailed;
-    }
-    show_each(std::move(views), call.operands.size(), call.flag("--json"));
-    return exit_status;
-}
+int run_header(const Invocation &call) { return show_per_operand(call, header_of); }
 
 // ---- packet new ------------------------------------------------------------
 

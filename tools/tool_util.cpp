@@ -71,15 +71,23 @@ Node changed_time(const std::string &path) {
     return ::stat(path.c_str(), &info) == 0 ? Node::text(utc_text(info.st_ctime)) : Node();
 }
 
-void show_each(std::vector<Node> views, size_t operands, bool as_json) {
-    if (operands == 1 && views.size() == 1) {
-        show(views[0], as_json);
-        return;
+int show_per_operand(const Invocation &call, const std::function<bool(const Operand &, std::vector<Node> &)> &view_of) {
+    if (call.operands.empty()) return call.usage("give one or more files");
+    std::vector<Node> views;
+    int exit_status = kExitOk;
+    for (const std::string &argument : call.operands) {
+        Operand file(argument);
+        if (!file.ready() || !view_of(file, views)) exit_status = kExitFailed;
     }
-    if (views.empty() && !as_json) return;
-    Node all = Node::list();
-    for (Node &view : views) all.push(std::move(view));
-    show(all, as_json);
+    const bool as_json = call.flag("--json");
+    if (call.operands.size() == 1 && views.size() == 1) {
+        show(views[0], as_json);
+    } else if (!views.empty() || as_json) {
+        Node all = Node::list();
+        for (Node &view : views) all.push(std::move(view));
+        show(all, as_json);
+    }
+    return exit_status;
 }
 
 bool write_file(const std::string &path, const void *bytes, size_t size) {

@@ -6,10 +6,13 @@
 
 #include <cstdio>
 #include <ctime>
+#include <functional>
 #include <string>
 #include <vector>
 
+#include "commands.h"
 #include "pxinfo/pxinfo.h"
+#include "report.h"
 #include "view.h"
 
 namespace pxtool {
@@ -31,8 +34,11 @@ std::string utc_text(time_t seconds);
 // The status-change time of a file, in UTC; null when it cannot be taken.
 Node changed_time(const std::string &path);
 
-// Shows one view per operand: the view itself for one, a list for several.
-void show_each(std::vector<Node> views, size_t operands, bool as_json);
+// Hands each operand in turn to view_of, which adds its views (or reports
+// why it cannot and returns false), then shows them: the view itself for one
+// operand, a list for several, as JSON with --json. The exit status is 1 when
+// an operand failed, a usage error when there are none.
+int show_per_operand(const Invocation &call, const std::function<bool(const Operand &, std::vector<Node> &)> &view_of);
 
 // A stdio stream closed when it goes out of scope.
 class File {
