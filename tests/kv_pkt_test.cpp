@@ -188,10 +188,13 @@ TEST(KvPktWrite, RefusalsAndEncodingFailures) {
     EXPECT_EQ(Lines{unknown_version(8)}, lines_of(messages));
     EXPECT_TRUE(size == 77u && std::ftell(file) == 0) << "nothing written";
     std::fclose(file);
-    // A fixed memory stream cut short at each part of a layout-3 header.
+    // A fixed memory stream cut short at each part of a layout-3 header: in
+    // the record, at the targets' count word, the first target's name and the
+    // last bytes of aux_string.
     const u_int record = static_cast<u_int>(expected_wire(sample.header, 7).size());
     const std::pair<u_int, const char *> cuts[] = {
-        {0, "magic"}, {4, "major version"}, {record - 4, "sync header"}, {record, "header crc"}};
+        {0, "magic"},         {4, "major version"},        {128, "sync header"},
+        {148, "sync header"}, {record - 4, "sync header"}, {record, "header crc"}};
     for (const auto &[length, part] : cuts) {
         std::vector<char> buffer(length + 1);
         xdrmem_create(&xdrs, buffer.data(), length, XDR_ENCODE);

@@ -221,6 +221,9 @@ TEST(RecordGoldenBytes, Version6DependencyListHoldsAtMostOne) {
         pxinfo_dep_info_list_v6_t list{count, deps};
         EXPECT_EQ(wire(count == 0 ? 0u : 1u, 1, first), encoded(list_kind, &list));
         EXPECT_EQ(count, list.count);
+        const RecordRoutine inner{"", &pxfuzz::with_extra<pxinfo_dep_info_list_v6_t, &xdr_pxinfo_dep_info_list_v6_s>,
+                                  sizeof list};
+        EXPECT_EQ(wire(count, 1, first), encoded(inner, &list)) << "the inner routine codes the count as it is";
         pxinfo_dep_info_list_v6_t none{count, nullptr};
         EXPECT_EQ(wire(count == 0 ? 0u : 1u, 0), encoded(list_kind, &none));
     }
