@@ -18,12 +18,9 @@
 #include <thread>
 #include <vector>
 
-#include "fileutl.h"
 #include "fixtures.h"
-#include "mtutl.h"
-#include "stg.h"
+#include "pxinfo/pxinfo.h"
 #include "test_support.h"
-#include "xdr_ez.h"
 
 namespace {
 

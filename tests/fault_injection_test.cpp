@@ -8,8 +8,6 @@
 #include <sys/stat.h>
 
 #include <clocale>
-#include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <set>
@@ -18,17 +16,7 @@
 
 #include "../fuzz/record_routines.h"
 #include "fixtures.h"
-#include "pxinfo_kv_pkt.h"
-#include "pxinfo_pktutl.h"
-#include "pxinfo_shp_order.h"
-#include "pxinfo_utl_epoch.h"
-#include "pxinfo_utl_maps.h"
-#include "pxinfo_utl_msglist.h"
-#include "pxinfo_utl_status.h"
-#include "pxinfo_utl_synclog.h"
-#include "rgy.h"
-#include "strutl.h"
-#include "tbs.h"
+#include "pxinfo/pxinfo.h"
 #include "test_support.h"
 
 namespace {

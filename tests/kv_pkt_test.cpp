@@ -8,7 +8,6 @@
 #include <unistd.h>
 #include <zlib.h>
 
-#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <map>
@@ -16,10 +15,7 @@
 #include <vector>
 
 #include "fixtures.h"
-#include "pfm.h"
-#include "pxinfo_kv_pkt.h"
-#include "pxinfo_xdr_io.h"
-#include "tbs.h"
+#include "pxinfo/pxinfo.h"
 #include "test_support.h"
 
 namespace {

@@ -167,30 +167,24 @@ TEST(RecordGoldenBytes, FieldsOfOneTypeInTheirOrder) {
 }
 
 // The version-6 layout is a prefix of the current one, and its routine reads
-// only that prefix.
+// only that prefix; both source slots are coded whatever source_count says.
 TEST(RecordGoldenBytes, PacketInformationAndItsVersion6Prefix) {
-    pxinfo_packet_info_t info{};
-    info.pkt_name = text("p");
-    info.component_type = PXINFO_COMPONENT_VAULT;
-    info.status = 2, info.file_time = 100, info.caller_value = 5, info.major_version = 7, info.minor_version = 1;
-    info.aux_int = 6;
-    info.aux_string = text("x");
-    info.log_pkt_uuid = pxfix::numbered_uuid(1, 1);
-    info.aux_uuid1 = pxfix::numbered_uuid(2, 1);
-    info.aux_uuid2 = pxfix::numbered_uuid(3, 1);
-    info.pkt_seq_num = 3, info.aux_count = 4, info.aux_value1 = 8, info.aux_value2 = 9, info.aux_int2 = -10;
-    info.compress_type = PXINFO_COMPRESS_DEFAULT;
-    const Bytes empty_source = wire(0, 0, 0, 0, 0, 0);
-    const Bytes v6 = wire("p", 1, 2, 100, 5, 7, 1, 0, empty_source, empty_source, 6, 0, 0, "x");
-    const Bytes current = wire(v6, info.log_pkt_uuid, info.aux_uuid1, 3, 4, info.aux_uuid2, 1, 8, 9, 0xFFFFFFF6u);
-    EXPECT_EQ(current, golden("xdr_pxinfo_packet_info_t", info));
-    const RecordRoutine &old = kind("xdr_pxinfo_packet_info_v6_t");
-    RecordBuffer back(old.size);
-    size_t used = 0;
-    EXPECT_TRUE(pxfuzz::decode_record(old, current.data(), current.size(), back.get(), &used));
-    EXPECT_EQ(v6.size(), used);
-    EXPECT_EQ(v6, encoded(old, back.get()));
-    xdr_ez_free(back.get(), old.routine, 0);
+    const Bytes no_source = wire(0, 0, 0, 0, 0, 0);
+    const Bytes v6 = wire("p", 1, 2, 100, 5, 7, 1, 0, no_source, no_source, 6, 0, 0, "x");
+    const Bytes current = wire(v6, pxfix::numbered_uuid(1, 1), pxfix::numbered_uuid(2, 1), 3, 4,
+                               pxfix::numbered_uuid(3, 1), 1, 8, 9, 0xFFFFFFF6u);
+    for (const auto &[name, bytes] :
+         {std::pair{"xdr_pxinfo_packet_info_t", current}, {"xdr_pxinfo_packet_info_v6_t", v6}}) {
+        RecordBuffer record(kind(name).size);
+        size_t used = 0;
+        EXPECT_TRUE(pxfuzz::decode_record(kind(name), current.data(), current.size(), record.get(), &used));
+        EXPECT_EQ(bytes.size(), used);
+        EXPECT_EQ(bytes, round_trip(kind(name), record.get()));
+        const auto *info = static_cast<pxinfo_packet_info_t *>(record.get());
+        EXPECT_TRUE(info->file_time == 100 && info->major_version == 7 && info->aux_int == 6);
+        EXPECT_TRUE(bytes == v6 || (info->pkt_seq_num == 3 && info->aux_count == 4 && info->aux_int2 == -10));
+        xdr_ez_free(record.get(), kind(name).routine, 0);
+    }
 }
 
 // Types 0 and 3 code a word, 1 a signed word, 2 a text; type 4 has no arm and
@@ -308,22 +302,20 @@ TEST(RecordGlue, NullProcedureFilters) {
     pxinfobase_xdr_freeprocs();
     pxinfokvpktbase_xdr_makeprocs();
     pxinfokvpktbase_xdr_freeprocs();
-    for (xdr_ez_proc_t back : {&without_extra<int, &xdr_pxinfobase_program_null_V1_back>,
-                               &without_extra<int, &xdr_pxinfokvpktbase_program_null_V1_back>}) {
-        RecordBuffer argument(sizeof(int));
-        ASSERT_TRUE(decodes({"", back, sizeof(int)}, wire(0x80000000u), &argument));
-        EXPECT_EQ(INT_MIN, *static_cast<int *>(argument.get()));
-        EXPECT_EQ(wire(0x80000000u), encoded({"", back, sizeof(int)}, argument.get()));
-    }
-    for (xdr_ez_proc_t over : {&without_extra<long, &xdr_pxinfobase_program_null_V1_over>,
-                               &without_extra<long, &xdr_pxinfokvpktbase_program_null_V1_over>}) {
+    const RecordRoutine backs[] = {{"", &without_extra<int, &xdr_pxinfobase_program_null_V1_back>, sizeof(int)},
+                                   {"", &without_extra<int, &xdr_pxinfokvpktbase_program_null_V1_back>, sizeof(int)}};
+    const RecordRoutine overs[] = {{"", &without_extra<long, &xdr_pxinfobase_program_null_V1_over>, sizeof(long)},
+                                   {"", &without_extra<long, &xdr_pxinfokvpktbase_program_null_V1_over>, sizeof(long)}};
+    for (int i = 0; i < 2; ++i) {
+        int argument = INT_MIN;
+        EXPECT_EQ(wire(0x80000000u), round_trip(backs[i], &argument));
+        long result = 0x1FF;  // encoding does not look at the low byte
+        EXPECT_EQ(wire(0x1FF), encoded(overs[i], &result));
         for (uint32_t word : {0x100u, 0x1FFu, 1u}) {
-            RecordBuffer result(sizeof(long));
-            EXPECT_EQ(word == 0x100u, decodes({"", over, sizeof(long)}, wire(word), &result)) << word;
-            EXPECT_TRUE(word != 0x100u || *static_cast<long *>(result.get()) == 0x100);
+            RecordBuffer decoded(sizeof(long));
+            EXPECT_EQ(word == 0x100u, decodes(overs[i], wire(word), &decoded)) << word;
+            EXPECT_TRUE(word != 0x100u || *static_cast<long *>(decoded.get()) == 0x100);
         }
-        long one = 1;  // encoding does not look at the low byte
-        EXPECT_EQ(wire(1), encoded({"", over, sizeof(long)}, &one));
     }
 }
 
