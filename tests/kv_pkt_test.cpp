@@ -101,7 +101,7 @@ Bytes packet_bytes(const pxinfo_kv_pkt_header_t &header, int major_version) {
 
 FILE *file_with(const Bytes &bytes) {
     FILE *file = std::tmpfile();
-    std::fwrite(bytes.data(), 1, bytes.size(), file);
+    if (!bytes.empty()) std::fwrite(bytes.data(), 1, bytes.size(), file);
     std::rewind(file);
     return file;
 }
