@@ -260,7 +260,6 @@ TEST(KvPktRead, EveryMajorVersionRoundTripsInTheNewestLayout) {
 }
 
 TEST(KvPktReadRefused, MagicNumberMajorVersionChecksumAndNullArguments) {
-    expect_read_refused({}, decode_error("magic"), 0);
     expect_read_refused({0x14, 0x82, 0x35, 0x17, 0, 0, 0, 7}, error("Bad magic number on packet.\n"), 0);
     expect_read_refused({0x14, 0x82, 0x35, 0x16, 0, 0, 0, 8}, unknown_version(8), 8);
     expect_read_refused({0x14, 0x82, 0x35, 0x16, 0xFF, 0xFF, 0xFF, 0xFF}, unknown_version(-1), -1);
