@@ -135,4 +135,36 @@ class FillerStream {
 
 }  // namespace pxfix
 
+// ---- Wire bytes written by hand, for the record and wire-form tests --------
+
+#include <string>
+
+namespace pxfix {
+
+// Big-endian 32-bit words, uuids, XDR strings (a length word, the bytes, zero
+// padding to a word) and byte runs, in the order given: wire(1, "ab", uuid,
+// more) is the word 1, the string "ab", the 16 bytes of uuid, then more.
+inline void put_wire(std::vector<uint8_t> &b, uint32_t word) {
+    for (int shift = 24; shift >= 0; shift -= 8) b.push_back(static_cast<uint8_t>(word >> shift));
+}
+inline void put_wire(std::vector<uint8_t> &b, const std::string &text) {
+    put_wire(b, static_cast<uint32_t>(text.size()));
+    b.insert(b.end(), text.begin(), text.end());
+    while (b.size() % 4 != 0) b.push_back(0);
+}
+inline void put_wire(std::vector<uint8_t> &b, const tbs_uuid_t &uuid) {
+    b.insert(b.end(), uuid.bytes, uuid.bytes + 16);
+}
+inline void put_wire(std::vector<uint8_t> &b, const std::vector<uint8_t> &more) {
+    b.insert(b.end(), more.begin(), more.end());
+}
+template <typename... Parts>
+std::vector<uint8_t> wire(const Parts &...parts) {
+    std::vector<uint8_t> bytes;
+    (put_wire(bytes, parts), ...);
+    return bytes;
+}
+
+}  // namespace pxfix
+
 #endif
