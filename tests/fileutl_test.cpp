@@ -198,7 +198,9 @@ TEST_F(HealthFile, TruncatedDamagedAndInconsistentFiles) {
         EXPECT_EQ(messages.problems(), 0u) << messages.dump();
         const bool whole_epoch = file.size() >= epoch_part.size();
         EXPECT_EQ(whole_epoch ? TBS_ST_OK : TBS_ST_FAILED, read_health(file, e, 1));
-        EXPECT_EQ(whole_epoch ? epoch_part : Bytes{}, whole_epoch ? health_bytes(e.epoch) : Bytes{});
+        if (whole_epoch) {
+            EXPECT_EQ(epoch_part, health_bytes(e.epoch));
+        }
         EXPECT_TRUE(e.sync.count == 0 && e.sync.replicas == nullptr && e.sync.timestamp == 0);
         e.release();
         ASSERT_EQ(stg_live_block_count(), live);

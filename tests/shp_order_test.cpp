@@ -178,7 +178,9 @@ TEST(OrderRules, DeliveriesFailuresAndHostLengthsInSequence) {
             EXPECT_EQ(error.empty() ? TBS_ST_OK : TBS_ST_FAILED, status) << "step " << n;
             EXPECT_EQ(error.empty() ? std::vector<std::string>{} : std::vector<std::string>{error},
                       error_texts(captured));
-            EXPECT_EQ(error.empty() ? written(o) : before, written(o)) << "step " << n;
+            if (!error.empty()) {
+                EXPECT_EQ(before, written(o)) << "step " << n;
+            }
             if (!failed_allocation) break;
         }
     }
@@ -270,17 +272,19 @@ TEST(ShpOrderLists, LongOrdersReadWholeOrFailCleanly) {
             std::fclose(f);
             EXPECT_EQ(status == TBS_ST_OK, order != nullptr);
             const auto errors = error_texts(captured);
-            const std::vector<std::string> out_of_memory{"Out of memory.\n"};
-            EXPECT_EQ(status == TBS_ST_OK ? expected : "", status == TBS_ST_OK ? written(order) : "");
-            EXPECT_EQ(status == TBS_ST_NOT_FOUND ? out_of_memory : errors, errors);
+            if (status == TBS_ST_OK) {
+                EXPECT_EQ(expected, written(order));
+            } else if (status == TBS_ST_NOT_FOUND) {
+                EXPECT_EQ(std::vector<std::string>{"Out of memory.\n"}, errors);
+            }
             for (const std::string &e : status == TBS_ST_FAILED ? errors : std::vector<std::string>{})
                 EXPECT_EQ(0u, e.find("internal error: cannot parse file \"" FN "\" (line ")) << e;
             pxinfo_shp_destroy_order(&order);
             return status;
         },
         [](tbs_status_t status, unsigned long nth) {
-            EXPECT_EQ(nth <= 2 ? TBS_ST_FAILED : status, status) << "creating the order fails first";
-            EXPECT_TRUE(status == TBS_ST_FAILED || status == TBS_ST_NOT_FOUND) << nth << ": " << status;
+            // Creating the order fails first, with 1001.
+            EXPECT_TRUE(status == TBS_ST_FAILED || (nth > 2 && status == TBS_ST_NOT_FOUND)) << nth << ": " << status;
         });
     EXPECT_GT(points, 150u);
     const std::string path = pxtest::temp_path("long.ord");
