@@ -3,11 +3,8 @@
 // exhaustion.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <string>
-#include <vector>
 
 #include "fixtures.h"
 #include "pxinfo_fileutl.h"

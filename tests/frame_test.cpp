@@ -4,8 +4,6 @@
 
 #include <cstring>
 #include <map>
-#include <string>
-#include <vector>
 
 #include "pxinfo_frame_internal.h"
 #include "pxinfo_msg.h"

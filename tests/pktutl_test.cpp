@@ -203,17 +203,18 @@ TEST_F(PacketInfo, OrdersFilesOfNoKindAndRefusedPaths) {
 TEST_F(PacketInfo, BadArgumentsAreRefusedBeforeTheFileSystem) {
     const std::string order = write_text("args.ord", "# Quenta Shipping Order\n# Version 1.0\n");
     std::memset(&info_, 0xAB, sizeof info_);
-    const pxinfo_packet_info_t untouched = info_;
-    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_get_packet_info(order.c_str(), STG_AREA_TEMP, 0, &info_));
-    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_get_packet_info(order.c_str(), nullptr, 0, &info_));
-    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_get_packet_info("", area_, 0, &info_));
-    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_get_packet_info(nullptr, area_, 0, &info_));
-    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_get_packet_info(order.c_str(), area_, 0, nullptr));
-    EXPECT_EQ(0, std::memcmp(&untouched, &info_, sizeof info_));
+    unsigned char untouched[sizeof info_];
+    std::memcpy(untouched, &info_, sizeof info_);
     int included = 0;
-    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_packet_targets_include_selector(&info_, nullptr, &included));
-    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_packet_targets_include_selector(nullptr, &info_.sources[0].source, &included));
-    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_packet_targets_include_selector(&info_, &info_.sources[0].source, nullptr));
+    for (tbs_status_t refused :
+         {pxinfo_get_packet_info(order.c_str(), STG_AREA_TEMP, 0, &info_),
+          pxinfo_get_packet_info(order.c_str(), nullptr, 0, &info_), pxinfo_get_packet_info("", area_, 0, &info_),
+          pxinfo_get_packet_info(nullptr, area_, 0, &info_), pxinfo_get_packet_info(order.c_str(), area_, 0, nullptr),
+          pxinfo_packet_targets_include_selector(&info_, nullptr, &included),
+          pxinfo_packet_targets_include_selector(nullptr, &info_.sources[0].source, &included),
+          pxinfo_packet_targets_include_selector(&info_, &info_.sources[0].source, nullptr)})
+        EXPECT_EQ(TBS_ST_INVALID_ARG, refused);
+    EXPECT_EQ(0, std::memcmp(untouched, &info_, sizeof info_));
     pxinfo_file_type_t type = PXINFO_FILE_SHORDER;
     pxtest::CapturedMessages captured;
     EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_get_file_type(nullptr, &type));
