@@ -4,8 +4,6 @@
 
 #include <cstring>
 #include <map>
-#include <string>
-#include <vector>
 
 #include "pxinfo_frame_internal.h"
 #include "pxinfo_msg.h"
@@ -30,22 +28,26 @@ TEST(Catalogs, EveryEntryMatchesThePublishedCatalog) {
     }
 }
 
-TEST(VersionLine, PadsTheLibraryNameTo33Columns) {
-    char buffer[256];
-    int length = libquentapxinfobase_sprintf_verid(buffer);
-    std::string line(buffer);
-    EXPECT_EQ(static_cast<int>(line.size()), length);
-    EXPECT_EQ(0u, line.find("libquentapxinfobase              "));
-    EXPECT_EQ(' ', line[33]);
-    EXPECT_NE(' ', line[34]);
-    EXPECT_EQ('\n', line.back());
-    EXPECT_NE(std::string::npos, line.find(" ("));
+// The lines printed, each as "severity component text".
+std::vector<std::string> printed(const pxtest::CapturedMessages &captured) {
+    std::vector<std::string> lines;
+    for (const auto &line : captured.lines())
+        lines.push_back(std::to_string(line.severity) + " " + line.component + " " + line.text);
+    return lines;
+}
 
+TEST(VersionLine, PadsTheLibraryNameTo33ColumnsAndPrintsItAsOutput) {
+    char buffer[256];
+    const int length = libquentapxinfobase_sprintf_verid(buffer);
+    const std::string line(buffer),
+        start = "libquentapxinfobase" + std::string(14, ' ') + " " PXINFO_VERSION_STRING " (";
+    // The build date, then ")\n".
+    EXPECT_EQ(std::make_tuple(size_t{0}, start.size() + std::strlen("2026-11-24)\n"), std::string(")\n")),
+              std::make_tuple(line.find(start), line.size(), line.substr(line.size() - 2)));
+    EXPECT_EQ(static_cast<int>(line.size()), length);
     pxtest::CapturedMessages captured;
     EXPECT_EQ(length, libquentapxinfobase_print_verid());
-    ASSERT_EQ(1u, captured.lines().size());
-    EXPECT_EQ(IMSG_SEV_OUTPUT, captured.lines()[0].severity);
-    EXPECT_EQ(line, captured.lines()[0].text);
+    EXPECT_EQ(std::vector<std::string>{"0  " + line}, printed(captured));
 }
 
 constexpr const char *kSource = "lib/pxinfo/frame_test";
@@ -63,69 +65,51 @@ tbs_status_t traced_operation(tbs_status_t status, bool quiet) {
     return TBS_ST_OK;
 }
 
-TEST(TraceGate, EntryExitAndDetailAtFullVerbosity) {
-    pxtest::CapturedMessages captured(5, "pxinfo");
-    EXPECT_EQ(TBS_ST_FAILED, traced_operation(TBS_ST_FAILED, false));
-    ASSERT_EQ(5u, captured.lines().size()) << captured.dump();
-    EXPECT_EQ("into traced_operation..\n", captured.lines()[0].text);
-    EXPECT_EQ("pxinfo", captured.lines()[0].component);
-    EXPECT_EQ("checking 7\n", captured.lines()[1].text);
-    EXPECT_EQ("Bad magic number on packet.\n", captured.lines()[2].text);
-    EXPECT_EQ("lib/pxinfo/frame_test:" + std::to_string(g_fail_line) + ": failed.\n", captured.lines()[3].text);
-    EXPECT_EQ(IMSG_SEV_TRACE, captured.lines()[3].severity);
-    EXPECT_EQ("exiting traced_operation..\n", captured.lines()[4].text);
-    EXPECT_EQ("", captured.lines()[4].component);
+// What the traced operation prints at each verbosity and list of traced
+// components; quiet calls print no problem and keep their status.
+TEST(TraceGate, LinesByVerbosityComponentsAndQuietFlag) {
+    const std::string into = "8 pxinfo into traced_operation..\n", detail = "8  checking 7\n",
+                      error = "6 pxinfo_kv_pkt Bad magic number on packet.\n", exit = "8  exiting traced_operation..\n";
+    const struct {
+        int verbosity;
+        const char *components;
+        tbs_status_t status;
+        bool quiet;
+        std::vector<std::string> lines;  // "@" stands for the failure location
+    } cases[] = {{5, "pxinfo", TBS_ST_FAILED, false, {into, detail, error, "@", exit}},
+                 {2, "pxinfo", TBS_ST_NOT_FOUND, true, {"@"}},
+                 {0, nullptr, TBS_ST_FAILED, false, {error}},
+                 {0, nullptr, TBS_ST_FAILED, true, {}},
+                 {5, nullptr, TBS_ST_FAILED, true, {}},
+                 {5, "", TBS_ST_FAILED, true, {}},
+                 {5, "pxinfo_kv_pkt,other", TBS_ST_FAILED, true, {}},
+                 {3, "all", TBS_ST_OK, false, {into, exit}}};
+    for (const auto &c : cases) {
+        pxtest::CapturedMessages captured(c.verbosity, c.components);
+        EXPECT_EQ(c.status, traced_operation(c.status, c.quiet));
+        std::vector<std::string> expected = c.lines;
+        for (std::string &line : expected)
+            if (line == "@")
+                line = "8 pxinfo " + std::string(kSource) + ":" + std::to_string(g_fail_line) + ": failed.\n";
+        EXPECT_EQ(expected, printed(captured)) << c.verbosity << " " << (c.components ? c.components : "(none)");
+    }
 }
 
-TEST(TraceGate, NamedOperationFailureForm) {
+TEST(TraceGate, NamedOperationFailureFormAndInternalErrors) {
     pxtest::CapturedMessages captured(1, "pxinfo");
     {
         pxinfo::TraceScope scope("op", kSource);
-        scope.fail_op(TBS_ST_NO_MEMORY, 12, "stg_alloc");
-        scope.fail_op(TBS_ST_OK, 13, "stg_alloc");
+        EXPECT_EQ(TBS_ST_NO_MEMORY, scope.fail_op(TBS_ST_NO_MEMORY, 12, "stg_alloc"));
+        EXPECT_EQ(TBS_ST_OK, scope.fail_op(TBS_ST_OK, 13, "stg_alloc"));
     }
-    ASSERT_EQ(1u, captured.lines().size());
-    EXPECT_EQ(std::string("lib/pxinfo/frame_test:12: operation 'stg_alloc' failed: ") + tbs_strerror(TBS_ST_NO_MEMORY) +
-                  ".\n",
-              captured.lines()[0].text);
-}
-
-TEST(InternalErrors, LoggedWithSharedMessage38AndCounted) {
-    pxtest::CapturedMessages captured;
-    unsigned long before = tbs_int_error_count();
+    const unsigned long before = tbs_int_error_count();
     pxinfo::log_int_error(kSource, 1, "pxinfo_selector_to_replica_hash");
     EXPECT_EQ(before + 1, tbs_int_error_count());
-    ASSERT_EQ(1u, captured.lines().size());
-    EXPECT_EQ(IMSG_SEV_ERROR, captured.lines()[0].severity);
-    EXPECT_EQ("internal error: Internal error in pxinfo_selector_to_replica_hash.\n", captured.lines()[0].text);
-    EXPECT_EQ("pxinfo", captured.lines()[0].component);
-}
-
-TEST(TraceGate, VerbosityTwoShowsOnlyFailureLocations) {
-    pxtest::CapturedMessages captured(2, "pxinfo");
-    traced_operation(TBS_ST_NOT_FOUND, true);
-    ASSERT_EQ(1u, captured.lines().size()) << captured.dump();
-    EXPECT_NE(std::string::npos, captured.lines()[0].text.find(": failed.\n"));
-}
-
-TEST(TraceGate, QuietCallsPrintNoProblemAndKeepTheirStatus) {
-    pxtest::CapturedMessages loud;
-    tbs_status_t loud_status = traced_operation(TBS_ST_FAILED, false);
-    EXPECT_EQ(1u, loud.problems());
-    pxtest::CapturedMessages quiet;
-    EXPECT_EQ(loud_status, traced_operation(TBS_ST_FAILED, true));
-    EXPECT_EQ(0u, quiet.problems());
-}
-
-TEST(TraceGate, NothingTracedWhenTheComponentIsNotListed) {
-    for (const char *components : {static_cast<const char *>(nullptr), "", "pxinfo_kv_pkt,other"}) {
-        pxtest::CapturedMessages captured(5, components);
-        traced_operation(TBS_ST_FAILED, true);
-        EXPECT_TRUE(captured.lines().empty()) << captured.dump();
-    }
-    pxtest::CapturedMessages all(3, "all");
-    traced_operation(TBS_ST_OK, false);
-    EXPECT_EQ(2u, all.lines().size());
+    EXPECT_EQ(
+        (std::vector<std::string>{"8  " + std::string(kSource) +
+                                      ":12: operation 'stg_alloc' failed: " + tbs_strerror(TBS_ST_NO_MEMORY) + ".\n",
+                                  "6 pxinfo internal error: Internal error in pxinfo_selector_to_replica_hash.\n"}),
+        printed(captured));
 }
 
 }  // namespace
