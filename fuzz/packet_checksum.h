@@ -28,10 +28,9 @@ inline void set_checksum(std::vector<uint8_t> *bytes) {
     if (pxinfo_kv_pkt_major_version_to_header_type(major, 1, &layout) != TBS_ST_OK) return;
     RecordRoutine kind{};
     if (layout == PXINFO_KV_PKT_HEADER_TYPE_2)
-        kind = {"", &with_extra<pxinfo_kv_pkt_header_2_t, &xdr_pxinfo_kv_pkt_header_2_t>,
-                sizeof(pxinfo_kv_pkt_header_2_t)};
+        kind = {"", &pxinfo::xdr::untyped<&xdr_pxinfo_kv_pkt_header_2_t>, sizeof(pxinfo_kv_pkt_header_2_t)};
     else if (layout == PXINFO_KV_PKT_HEADER_TYPE_3)
-        kind = {"", &with_extra<pxinfo_kv_pkt_header_t, &xdr_pxinfo_kv_pkt_header_t>, sizeof(pxinfo_kv_pkt_header_t)};
+        kind = {"", &pxinfo::xdr::untyped<&xdr_pxinfo_kv_pkt_header_t>, sizeof(pxinfo_kv_pkt_header_t)};
     else return;
     RecordBuffer record(kind.size);
     size_t used = 0;

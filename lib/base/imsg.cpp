@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "imsg_shared_internal.h"
 #include "stg_internal.h"
 
 namespace {
@@ -148,6 +149,7 @@ const char *const kSharedTexts[] = {
 
 namespace {
 constexpr uint16_t kSharedCount = sizeof(kSharedTexts) / sizeof(kSharedTexts[0]);
+static_assert(static_cast<int>(tbs::SharedMsg::kLast) < kSharedCount, "the shared table holds every named index");
 struct SharedNumbers {
     uint16_t values[kSharedCount];
     constexpr SharedNumbers() : values() {

@@ -5,26 +5,16 @@
 
 #include "pxinfo_fileutl_internal.h"
 #include "pxinfo_frame_internal.h"
+#include "pxinfo_xdr_internal.h"
 
 namespace {
 
-constexpr const char *kSource = "lib/pxinfo/pxinfo_fileutl";
+constexpr const char *kSource = pxinfo::source::kFileutl;
 
 // Messages of the "pxinfo" catalog.
-constexpr int kMsgNoReadStream = 7;
-constexpr int kMsgNoWriteStream = 8;
 
 // The pass-through value that health files hand to the record routines.
 constexpr int kHealthFileExtra = 12;
-
-// Adapters giving the record routines the element-routine shape that
-// xdr_ez_free expects, without casting function pointers.
-bool_t free_epoch_status(XDR *xdrs, void *record, int extra) {
-    return xdr_pxinfo_family_epoch_status_t(xdrs, static_cast<pxinfo_family_epoch_status_t *>(record), extra);
-}
-bool_t free_sync_status(XDR *xdrs, void *record, int extra) {
-    return xdr_pxinfo_family_sync_status_t(xdrs, static_cast<pxinfo_family_sync_status_t *>(record), extra);
-}
 
 // Refuses the check with one of its trace texts.
 tbs_status_t refuse(const char *reason) {
@@ -81,15 +71,16 @@ void clear_sync_status(pxinfo_family_sync_status_t *sync) {
 }  // namespace
 
 extern "C" tbs_status_t pxinfo_xdrstdio_create(int op, FILE *file, XDR *xdrs) {
-    pxinfo::TraceScope scope("pxinfo_xdrstdio_create", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (static_cast<unsigned>(op) > XDR_DECODE || file == nullptr || xdrs == nullptr) {
         return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
     }
     xdrs->x_ops = nullptr;
     xdrstdio_create(xdrs, file, static_cast<enum xdr_op>(op));
     if (xdrs->x_ops == nullptr) {
-        pxinfo::print_msg(false, IMSG_SEV_ERROR, _pxinfo_pxinfo_msg_table,
-                          op == XDR_DECODE ? kMsgNoReadStream : kMsgNoWriteStream);
+        pxinfo::print_msg(false, IMSG_SEV_ERROR,
+
+                          op == XDR_DECODE ? pxinfo::PxinfoMsg::kNoReadStream : pxinfo::PxinfoMsg::kNoWriteStream);
         return PXINFO_FAIL(scope, TBS_ST_FAILED);
     }
     return TBS_ST_OK;
@@ -97,7 +88,7 @@ extern "C" tbs_status_t pxinfo_xdrstdio_create(int op, FILE *file, XDR *xdrs) {
 
 extern "C" tbs_status_t pxinfo_write_health_file(const pxinfo_family_sync_status_t *sync,
                                                  const pxinfo_family_epoch_status_t *epoch, FILE *file) {
-    pxinfo::TraceScope scope("pxinfo_write_health_file", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (sync == nullptr || epoch == nullptr) {
         return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
     }
@@ -128,7 +119,7 @@ extern "C" tbs_status_t pxinfo_write_health_file(const pxinfo_family_sync_status
 
 extern "C" tbs_status_t pxinfo_read_health_file(pxinfo_family_sync_status_t *sync, pxinfo_family_epoch_status_t *epoch,
                                                 FILE *file, int epoch_only) {
-    pxinfo::TraceScope scope("pxinfo_read_health_file", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (sync == nullptr || epoch == nullptr) {
         return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
     }
@@ -160,18 +151,18 @@ extern "C" tbs_status_t pxinfo_read_health_file(pxinfo_family_sync_status_t *syn
 }
 
 extern "C" void pxinfo_free_family_epoch_status_from_file(pxinfo_family_epoch_status_t *epoch) {
-    pxinfo::TraceScope scope("pxinfo_free_family_epoch_status_from_file", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (epoch != nullptr) {
-        xdr_ez_free(epoch, free_epoch_status, 0);
+        xdr_ez_free(epoch, pxinfo::xdr::untyped<xdr_pxinfo_family_epoch_status_t>, 0);
         // Nothing is left to point at: a second release is harmless.
         clear_epoch_status(epoch);
     }
 }
 
 extern "C" void pxinfo_free_family_sync_status_from_file(pxinfo_family_sync_status_t *sync) {
-    pxinfo::TraceScope scope("pxinfo_free_family_sync_status_from_file", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (sync != nullptr) {
-        xdr_ez_free(sync, free_sync_status, 0);
+        xdr_ez_free(sync, pxinfo::xdr::untyped<xdr_pxinfo_family_sync_status_t>, 0);
         clear_sync_status(sync);
     }
 }

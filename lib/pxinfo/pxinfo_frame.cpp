@@ -32,6 +32,15 @@ void print_msg(bool quiet, int severity, const imsg_msg_table_t &table, int inde
     va_end(args);
 }
 
+void print_text(int severity, const char *format, ...) {
+    va_list args;
+    va_start(args, format);
+    imsg_vprint(severity, format, -1, args);
+    va_end(args);
+}
+
+// The entry line is printed on behalf of the library's component and the exit
+// line as a literal text without one: the product's traces look so.
 void trace_entry(const char *function_name) {
     if (trace_gate(kTraceEntryExit))
         imsg_print_shared(IMSG_SEV_TRACE, kTraceComponent, "into %s..\n", -1, function_name);
@@ -48,11 +57,13 @@ TraceScope::TraceScope(const char *function_name, const char *source_path)
 
 TraceScope::~TraceScope() { trace_exit(name_); }
 
-tbs_status_t TraceScope::fail(tbs_status_t status, int line) const {
+tbs_status_t trace_failure(tbs_status_t status, const char *source_path, int line) {
     if (status != TBS_ST_OK && trace_gate(kTraceFailure))
-        imsg_print_shared(IMSG_SEV_TRACE, kTraceComponent, &_tbs_cmsg_tbs_msg_table, 34, source_, line);
+        print_shared(IMSG_SEV_TRACE, kTraceComponent, tbs::SharedMsg::kFailedAt, source_path, line);
     return status;
 }
+
+tbs_status_t TraceScope::fail(tbs_status_t status, int line) const { return trace_failure(status, source_, line); }
 
 tbs_status_t TraceScope::fail_op(tbs_status_t status, int line, const char *operation) const {
     if (status != TBS_ST_OK && trace_gate(kTraceFailure))
@@ -62,7 +73,8 @@ tbs_status_t TraceScope::fail_op(tbs_status_t status, int line, const char *oper
 }
 
 void log_int_error(const char *source_path, int line, const char *function_name) {
-    tbs_log_int_error(kTraceComponent, &_tbs_cmsg_tbs_msg_table, 38, source_path, line, 0, function_name);
+    tbs_log_int_error(kTraceComponent, &_tbs_cmsg_tbs_msg_table, static_cast<int>(tbs::SharedMsg::kInternalError),
+                      source_path, line, 0, function_name);
 }
 
 }  // namespace pxinfo

@@ -13,22 +13,15 @@
 
 #include "fileutl.h"
 #include "pxinfo_frame_internal.h"
+#include "pxinfo_xdr_internal.h"
 #include "stg.h"
 #include "tbs_uuid.h"
 #include "xdr_ez.h"
 
 namespace {
 
-constexpr const char *kSource = "lib/pxinfo/pxinfo_kv_pkt";
-const imsg_msg_table_t &kMessages = _pxinfo_kv_pkt_pxinfo_msg_table;
-
-// Indexes of the catalog's messages.
-constexpr int kMsgBadMagic = 0;
-constexpr int kMsgBadChecksum = 2;
-constexpr int kMsgVersionMismatch = 3;
-constexpr int kMsgDecodeError = 4;
-constexpr int kMsgEncodeError = 5;
-constexpr int kMsgNoVersionForFeatureLevel = 6;
+constexpr const char *kSource = pxinfo::source::kKvPkt;
+using pxinfo::KvPktMsg;
 
 struct ProtocolVersion {
     int major;
@@ -51,12 +44,6 @@ constexpr uint32_t kDefaultAuxCount = 1;
 // ---------------------------------------------------------------------------
 // Layouts as the reader and writer see them.
 
-// A record routine taking its record untyped, as xdr_ez_free wants it.
-template <typename Record, bool_t (*Routine)(XDR *, Record *, int)>
-bool_t untyped_routine(XDR *xdrs, void *record, int extra) {
-    return Routine(xdrs, static_cast<Record *>(record), extra);
-}
-
 struct Layout {
     pxinfo_kv_pkt_header_type_t type;
     size_t record_size;
@@ -67,13 +54,11 @@ struct Layout {
 };
 
 constexpr Layout kLayout0 = {PXINFO_KV_PKT_HEADER_TYPE_0, sizeof(pxinfo_kv_pkt_header_0_t),
-                             untyped_routine<pxinfo_kv_pkt_header_0_t, xdr_pxinfo_kv_pkt_header_0_t>, false,
-                             "sync header(type 0)"};
+                             pxinfo::xdr::untyped<xdr_pxinfo_kv_pkt_header_0_t>, false, "sync header(type 0)"};
 constexpr Layout kLayout2 = {PXINFO_KV_PKT_HEADER_TYPE_2, sizeof(pxinfo_kv_pkt_header_2_t),
-                             untyped_routine<pxinfo_kv_pkt_header_2_t, xdr_pxinfo_kv_pkt_header_2_t>, true,
-                             "sync header(type 2)"};
+                             pxinfo::xdr::untyped<xdr_pxinfo_kv_pkt_header_2_t>, true, "sync header(type 2)"};
 constexpr Layout kLayout3 = {PXINFO_KV_PKT_HEADER_TYPE_3, sizeof(pxinfo_kv_pkt_header_t),
-                             untyped_routine<pxinfo_kv_pkt_header_t, xdr_pxinfo_kv_pkt_header_t>, true, "sync header"};
+                             pxinfo::xdr::untyped<xdr_pxinfo_kv_pkt_header_t>, true, "sync header"};
 
 // The layouts the reader and writer use; null for layout 1, which no major
 // version selects.
@@ -89,17 +74,6 @@ const Layout *find_layout(pxinfo_kv_pkt_header_type_t type) {
 // ---------------------------------------------------------------------------
 // Copies owned by a header: every block comes from the base services' heap
 // and is released one by one.
-
-// A zero-filled array of count elements; null when storage is exhausted or
-// the size cannot be represented.
-template <typename Element>
-Element *allocate_array(int32_t count) {
-    const size_t n = static_cast<size_t>(count);
-    if (n > SIZE_MAX / sizeof(Element)) {
-        return nullptr;
-    }
-    return static_cast<Element *>(stg_calloc(STG_AREA_TEMP, n * sizeof(Element)));
-}
 
 bool is_non_empty(const char *text) { return text != nullptr && text[0] != '\0'; }
 
@@ -122,7 +96,7 @@ bool copy_targets(const pxinfo_kv_pkt_tgt_desc_t *targets, int32_t count, pxinfo
     if (count <= 0) {
         return true;
     }
-    *copy = allocate_array<pxinfo_kv_pkt_tgt_desc_t>(count);
+    *copy = pxinfo::allocate_array<pxinfo_kv_pkt_tgt_desc_t>(STG_AREA_TEMP, static_cast<size_t>(count));
     if (*copy == nullptr) {
         return false;
     }
@@ -153,7 +127,7 @@ bool copy_replicas(const From *replicas, int32_t count, To **copy, Convert conve
     if (count <= 0) {
         return true;
     }
-    *copy = allocate_array<To>(count);
+    *copy = pxinfo::allocate_array<To>(STG_AREA_TEMP, static_cast<size_t>(count));
     if (*copy == nullptr) {
         return false;
     }
@@ -318,15 +292,15 @@ class CheckStream {
 tbs_status_t read_magic_and_major_version(XDR *xdrs, bool quiet, int *major_version) {
     u_long magic = 0;
     if (!xdr_u_long(xdrs, &magic)) {
-        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgDecodeError, "magic");
+        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, KvPktMsg::kDecodeError, "magic");
         return TBS_ST_FAILED;
     }
     if (static_cast<uint32_t>(magic) != PXINFO_KV_PKT_MAGIC) {
-        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgBadMagic);
+        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, KvPktMsg::kBadMagic);
         return TBS_ST_FAILED;
     }
     if (!xdr_int(xdrs, major_version)) {
-        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgDecodeError, "major version");
+        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, KvPktMsg::kDecodeError, "major version");
         return TBS_ST_FAILED;
     }
     return TBS_ST_OK;
@@ -337,32 +311,32 @@ tbs_status_t read_magic_and_major_version(XDR *xdrs, bool quiet, int *major_vers
 tbs_status_t verify_checksum(XDR *xdrs, bool quiet, int major_version, const Layout &layout, void *record) {
     u_long stored = 0;
     if (!xdr_u_long(xdrs, &stored)) {
-        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgDecodeError, "header checksum");
+        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, KvPktMsg::kDecodeError, "header checksum");
         return TBS_ST_FAILED;
     }
     CheckStream check;
     const tbs_status_t status = check.create();
     if (status != TBS_ST_OK) {
-        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgEncodeError, "buffer creation");
+        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, KvPktMsg::kEncodeError, "buffer creation");
         return status;
     }
     u_long magic = PXINFO_KV_PKT_MAGIC;
     if (!xdr_u_long(check.xdrs(), &magic)) {
-        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgEncodeError, "magic");
+        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, KvPktMsg::kEncodeError, "magic");
         return TBS_ST_FAILED;
     }
     if (!xdr_int(check.xdrs(), &major_version)) {
-        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgDecodeError, "major version");
+        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, KvPktMsg::kDecodeError, "major version");
         return TBS_ST_FAILED;
     }
     if (!layout.routine(check.xdrs(), record, 0)) {
-        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgEncodeError, "sync header for checking");
+        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, KvPktMsg::kEncodeError, "sync header for checking");
         return TBS_ST_FAILED;
     }
     uint32_t computed = 0;
     fileutl_crc_buffer(check.xdrs()->x_base, XDR_GETPOS(check.xdrs()), &computed);
     if (computed != static_cast<uint32_t>(stored)) {
-        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgBadChecksum, static_cast<unsigned long>(computed),
+        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, KvPktMsg::kBadChecksum, static_cast<unsigned long>(computed),
                           static_cast<unsigned long>(static_cast<uint32_t>(stored)));
         return TBS_ST_FAILED;
     }
@@ -391,7 +365,7 @@ tbs_status_t read_header_from(XDR *xdrs, bool quiet, int *major_version, pxinfo_
         return TBS_ST_NO_MEMORY;
     }
     if (!layout->routine(xdrs, record.get(), 0)) {
-        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgDecodeError, layout->decode_failure_name);
+        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, KvPktMsg::kDecodeError, layout->decode_failure_name);
         return TBS_ST_FAILED;
     }
     if (layout->has_checksum) {
@@ -406,7 +380,7 @@ tbs_status_t read_header_from(XDR *xdrs, bool quiet, int *major_version, pxinfo_
     }
     if (*major_version == PXINFO_KV_PKT_SOFTWARE_MAJOR_VERSION &&
         header->minor_version != PXINFO_KV_PKT_SOFTWARE_MINOR_VERSION) {
-        pxinfo::print_msg(quiet, IMSG_SEV_WARNING, kMessages, kMsgVersionMismatch, PXINFO_KV_PKT_SOFTWARE_MAJOR_VERSION,
+        pxinfo::print_msg(quiet, IMSG_SEV_WARNING, KvPktMsg::kVersionMismatch, PXINFO_KV_PKT_SOFTWARE_MAJOR_VERSION,
                           PXINFO_KV_PKT_SOFTWARE_MINOR_VERSION, *major_version,
                           static_cast<int>(header->minor_version));
     }
@@ -483,7 +457,7 @@ tbs_status_t encode_narrowed(const pxinfo_kv_pkt_header_t &header, const Layout 
         return TBS_ST_NO_MEMORY;
     }
     if (!layout.routine(xdrs, record.get(), 0)) {
-        pxinfo::print_msg(false, IMSG_SEV_ERROR, kMessages, kMsgEncodeError, "sync header");
+        pxinfo::print_msg(false, IMSG_SEV_ERROR, KvPktMsg::kEncodeError, "sync header");
         return TBS_ST_FAILED;
     }
     return TBS_ST_OK;
@@ -497,7 +471,7 @@ tbs_status_t encode_record(const pxinfo_kv_pkt_header_t &header, const Layout &l
     }
     // Encoding leaves the caller's header as it was.
     if (!layout.routine(xdrs, const_cast<pxinfo_kv_pkt_header_t *>(&header), 0)) {
-        pxinfo::print_msg(false, IMSG_SEV_ERROR, kMessages, kMsgEncodeError, "sync header");
+        pxinfo::print_msg(false, IMSG_SEV_ERROR, KvPktMsg::kEncodeError, "sync header");
         return TBS_ST_FAILED;
     }
     return TBS_ST_OK;
@@ -511,7 +485,7 @@ tbs_status_t append_checksum(XDR *xdrs, u_int start) {
     fileutl_crc_buffer(xdrs->x_base + start, end - start, &checksum);
     u_long word = checksum;
     if (!xdr_u_long(xdrs, &word)) {
-        pxinfo::print_msg(false, IMSG_SEV_ERROR, kMessages, kMsgEncodeError, "header crc");
+        pxinfo::print_msg(false, IMSG_SEV_ERROR, KvPktMsg::kEncodeError, "header crc");
         return TBS_ST_FAILED;
     }
     return TBS_ST_OK;
@@ -589,11 +563,11 @@ extern "C" tbs_status_t pxinfo_kv_pkt_write_header(const pxinfo_kv_pkt_header_t 
     const u_int start = XDR_GETPOS(xdrs);
     u_long magic = PXINFO_KV_PKT_MAGIC;
     if (!xdr_u_long(xdrs, &magic)) {
-        pxinfo::print_msg(false, IMSG_SEV_ERROR, kMessages, kMsgEncodeError, "magic");
+        pxinfo::print_msg(false, IMSG_SEV_ERROR, KvPktMsg::kEncodeError, "magic");
         return TBS_ST_FAILED;
     }
     if (!xdr_int(xdrs, &major_version)) {
-        pxinfo::print_msg(false, IMSG_SEV_ERROR, kMessages, kMsgEncodeError, "major version");
+        pxinfo::print_msg(false, IMSG_SEV_ERROR, KvPktMsg::kEncodeError, "major version");
         return TBS_ST_FAILED;
     }
     status = encode_record(*header, *layout, xdrs);
@@ -630,7 +604,9 @@ extern "C" void pxinfo_map_flevel_to_protocol_versions(int feature_level, int *m
     if (minor_version != nullptr) {
         *minor_version = 0;
     }
+    const imsg_msg_table_t &catalog = _pxinfo_kv_pkt_pxinfo_msg_table;
+    const int index = static_cast<int>(KvPktMsg::kNoVersionForFeatureLevel);
     // The assertion reports the line right after the internal error's.
-    tbs_log_int_error("pxinfo_kv_pkt", &kMessages, kMsgNoVersionForFeatureLevel, kSource, __LINE__, 0, feature_level);
+    tbs_log_int_error(catalog.component_name, &catalog, index, kSource, __LINE__, 0, feature_level);
     PXINFO_ASSERT_FAIL("FALSE", kSource);
 }

@@ -9,10 +9,6 @@
 
 namespace {
 
-const imsg_msg_table_t &kMessages = _pxinfo_kv_pkt_pxinfo_msg_table;
-
-constexpr int kMsgUnknownVersion = 1;
-
 // Sync types of the header and the file types they stand for.
 constexpr int kSyncTypeUpdate = 1;
 constexpr int kSyncTypeCreation = 2;
@@ -44,7 +40,7 @@ extern "C" tbs_status_t pxinfo_kv_pkt_major_version_to_header_type(int major_ver
         *header_type = kLayoutOfMajorVersion[version];
         return TBS_ST_OK;
     }
-    pxinfo::print_msg(quiet != 0, IMSG_SEV_ERROR, kMessages, kMsgUnknownVersion, major_version);
+    pxinfo::print_msg(quiet != 0, IMSG_SEV_ERROR, pxinfo::KvPktMsg::kUnknownVersion, major_version);
     return TBS_ST_FAILED;
 }
 

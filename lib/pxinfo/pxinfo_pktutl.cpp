@@ -19,21 +19,10 @@
 
 namespace {
 
-constexpr const char *kSource = "lib/pxinfo/pxinfo_pktutl";
+constexpr const char *kSource = pxinfo::source::kPktutl;
 
-// "pxinfo" catalog indexes printed here.
-constexpr int kMsgVersionTooNew = 2;
-constexpr int kMsgCannotAccess = 3;
-constexpr int kMsgNotAFile = 4;
-constexpr int kMsgCannotOpen = 5;
-// Shared table indexes.
-constexpr int kSharedCloseFailed = 19;
-constexpr int kSharedOutOfMemory = 39;
-constexpr int kSharedCheckFailed = 47;
-
-void print_error(int index, const char *arg1, const char *arg2 = nullptr) {
-    pxinfo::print_msg(false, IMSG_SEV_ERROR, _pxinfo_pxinfo_msg_table, index, arg1, arg2);
-}
+using pxinfo::PxinfoMsg;
+using tbs::SharedMsg;
 
 // The packet file as detection and packet information open it: read-only,
 // closed when the holder goes out of scope.
@@ -50,7 +39,7 @@ class PacketStream {
         close();
         stream_ = std::fopen(path, "r");
         if (stream_ != nullptr) return TBS_ST_OK;
-        if (!quiet) print_error(kMsgCannotOpen, path, imsg_strerror(errno));
+        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, PxinfoMsg::kCannotOpen, path, imsg_strerror(errno));
         return TBS_ST_FAILED;
     }
     // Closes the stream; false when the close failed.
@@ -89,7 +78,7 @@ class ImportedHeader {
 // The SAM check: a readable packet header whose sync type names a creation or
 // update packet decides the type.
 static tbs_status_t pxinfo_sam_pkt_check(FILE *stream, const char *path, pxinfo_file_type_t *type) {
-    pxinfo::TraceScope scope("pxinfo_sam_pkt_check", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     tbs_status_t status = TBS_ST_OK;
     {
         ImportedHeader imported(stream);
@@ -100,7 +89,7 @@ static tbs_status_t pxinfo_sam_pkt_check(FILE *stream, const char *path, pxinfo_
             pxinfo::trace_detail(pxinfo::kTraceDetail, "SAM replica %s packet found: %s\n",
                                  *type == PXINFO_FILE_KVCREATE ? "creation" : "update", path);
         } else {
-            print_error(kMsgVersionTooNew, path);
+            pxinfo::print_msg(false, IMSG_SEV_ERROR, PxinfoMsg::kVersionTooNew, path);
             status = TBS_ST_INVALID_ARG;
         }
     }
@@ -109,7 +98,7 @@ static tbs_status_t pxinfo_sam_pkt_check(FILE *stream, const char *path, pxinfo_
 
 // The DCT check recognises no file: it only resets the type.
 static tbs_status_t pxinfo_dct_pkt_check(FILE * /*stream*/, pxinfo_file_type_t *type) {
-    pxinfo::TraceScope scope("pxinfo_dct_pkt_check", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     *type = PXINFO_FILE_OTHER;
     return TBS_ST_OK;
 }
@@ -117,16 +106,16 @@ static tbs_status_t pxinfo_dct_pkt_check(FILE * /*stream*/, pxinfo_file_type_t *
 // The classifier: the kinds are tried in a fixed order, each reading the file
 // from its start; file_time receives the status-change time.
 static tbs_status_t pxinfo_get_file_type(const char *path, pxinfo_file_type_t &type, long &file_time) {
-    pxinfo::TraceScope scope("pxinfo_get_file_type", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     type = PXINFO_FILE_OTHER;
     struct stat64 info;
     if (::stat64(path, &info) != 0) {
         tbs_status_t status = tbs_errno2status(errno);
-        print_error(kMsgCannotAccess, path, tbs_strerror(status));
+        pxinfo::print_msg(false, IMSG_SEV_ERROR, PxinfoMsg::kCannotAccess, path, tbs_strerror(status));
         return PXINFO_FAIL(scope, status);
     }
     if (info.st_nlink == 0 || (info.st_mode & 0xF000) != 0x8000) {
-        print_error(kMsgNotAFile, path);
+        pxinfo::print_msg(false, IMSG_SEV_ERROR, PxinfoMsg::kNotAFile, path);
         return PXINFO_FAIL(scope, TBS_ST_NOT_FOUND);
     }
     file_time = static_cast<long>(info.st_ctime);
@@ -136,8 +125,8 @@ static tbs_status_t pxinfo_get_file_type(const char *path, pxinfo_file_type_t &t
     if (status != TBS_ST_OK) return PXINFO_FAIL(scope, status);
     status = pxinfo_sam_pkt_check(stream.get(), path, &type);
     if (status != TBS_ST_OK) {
-        imsg_print_shared(IMSG_SEV_ERROR, pxinfo::kTraceComponent, &_tbs_cmsg_tbs_msg_table, kSharedCheckFailed,
-                          "pxinfo_sam_pkt_check", path, tbs_strerror(status));
+        pxinfo::print_shared(IMSG_SEV_ERROR, pxinfo::kTraceComponent, SharedMsg::kCheckFailed, "pxinfo_sam_pkt_check",
+                             path, tbs_strerror(status));
         return PXINFO_FAIL(scope, status);
     }
     if (type != PXINFO_FILE_OTHER) return TBS_ST_OK;
@@ -169,10 +158,9 @@ extern "C" tbs_status_t pxinfo_get_file_type(const char *path, pxinfo_file_type_
     }
     if (path == nullptr) return TBS_ST_INVALID_ARG;
     long file_time = 0;
-    tbs_status_t status = pxinfo_get_file_type(path, *type, file_time);
-    if (status != TBS_ST_OK && pxinfo::trace_gate(pxinfo::kTraceFailure))
-        imsg_print_shared(IMSG_SEV_TRACE, pxinfo::kTraceComponent, &_tbs_cmsg_tbs_msg_table, 34, kSource, __LINE__);
-    return status;
+    // The classifier traces its own entry, exit and failures; this wrapper adds
+    // only the location of its own failure, as the product's traces show it.
+    return pxinfo::trace_failure(pxinfo_get_file_type(path, *type, file_time), kSource, __LINE__);
 }
 
 namespace {
@@ -181,8 +169,7 @@ namespace {
 tbs_status_t copy_targets(const pxinfo_kv_pkt_header_t &header, stg_area_t *area, pxinfo_replica_info_t **targets) {
     *targets = nullptr;
     if (header.target_count <= 0) return TBS_ST_OK;
-    auto *copies = static_cast<pxinfo_replica_info_t *>(
-        stg_calloc(area, sizeof(pxinfo_replica_info_t) * static_cast<size_t>(header.target_count)));
+    auto *copies = pxinfo::allocate_array<pxinfo_replica_info_t>(area, static_cast<size_t>(header.target_count));
     if (copies == nullptr) return TBS_ST_NO_MEMORY;
     for (int32_t i = 0; i < header.target_count; ++i) {
         const pxinfo_kv_pkt_tgt_desc_t &target = header.targets[i];
@@ -208,8 +195,7 @@ tbs_status_t build_source(const pxinfo_kv_pkt_header_t &header, stg_area_t *area
     if (status != TBS_ST_OK) return status;
 
     size_t count = header.replica_count > 0 ? static_cast<size_t>(header.replica_count) : 0;
-    auto *refs =
-        static_cast<pxinfo_replica_reference_t *>(stg_calloc(area, sizeof(pxinfo_replica_reference_t) * count));
+    auto *refs = pxinfo::allocate_array<pxinfo_replica_reference_t>(area, count);
     if (refs == nullptr) return TBS_ST_NO_MEMORY;
     source->references.count = static_cast<uint32_t>(count);
     source->references.refs = refs;
@@ -276,15 +262,15 @@ void examine_packet(const char *path, stg_area_t *area, pxinfo_packet_info_t *in
         info->status = static_cast<int32_t>(status);
     }
     if (!stream.close())
-        imsg_print_shared(IMSG_SEV_WARNING, pxinfo::kTraceComponent, &_tbs_cmsg_tbs_msg_table, kSharedCloseFailed, path,
-                          imsg_strerror(errno));
+        pxinfo::print_shared(IMSG_SEV_WARNING, pxinfo::kTraceComponent, SharedMsg::kCloseFailed, path,
+                             imsg_strerror(errno));
 }
 
 }  // namespace
 
 extern "C" tbs_status_t pxinfo_get_packet_info(const char *path, stg_area_t *area, int caller_value,
                                                pxinfo_packet_info_t *info) {
-    pxinfo::TraceScope scope("pxinfo_get_packet_info", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (path == nullptr || path[0] == '\0' || area == nullptr || area == STG_AREA_TEMP || info == nullptr)
         return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
     std::memset(info, 0, sizeof *info);
@@ -367,7 +353,7 @@ namespace {
 // and a copy of each reference's replica.
 pxinfo_epoch_row_entry_t *entries_from_references(const pxinfo_packet_reference_t &references, stg_area_t *area) {
     size_t count = references.count;
-    auto *entries = static_cast<pxinfo_epoch_row_entry_t *>(stg_calloc(area, sizeof(pxinfo_epoch_row_entry_t) * count));
+    auto *entries = pxinfo::allocate_array<pxinfo_epoch_row_entry_t>(area, count);
     if (entries == nullptr) return nullptr;
     for (size_t i = 0; i < count; ++i) {
         entries[i].epoch = references.refs[i].start_epoch;
@@ -390,7 +376,7 @@ int compare_rows(const pxinfo_packet_info_t &pkt1, const pxinfo_packet_info_t &p
     pxinfo_epoch_row_entry_t *row2 = row1 != nullptr ? entries_from_references(refs2, STG_AREA_TEMP) : nullptr;
     int order = 0;
     if (row1 == nullptr || row2 == nullptr) {
-        imsg_print_shared(IMSG_SEV_ERROR, pxinfo::kTraceComponent, &_tbs_cmsg_tbs_msg_table, kSharedOutOfMemory);
+        pxinfo::print_shared(IMSG_SEV_ERROR, pxinfo::kTraceComponent, SharedMsg::kOutOfMemory);
         failure = true;
     } else {
         int result = 0;
@@ -410,8 +396,7 @@ int compare_rows(const pxinfo_packet_info_t &pkt1, const pxinfo_packet_info_t &p
 
 extern "C" int pxinfo_compare_pkt_dependencies(const pxinfo_packet_info_t *pkt1, const pxinfo_packet_info_t *pkt2) {
     // Traced on entry, and on exit only when the sequence numbers are reached.
-    constexpr const char *kName = "pxinfo_compare_pkt_dependencies";
-    pxinfo::trace_entry(kName);
+    pxinfo::trace_entry(__func__);
     if (pkt1 == nullptr || pkt2 == nullptr) return 0;
     if (pkt1->component_type != pkt2->component_type || pkt1->component_type != PXINFO_COMPONENT_VAULT) return 0;
     if (pkt1->sources[0].packet_type == PXINFO_PACKET_CREATION ||
@@ -432,12 +417,12 @@ extern "C" int pxinfo_compare_pkt_dependencies(const pxinfo_packet_info_t *pkt1,
     int32_t difference = static_cast<int32_t>(pkt1->pkt_seq_num - pkt2->pkt_seq_num);
     pxinfo::trace_dump(pxinfo::kTraceDetail, "pkt sequence num comparison: %d\n", difference);
     int result = difference < 0 ? -1 : difference > 0 ? 1 : 0;
-    pxinfo::trace_exit(kName);
+    pxinfo::trace_exit(__func__);
     return row_failure ? 0 : result;
 }
 
 extern "C" tbs_status_t pxinfo_kv_packet_info_to_epoch_row(const pxinfo_packet_info_t *info, pxinfo_epoch_row_t *row) {
-    pxinfo::TraceScope scope("pxinfo_kv_packet_info_to_epoch_row", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (row == nullptr || info == nullptr || !is_kv_update(*info)) return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
     const pxinfo_packet_reference_t &references = info->sources[0].references;
     row->entries = entries_from_references(references, STG_AREA_TEMP);
@@ -467,12 +452,11 @@ tbs_status_t name_row_after_target(const pxinfo_kv_pkt_header_t &header, const p
 
 extern "C" tbs_status_t pxinfo_kv_pkt_header_to_epoch_row(const pxinfo_kv_pkt_header_t *header,
                                                           const pxinfo_selector_t *replica, pxinfo_epoch_row_t *row) {
-    pxinfo::TraceScope scope("pxinfo_kv_pkt_header_to_epoch_row", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (row == nullptr || header == nullptr) return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
     size_t count = header->replica_count > 0 ? static_cast<size_t>(header->replica_count) : 0;
-    row->entries = static_cast<pxinfo_epoch_row_entry_t *>(stg_malloc(sizeof(pxinfo_epoch_row_entry_t) * count));
+    row->entries = pxinfo::allocate_array<pxinfo_epoch_row_entry_t>(STG_AREA_TEMP, count);
     if (row->entries == nullptr) return PXINFO_FAIL(scope, TBS_ST_NO_MEMORY);
-    std::memset(row->entries, 0, sizeof(pxinfo_epoch_row_entry_t) * count);
     row->count = static_cast<int32_t>(count);
     for (size_t i = 0; i < count; ++i) {
         row->entries[i].epoch = header->replicas[i].start_epoch;
@@ -487,7 +471,7 @@ extern "C" tbs_status_t pxinfo_kv_pkt_header_to_epoch_row(const pxinfo_kv_pkt_he
 
 extern "C" tbs_status_t pxinfo_packet_targets_include_selector(const pxinfo_packet_info_t *info,
                                                                const pxinfo_selector_t *replica, int *included) {
-    pxinfo::TraceScope scope("pxinfo_packet_targets_include_selector", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (info == nullptr || replica == nullptr || included == nullptr) return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
     *included = 0;
     for (uint32_t i = 0; i < info->target_count && info->targets != nullptr; ++i) {

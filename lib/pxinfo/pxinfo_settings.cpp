@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr const char *kSource = "lib/pxinfo/pxinfo_settings";
+constexpr const char *kSource = pxinfo::source::kSettings;
 
 bool is_type(const pxinfo_setting_val_t *value, pxinfo_setting_type_t type) {
     return value != nullptr && value->type == type;
@@ -28,7 +28,7 @@ bool same_string(const char *a, const char *b) {
 }  // namespace
 
 extern "C" pxinfo_setting_type_t pxinfo_setting_get_type(const pxinfo_setting_val_t *value) {
-    pxinfo::TraceScope scope("pxinfo_setting_get_type", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (is_type(value, PXINFO_SETTING_INT) || is_type(value, PXINFO_SETTING_STR)) {
         return value->type;
     }
@@ -36,7 +36,7 @@ extern "C" pxinfo_setting_type_t pxinfo_setting_get_type(const pxinfo_setting_va
 }
 
 extern "C" tbs_status_t pxinfo_setting_get_int_value(const pxinfo_setting_val_t *value, int32_t *int_value) {
-    pxinfo::TraceScope scope("pxinfo_setting_get_int_value", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (!is_type(value, PXINFO_SETTING_INT) || int_value == nullptr) {
         return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
     }
@@ -45,7 +45,7 @@ extern "C" tbs_status_t pxinfo_setting_get_int_value(const pxinfo_setting_val_t 
 }
 
 extern "C" tbs_status_t pxinfo_setting_set_int_value(int32_t int_value, pxinfo_setting_val_t *value) {
-    pxinfo::TraceScope scope("pxinfo_setting_set_int_value", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (value == nullptr) {
         return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
     }
@@ -56,7 +56,7 @@ extern "C" tbs_status_t pxinfo_setting_set_int_value(int32_t int_value, pxinfo_s
 
 extern "C" tbs_status_t pxinfo_setting_get_str_value(const pxinfo_setting_val_t *value, stg_area_t *area,
                                                      char **str_value) {
-    pxinfo::TraceScope scope("pxinfo_setting_get_str_value", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (!is_type(value, PXINFO_SETTING_STR) || str_value == nullptr) {
         return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
     }
@@ -73,7 +73,7 @@ extern "C" tbs_status_t pxinfo_setting_get_str_value(const pxinfo_setting_val_t 
 
 extern "C" tbs_status_t pxinfo_setting_set_str_value(const char *str_value, stg_area_t *area,
                                                      pxinfo_setting_val_t *value) {
-    pxinfo::TraceScope scope("pxinfo_setting_set_str_value", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (value == nullptr) {
         return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
     }
@@ -96,7 +96,7 @@ extern "C" tbs_status_t pxinfo_setting_set_str_value(const char *str_value, stg_
 }
 
 extern "C" int pxinfo_setting_eq(const pxinfo_setting_val_t *a, const pxinfo_setting_val_t *b) {
-    pxinfo::TraceScope scope("pxinfo_setting_eq", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (a == nullptr || b == nullptr || a->type != b->type) {
         return 0;
     }

@@ -145,7 +145,7 @@ bool copy_text(stg_area_t *area, const char *text, char **copy) {
     }
     *copy = stg_area_strdup(area, text);
     if (*copy == nullptr) {
-        print_out_of_storage();
+        print_shared(IMSG_SEV_ERROR, kComponent, tbs::SharedMsg::kOutOfMemory);
         return false;
     }
     return true;
@@ -156,7 +156,7 @@ template <typename T>
 T *new_element(const pxinfo_shp_order_t *order) {
     auto *element = static_cast<T *>(stg_calloc(order->area, sizeof(T)));
     if (element == nullptr) {
-        print_out_of_storage();
+        print_shared(IMSG_SEV_ERROR, kComponent, tbs::SharedMsg::kOutOfMemory);
     }
     return element;
 }
@@ -201,12 +201,12 @@ tbs_status_t check_failure_destination(pxinfo_shp_order_t *order, const char *fi
     *mark_failed = nullptr;
     pxinfo_shp_destination_t *d = find_destination(order, destination);
     if (d == nullptr) {
-        print_error(kMsgFailureUnknownDestination, file_name, destination);
+        print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kFailureUnknownDestination, file_name, destination);
         return TBS_ST_FAILED;
     }
     if (d->delivery_string != nullptr) {
         if (accept_r_after_delivery == 0 || type != 0) {
-            print_error(kMsgConflictingDeliveryFailure, file_name, destination);
+            print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kConflictingDeliveryFailure, file_name, destination);
             return TBS_ST_FAILED;
         }
         return TBS_ST_OK;
@@ -219,17 +219,13 @@ tbs_status_t check_failure_destination(pxinfo_shp_order_t *order, const char *fi
 
 }  // namespace
 
-void print_out_of_storage() {
-    imsg_print_shared(IMSG_SEV_ERROR, kComponent, &_tbs_cmsg_tbs_msg_table, kSharedMsgOutOfStorage);
-}
-
 const char *errno_text() { return tbs_strerror(tbs_errno2status(errno)); }
 
 bool check_host_length(const char *file_name, const char *host) {
     if (host_fits(host)) {
         return true;
     }
-    print_error(kMsgHostnameTooLong, file_name, host);
+    print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kHostnameTooLong, file_name, host);
     return false;
 }
 
@@ -307,7 +303,7 @@ tbs_status_t pxinfo_shp_create_destination(pxinfo_shp_order_t *order, const char
     if (existing != nullptr) {
         *destination = existing;
         if (report_duplicate != 0) {
-            print_error(kMsgDuplicateDestination, file_name, host);
+            print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kDuplicateDestination, file_name, host);
             return TBS_ST_FAILED;
         }
         return TBS_ST_OK;
@@ -316,7 +312,7 @@ tbs_status_t pxinfo_shp_create_destination(pxinfo_shp_order_t *order, const char
         return TBS_ST_FAILED;
     }
     if (index != nullptr && !index_reserve_one(*index)) {
-        print_out_of_storage();
+        print_shared(IMSG_SEV_ERROR, kComponent, tbs::SharedMsg::kOutOfMemory);
         return TBS_ST_FAILED;
     }
     auto *d = new_element<pxinfo_shp_destination_t>(order);
@@ -375,15 +371,15 @@ tbs_status_t pxinfo_shp_record_delivery(pxinfo_shp_order_t *order, const char *f
     }
     pxinfo_shp_destination_t *d = find_destination(order, destination);
     if (d == nullptr) {
-        print_error(kMsgDeliveryUnknownDestination, file_name, destination);
+        print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kDeliveryUnknownDestination, file_name, destination);
         return TBS_ST_FAILED;
     }
     if (d->delivery_string != nullptr) {
-        print_error(kMsgDuplicateDelivery, file_name, destination);
+        print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kDuplicateDelivery, file_name, destination);
         return TBS_ST_FAILED;
     }
     if (d->failed != 0) {
-        print_error(kMsgConflictingDeliveryFailure, file_name, destination);
+        print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kConflictingDeliveryFailure, file_name, destination);
         return TBS_ST_FAILED;
     }
     if (!check_host_length(file_name, route)) {
@@ -391,7 +387,7 @@ tbs_status_t pxinfo_shp_record_delivery(pxinfo_shp_order_t *order, const char *f
     }
     char *copy = stg_area_strdup(order->area, time_string);
     if (copy == nullptr) {
-        print_out_of_storage();
+        print_shared(IMSG_SEV_ERROR, kComponent, tbs::SharedMsg::kOutOfMemory);
         return TBS_ST_FAILED;
     }
     d->delivery_time = time;

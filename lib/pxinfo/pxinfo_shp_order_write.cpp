@@ -25,7 +25,7 @@ bool put_line(FILE *stream, const char *file_name, const char *format, ...) {
     int rc = vfprintf(stream, format, args);
     va_end(args);
     if (rc < 0) {
-        print_error(kMsgWriteFailed, file_name, errno_text());
+        print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kWriteFailed, file_name, errno_text());
         return false;
     }
     return true;
@@ -195,8 +195,7 @@ extern "C" tbs_status_t pxinfo_shp_write_order(FILE *stream, const char *file_na
         }
     }
     if (sysutl_fsync_fptr(stream) != 0) {
-        imsg_print_shared(IMSG_SEV_ERROR, kComponent, &_tbs_cmsg_tbs_msg_table, kSharedMsgCannotSync, file_name,
-                          errno_text());
+        print_shared(IMSG_SEV_ERROR, kComponent, tbs::SharedMsg::kCannotSync, file_name, errno_text());
         return TBS_ST_FAILED;
     }
     return TBS_ST_OK;

@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr const char *kSource = pxinfo::kUtlSource;
+constexpr const char *kSource = pxinfo::source::kUtl;
 
 using Entry = pxinfo_epoch_row_entry_t;
 
@@ -80,7 +80,7 @@ class RowComparison {
     // exhausted.
     bool create_table(unsigned target_count) {
         table_ = hash_str_create(target_count, sizeof(const Entry *), HASH_STR_UNIQUE);
-        target_epochs_ = static_cast<pxinfo_epoch_num_t *>(stg_malloc(sizeof(pxinfo_epoch_num_t) * target_count));
+        target_epochs_ = pxinfo::allocate_array<pxinfo_epoch_num_t>(STG_AREA_TEMP, target_count);
         return table_ != nullptr && target_epochs_ != nullptr;
     }
     tbs_status_t index_target(unsigned count, const Entry *entries);
@@ -279,7 +279,7 @@ tbs_status_t pxinfo_epoch_row_compare(unsigned packet_count, const pxinfo_epoch_
                                       unsigned target_count, const pxinfo_epoch_row_entry_t *target_entries,
                                       const pxinfo_selector_t *excluded, pxinfo_miscompare_functor_t functor,
                                       int *result) {
-    pxinfo::TraceScope scope("pxinfo_epoch_row_compare", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (result == nullptr || (packet_count > 0 && packet_entries == nullptr) ||
         (target_count > 0 && target_entries == nullptr))
         return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
@@ -302,22 +302,20 @@ tbs_status_t pxinfo_epoch_row_compare(unsigned packet_count, const pxinfo_epoch_
 }
 
 tbs_status_t pxinfo_create_new_epoch_row(const pxinfo_epoch_row_t *source, pxinfo_epoch_row_t *destination) {
-    pxinfo::TraceScope scope("pxinfo_create_new_epoch_row", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (source == nullptr || destination == nullptr || (source->count > 0 && source->entries == nullptr))
         return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
     size_t count = source->count > 0 ? static_cast<size_t>(source->count) : 0;
     *destination = *source;
-    if (count > static_cast<size_t>(-1) / sizeof(Entry)) return PXINFO_FAIL(scope, TBS_ST_NO_MEMORY);
-    auto *entries = static_cast<Entry *>(stg_malloc(count * sizeof(Entry)));
+    auto *entries = pxinfo::allocate_array<Entry>(STG_AREA_TEMP, count);
     if (entries == nullptr) return PXINFO_FAIL(scope, TBS_ST_NO_MEMORY);
-    std::memset(entries, 0, count * sizeof(Entry));
     if (count > 0) std::memcpy(entries, source->entries, count * sizeof(Entry));
     destination->entries = entries;
     return TBS_ST_OK;
 }
 
 tbs_status_t pxinfo_free_new_epoch_row_entry(pxinfo_epoch_row_t *row) {
-    pxinfo::TraceScope scope("pxinfo_free_new_epoch_row_entry", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (row == nullptr) return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
     if (row->entries != nullptr) stg_free(row->entries);
     return TBS_ST_OK;
@@ -325,7 +323,7 @@ tbs_status_t pxinfo_free_new_epoch_row_entry(pxinfo_epoch_row_t *row) {
 
 void pxinfo_make_null_row(pxinfo_epoch_row_t *row) {
     // Traced on entry only: there is nothing to report on the way out.
-    pxinfo::trace_entry("pxinfo_make_null_row");
+    pxinfo::trace_entry(__func__);
     if (row == nullptr) return;
     row->name[0] = '\0';
     row->host[0] = '\0';

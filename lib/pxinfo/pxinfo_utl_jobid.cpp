@@ -9,7 +9,6 @@ namespace {
 
 // Index of "Cannot interpret the string ... as a synchronization manager job
 // identifier." in the pxinfo catalog.
-constexpr int kMsgJobIdIgnored = 11;
 
 void fill_pair(pxinfo_sync_job_id_pair_t *pair, const tbs_uuid_t &job_uuid, pxinfo_sync_job_id_t local_jobid,
                pxinfo_sync_job_id_validity_t validity) {
@@ -73,7 +72,7 @@ tbs_status_t pxinfo_str_to_sync_job_id_pair(const char *text, pxinfo_sync_job_id
     pxinfo_sync_job_id_t local_jobid = 0;
     tbs_status_t status = pxinfo_str_to_sync_job_id(text, local_jobid);
     if (status != TBS_ST_OK) {
-        pxinfo::print_msg(false, IMSG_SEV_WARNING, _pxinfo_pxinfo_msg_table, kMsgJobIdIgnored, text);
+        pxinfo::print_msg(false, IMSG_SEV_WARNING, pxinfo::PxinfoMsg::kJobIdIgnored, text);
         return status;
     }
     pxinfo_sync_job_local_id_to_id_pair(&local_jobid, pair);

@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr const char *kSource = "lib/pxinfo/pxinfo_utl";
+constexpr const char *kSource = pxinfo::source::kUtl;
 
 // Arrays of the temporary area are heap blocks: nobody else releases them.
 void release_if_temporary(pxinfo::MsgArrayHeader *header) {
@@ -69,7 +69,7 @@ extern "C" {
 
 PXINFO_API tbs_status_t pxinfo_add_msg_to_list(unsigned int severity, const char *text, stg_area_t *area,
                                                pxinfo_msg_list_t *list) {
-    pxinfo::TraceScope scope("pxinfo_add_msg_to_list", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (severity > PXINFO_MSG_SEVERITY_MAX || area == nullptr || area == STG_AREA_TEMP || list == nullptr) {
         return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
     }
@@ -94,20 +94,20 @@ PXINFO_API tbs_status_t pxinfo_add_msg_to_list(unsigned int severity, const char
 }
 
 PXINFO_API void pxinfo_print_msg_list(const pxinfo_msg_list_t *list, unsigned int first) {
-    pxinfo::TraceScope scope("pxinfo_print_msg_list", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (list == nullptr || list->msgs == nullptr) {
         return;
     }
     for (uint32_t i = first; i < list->count; ++i) {
         const pxinfo_msg_t &msg = list->msgs[i];
         if (has_text(msg)) {
-            imsg_print(msg.severity, "%s", -1, msg.text);
+            pxinfo::print_text(msg.severity, "%s", msg.text);
         }
     }
 }
 
 PXINFO_API void pxinfo_msg_list_to_imsg_list(const pxinfo_msg_list_t *list, imsg_list_t *target) {
-    pxinfo::TraceScope scope("pxinfo_msg_list_to_imsg_list", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (list == nullptr || target == nullptr || list->msgs == nullptr) {
         return;
     }

@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr const char *kSource = pxinfo::kUtlSource;
+constexpr const char *kSource = pxinfo::source::kUtl;
 using pxinfo::terminated;
 
 bool present(const char *text) { return text != nullptr && text[0] != '\0'; }
@@ -35,7 +35,7 @@ char *no_text(const pxinfo::TraceScope &scope, int line) {
 
 // A field reader gives up: shared message 38 printed as an error.
 tbs_status_t field_failure(const pxinfo::TraceScope &scope, int line) {
-    imsg_print_shared(IMSG_SEV_ERROR, pxinfo::kTraceComponent, &_tbs_cmsg_tbs_msg_table, 38, scope.name());
+    pxinfo::print_shared(IMSG_SEV_ERROR, pxinfo::kTraceComponent, tbs::SharedMsg::kInternalError, scope.name());
     return scope.fail(TBS_ST_INVALID_ARG, line);
 }
 
@@ -86,7 +86,7 @@ extern "C" {
 
 tbs_status_t pxinfo_new_vault_selector(const tbs_uuid_t *replica_oid, const tbs_uuid_t *vault_oid,
                                        pxinfo_selector_t *selector) {
-    pxinfo::TraceScope scope("pxinfo_new_vault_selector", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (replica_oid == nullptr || vault_oid == nullptr || selector == nullptr)
         return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
     selector->type = PXINFO_COMPONENT_VAULT;
@@ -97,7 +97,7 @@ tbs_status_t pxinfo_new_vault_selector(const tbs_uuid_t *replica_oid, const tbs_
 
 tbs_status_t pxinfo_new_bb_selector(const char *family, const char *clan, const char *replica_set,
                                     const char *replica_set_uuid, pxinfo_selector_t *selector) {
-    pxinfo::TraceScope scope("pxinfo_new_bb_selector", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (!present(family) || !present(clan) || !present(replica_set) || !present(replica_set_uuid) ||
         selector == nullptr)
         return construction_failure(scope, TBS_ST_INVALID_ARG, __LINE__);
@@ -113,7 +113,7 @@ tbs_status_t pxinfo_new_bb_selector(const char *family, const char *clan, const 
 
 tbs_status_t pxinfo_new_replica_set_selector(const char *clan, const char *replica_set, const char *replica_set_uuid,
                                              pxinfo_replica_set_selector_t *replica_set_selector) {
-    pxinfo::TraceScope scope("pxinfo_new_replica_set_selector", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (!present(clan) || !present(replica_set) || !present(replica_set_uuid) || replica_set_selector == nullptr)
         return construction_failure(scope, TBS_ST_INVALID_ARG, __LINE__);
     pxinfo_replica_set_selector_t &set = *replica_set_selector;
@@ -139,7 +139,7 @@ tbs_status_t pxinfo_selector_get_replica_set(const pxinfo_selector_t *selector,
 // ---- Emptying and inspection ----------------------------------------------
 
 void pxinfo_selector_nullify(pxinfo_selector_t *selector) {
-    pxinfo::TraceScope scope("pxinfo_selector_nullify", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (selector == nullptr) {
         PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
         return;
@@ -158,14 +158,14 @@ pxinfo_component_type_t pxinfo_get_selector_type(const pxinfo_selector_t *select
 // ---- Text forms -------------------------------------------------------------
 
 char *pxinfo_selector_to_str(const pxinfo_selector_t *selector, char *buffer) {
-    pxinfo::TraceScope scope("pxinfo_selector_to_str", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (selector == nullptr || buffer == nullptr) return no_text(scope, __LINE__);
     if (pxinfo::selector_text(selector, buffer) == nullptr) return no_text(scope, __LINE__);
     return buffer;
 }
 
 char *pxinfo_selector_to_replica_str(const pxinfo_selector_t *selector, char *buffer) {
-    pxinfo::TraceScope scope("pxinfo_selector_to_replica_str", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (selector == nullptr || buffer == nullptr) return no_text(scope, __LINE__);
     if (selector->type == PXINFO_COMPONENT_VAULT) return tbs_oid_to_str(&selector->u.vault.replica_oid, buffer);
     if (selector->type == PXINFO_COMPONENT_BB) {
@@ -178,7 +178,7 @@ char *pxinfo_selector_to_replica_str(const pxinfo_selector_t *selector, char *bu
 }
 
 char *pxinfo_selector_to_family_str_int(const pxinfo_selector_t *selector, int use_dstr, char *buffer) {
-    pxinfo::TraceScope scope("pxinfo_selector_to_family_str_int", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (selector == nullptr || buffer == nullptr) return no_text(scope, __LINE__);
     if (selector->type == PXINFO_COMPONENT_VAULT) {
         const tbs_uuid_t &vault = selector->u.vault.vault_oid;
@@ -196,21 +196,21 @@ char *pxinfo_selector_to_family_str_int(const pxinfo_selector_t *selector, int u
 }
 
 char *pxinfo_selector_to_family_str(const pxinfo_selector_t *selector, char *buffer) {
-    pxinfo::TraceScope scope("pxinfo_selector_to_family_str", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     char *text = pxinfo_selector_to_family_str_int(selector, 0, buffer);
     if (text == nullptr) PXINFO_FAIL(scope, TBS_ST_FAILED);
     return text;
 }
 
 char *pxinfo_selector_to_family_dstr(const pxinfo_selector_t *selector, char *buffer) {
-    pxinfo::TraceScope scope("pxinfo_selector_to_family_dstr", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     char *text = pxinfo_selector_to_family_str_int(selector, 1, buffer);
     if (text == nullptr) PXINFO_FAIL(scope, TBS_ST_FAILED);
     return text;
 }
 
 char *pxinfo_replica_set_selector_to_str(const pxinfo_replica_set_selector_t *replica_set_selector, char *buffer) {
-    pxinfo::TraceScope scope("pxinfo_replica_set_selector_to_str", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (replica_set_selector == nullptr || buffer == nullptr) return no_text(scope, __LINE__);
     const char *clan = terminated(replica_set_selector->clan);
     const char *replica_set = terminated(replica_set_selector->replica_set);
@@ -223,29 +223,29 @@ char *pxinfo_replica_set_selector_to_str(const pxinfo_replica_set_selector_t *re
 // ---- Field readers ----------------------------------------------------------
 
 tbs_status_t pxinfo_selector_to_bb_family_str(const pxinfo_selector_t *selector, char *family) {
-    pxinfo::TraceScope scope("pxinfo_selector_to_bb_family_str", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     return read_bb_field(scope, selector, &pxinfo_selector_bb_t::family, family, PXINFO_SELECTOR_NAME_SIZE);
 }
 
 tbs_status_t pxinfo_selector_to_bb_clan_str(const pxinfo_selector_t *selector, char *clan) {
-    pxinfo::TraceScope scope("pxinfo_selector_to_bb_clan_str", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     return read_bb_field(scope, selector, &pxinfo_selector_bb_t::clan, clan, PXINFO_SELECTOR_NAME_SIZE);
 }
 
 tbs_status_t pxinfo_selector_to_bb_replica_set_str(const pxinfo_selector_t *selector, char *replica_set) {
-    pxinfo::TraceScope scope("pxinfo_selector_to_bb_replica_set_str", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     return read_bb_field(scope, selector, &pxinfo_selector_bb_t::replica_set, replica_set, PXINFO_SELECTOR_NAME_SIZE);
 }
 
 tbs_status_t pxinfo_selector_to_bb_replica_set_uuid_str(const pxinfo_selector_t *selector, char *replica_set_uuid) {
-    pxinfo::TraceScope scope("pxinfo_selector_to_bb_replica_set_uuid_str", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     return read_bb_field(scope, selector, &pxinfo_selector_bb_t::replica_set_uuid, replica_set_uuid,
                          PXINFO_SELECTOR_UUID_SIZE);
 }
 
 tbs_status_t pxinfo_selector_to_bb_strs(const pxinfo_selector_t *selector, char *family, char *clan, char *replica_set,
                                         char *replica_set_uuid) {
-    pxinfo::TraceScope scope("pxinfo_selector_to_bb_strs", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     tbs_status_t status = pxinfo_selector_to_bb_family_str(selector, family);
     if (status == TBS_ST_OK) status = pxinfo_selector_to_bb_clan_str(selector, clan);
     if (status == TBS_ST_OK) status = pxinfo_selector_to_bb_replica_set_str(selector, replica_set);

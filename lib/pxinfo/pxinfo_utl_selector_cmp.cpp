@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr const char *kSource = pxinfo::kUtlSource;
+constexpr const char *kSource = pxinfo::source::kUtl;
 using pxinfo::terminated;
 
 // A selector that can take part in the order: a vault selector, or a bb
@@ -72,7 +72,7 @@ uint32_t selector_hash(const char *operation, const pxinfo_selector_t *selector,
 extern "C" {
 
 int pxinfo_selector_family_cmp(const pxinfo_selector_t *a, const pxinfo_selector_t *b) {
-    pxinfo::TraceScope scope("pxinfo_selector_family_cmp", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (!comparable(a) || !comparable(b)) return not_comparable(scope, __LINE__);
     if (a->type != b->type) return a->type == PXINFO_COMPONENT_VAULT ? -1 : 1;
     if (a->type == PXINFO_COMPONENT_VAULT)
@@ -81,7 +81,7 @@ int pxinfo_selector_family_cmp(const pxinfo_selector_t *a, const pxinfo_selector
 }
 
 int trusted_pxinfo_selector_replica_cmp(const pxinfo_selector_t *a, const pxinfo_selector_t *b, int trusted) {
-    pxinfo::TraceScope scope("trusted_pxinfo_selector_replica_cmp", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (!trusted && pxinfo_selector_family_cmp(a, b) != 0) return not_comparable(scope, __LINE__);
     // A trusting caller has compared the families, so the kinds agree; two
     // kinds here are a caller's error, not an order.
@@ -92,19 +92,19 @@ int trusted_pxinfo_selector_replica_cmp(const pxinfo_selector_t *a, const pxinfo
 }
 
 int pxinfo_selector_replica_cmp(const pxinfo_selector_t *a, const pxinfo_selector_t *b) {
-    pxinfo::TraceScope scope("pxinfo_selector_replica_cmp", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     return traced_result(scope, trusted_pxinfo_selector_replica_cmp(a, b, 0), __LINE__);
 }
 
 int pxinfo_selector_cmp(const pxinfo_selector_t *a, const pxinfo_selector_t *b) {
-    pxinfo::TraceScope scope("pxinfo_selector_cmp", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     int order = pxinfo_selector_family_cmp(a, b);
     if (order != 0) return traced_result(scope, order, __LINE__);
     return traced_result(scope, trusted_pxinfo_selector_replica_cmp(a, b, 1), __LINE__);
 }
 
 int pxinfo_selector_eq(const pxinfo_selector_t *a, const pxinfo_selector_t *b) {
-    pxinfo::TraceScope scope("pxinfo_selector_eq", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     return pxinfo_selector_cmp(a, b) == 0;
 }
 

@@ -98,7 +98,7 @@ PXINFO_API void pxinfo_log_gm_sync_entry(tbs_uuid_t family_uuid, const char *loc
     FILE *log = have_path ? fopen64(path, "a+") : nullptr;
     if (log == nullptr) {
         if (pxinfo::trace_gate(pxinfo::kTraceDetail)) {
-            imsg_print(IMSG_SEV_WARNING, "Couldn't open logfile\n", -1);
+            pxinfo::print_text(IMSG_SEV_WARNING, "Couldn't open logfile\n");
         }
         return;
     }

@@ -22,11 +22,10 @@ inline bool_t as_bool(bool ok) { return ok ? TRUE : FALSE; }
 // Calls a coding routine that takes extra, or one that does not (the
 // enumeration, scalar and message routines take only the stream and value).
 template <auto Routine, typename T>
-bool invoke(XDR *xdrs, T *value, int extra) {
+bool invoke(XDR *xdrs, T *value, [[maybe_unused]] int extra) {
     if constexpr (std::is_invocable_v<decltype(Routine), XDR *, T *, int>) {
         return Routine(xdrs, value, extra) != 0;
     } else {
-        (void)extra;
         return Routine(xdrs, value) != 0;
     }
 }
@@ -37,11 +36,27 @@ bool_t outer(XDR *xdrs, T *record, int extra) {
     return as_bool(invoke<Inner>(xdrs, record, extra));
 }
 
-// The element routine handed to the xdr_ez_ helpers, with their exact type,
-// so that no function pointer is ever called through another type.
-template <auto Routine, typename T>
-bool_t element_thunk(XDR *xdrs, void *element, int extra) {
-    return as_bool(invoke<Routine>(xdrs, static_cast<T *>(element), extra));
+// The record type of a coding routine: what its second parameter points to.
+template <typename Routine>
+struct RecordOf;
+template <typename T>
+struct RecordOf<bool_t (*)(XDR *, T *, int)> {
+    using type = T;
+};
+template <typename T>
+struct RecordOf<bool_t (*)(XDR *, T *)> {
+    using type = T;
+};
+template <auto Routine>
+using record_of_t = typename RecordOf<decltype(Routine)>::type;
+
+// A coding routine with its record untyped: the xdr_ez_proc_t shape that the
+// xdr_ez_ helpers and xdr_ez_free take, so that no function pointer is ever
+// called through another type. The one typed-to-untyped adapter, used by the
+// library, the tests, the fuzzers and the benchmarks.
+template <auto Routine>
+bool_t untyped(XDR *xdrs, void *record, int extra) {
+    return as_bool(invoke<Routine>(xdrs, static_cast<record_of_t<Routine> *>(record), extra));
 }
 
 // An enumeration as one xdr_enum word, through a local so that the value is
@@ -136,7 +151,8 @@ class Fields {
         u_int n = limit;
         void *block = *elements;
         const bool callers_block = block != nullptr;
-        const xdr_ez_proc_t routine = &element_thunk<Routine, Elem>;
+        static_assert(std::is_same_v<record_of_t<Routine>, Elem>, "the routine codes the element type");
+        const xdr_ez_proc_t routine = &untyped<Routine>;
         const bool ok = xdr_ez_array(xdrs_, &block, &n, limit, sizeof(Elem), routine, extra_) != 0;
         *elements = static_cast<Elem *>(block);
         if (xdrs_->x_op == XDR_DECODE && (!ok || n != limit)) {
@@ -152,7 +168,8 @@ class Fields {
     template <auto Routine, typename Elem>
     bool pointer(Elem **element) const {
         void *block = *element;
-        const bool ok = xdr_ez_pointer(xdrs_, &block, sizeof(Elem), &element_thunk<Routine, Elem>, extra_) != 0;
+        static_assert(std::is_same_v<record_of_t<Routine>, Elem>, "the routine codes the element type");
+        const bool ok = xdr_ez_pointer(xdrs_, &block, sizeof(Elem), &untyped<Routine>, extra_) != 0;
         *element = static_cast<Elem *>(block);
         return ok;
     }
@@ -160,8 +177,8 @@ class Fields {
     // A fixed number of inline elements, no count word.
     template <auto Routine, typename Elem, size_t N>
     bool vector(Elem (&elements)[N]) const {
-        return xdr_ez_vector(xdrs_, elements, static_cast<u_int>(N), sizeof(Elem), &element_thunk<Routine, Elem>,
-                             extra_) != 0;
+        static_assert(std::is_same_v<record_of_t<Routine>, Elem>, "the routine codes the element type");
+        return xdr_ez_vector(xdrs_, elements, static_cast<u_int>(N), sizeof(Elem), &untyped<Routine>, extra_) != 0;
     }
 
   private:
