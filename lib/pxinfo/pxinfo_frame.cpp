@@ -32,11 +32,12 @@ void print_msg(bool quiet, int severity, const imsg_msg_table_t &table, int inde
     va_end(args);
 }
 
-void print_text(int severity, const char *format, ...) {
+int print_text(int severity, const char *format, ...) {
     va_list args;
     va_start(args, format);
-    imsg_vprint(severity, format, -1, args);
+    const int length = imsg_vprint(severity, format, -1, args);
     va_end(args);
+    return length;
 }
 
 // The entry line is printed on behalf of the library's component and the exit

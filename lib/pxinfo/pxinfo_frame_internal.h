@@ -87,8 +87,8 @@ void print_shared(int severity, const char *component, tbs::SharedMsg index, Arg
 }
 
 // Prints a literal text (a printf format and its arguments) with the given
-// severity and no component.
-void print_text(int severity, const char *format, ...) __attribute__((format(printf, 2, 3)));
+// severity and no component; returns the length of the text, or -1.
+int print_text(int severity, const char *format, ...) __attribute__((format(printf, 2, 3)));
 
 // The entry and exit lines of a traced function, for the rare function whose
 // exit is traced on some paths only; everything else uses TraceScope.

@@ -575,6 +575,9 @@ extern "C" tbs_status_t pxinfo_kv_pkt_write_header(const pxinfo_kv_pkt_header_t 
         return status;
     }
     if (!layout->has_checksum) {
+        // The size of a layout-0 header counts from the stream's start, not
+        // from where the header began: a header written after other bytes
+        // reports them too, as the product's writers expect.
         *size = XDR_GETPOS(xdrs);
         return TBS_ST_OK;
     }

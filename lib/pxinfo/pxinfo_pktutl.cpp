@@ -89,6 +89,8 @@ static tbs_status_t pxinfo_sam_pkt_check(FILE *stream, const char *path, pxinfo_
             pxinfo::trace_detail(pxinfo::kTraceDetail, "SAM replica %s packet found: %s\n",
                                  *type == PXINFO_FILE_KVCREATE ? "creation" : "update", path);
         } else {
+            // A readable header whose sync type names no packet is taken for a
+            // newer product's packet, and refused as an invalid argument.
             pxinfo::print_msg(false, IMSG_SEV_ERROR, PxinfoMsg::kVersionTooNew, path);
             status = TBS_ST_INVALID_ARG;
         }
@@ -194,6 +196,8 @@ tbs_status_t build_source(const pxinfo_kv_pkt_header_t &header, stg_area_t *area
     tbs_status_t status = pxinfo_new_vault_selector(&header.source_replica_uuid, &header.family_uuid, &source->source);
     if (status != TBS_ST_OK) return status;
 
+    // The reference array is requested also for no replicas, so that a
+    // packet's references are never null.
     size_t count = header.replica_count > 0 ? static_cast<size_t>(header.replica_count) : 0;
     auto *refs = pxinfo::allocate_array<pxinfo_replica_reference_t>(area, count);
     if (refs == nullptr) return TBS_ST_NO_MEMORY;
@@ -287,6 +291,8 @@ extern "C" tbs_status_t pxinfo_get_packet_info(const char *path, stg_area_t *are
         info->status = static_cast<int32_t>(status);
         return TBS_ST_OK;
     }
+    // A shipping order, a type 0 and a file of no known kind all end here with
+    // status 0 and no packet information; bb packet files are known but not read.
     int file_type = type;
     if (file_type == 2 || file_type == 3) {
         info->component_type = PXINFO_COMPONENT_VAULT;
@@ -408,6 +414,8 @@ extern "C" int pxinfo_compare_pkt_dependencies(const pxinfo_packet_info_t *pkt1,
     int order = compare_rows(*pkt1, *pkt2, row_failure);
     if (order != 0) return order;
 
+    // A failure to build or compare the rows does not stop the tie-breaks: a
+    // log uuid difference is still returned, only the sequence number's is not.
     int log_order = tbs_uuid_cmp(&pkt1->log_pkt_uuid, &pkt2->log_pkt_uuid);
     pxinfo::trace_dump(pxinfo::kTraceDetail, "log_pkt_uuid comparison: %d\n", log_order);
     if (log_order != 0) return log_order;
@@ -433,7 +441,8 @@ extern "C" tbs_status_t pxinfo_kv_packet_info_to_epoch_row(const pxinfo_packet_i
 
 namespace {
 
-// Names the row after the target whose replica is the given one, if any.
+// Names the row after the target whose replica is the given one; when no
+// target is that replica, the row keeps the name it had.
 tbs_status_t name_row_after_target(const pxinfo_kv_pkt_header_t &header, const pxinfo_selector_t &replica,
                                    pxinfo_epoch_row_t *row) {
     tbs_uuid_t replica_oid;
@@ -460,6 +469,8 @@ extern "C" tbs_status_t pxinfo_kv_pkt_header_to_epoch_row(const pxinfo_kv_pkt_he
     row->count = static_cast<int32_t>(count);
     for (size_t i = 0; i < count; ++i) {
         row->entries[i].epoch = header->replicas[i].start_epoch;
+        // The selector's status is not used: a vault selector built from two
+        // identifiers has nothing to refuse.
         pxinfo_new_vault_selector(&header->replicas[i].replica_uuid, &header->family_uuid, &row->entries[i].replica);
     }
     if (replica == nullptr) {

@@ -406,6 +406,8 @@ tbs_status_t pxinfo_shp_record_failure(pxinfo_shp_order_t *order, const char *fi
         return TBS_ST_FAILED;
     }
     pxinfo_shp_destination_t *mark_failed = nullptr;
+    // An order travelling back on its return route records failures for
+    // hosts it does not list as destinations, unchecked and without a message.
     if (order->has_return_route == 0) {
         tbs_status_t status =
             check_failure_destination(order, file_name, type, destination, accept_r_after_delivery, &mark_failed);

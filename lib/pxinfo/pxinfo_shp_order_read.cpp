@@ -180,6 +180,8 @@ int keyword_row(const char *word) {
 // Keyword-line parsers.
 
 PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_first_identifier) {
+    // The identifier's value, not the section, decides: a second line is
+    // accepted while the first left the null uuid.
     if (!tbs_uuid_eq(&order->identifier, &TBS_UUID_NULL)) {
         print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kExtraIdentifier, file_name, line_number);
         return TBS_ST_FAILED;
