@@ -186,19 +186,24 @@ bool_t decode_pointer(XDR *xdrs, void **objpp, u_int objsize, xdr_ez_proc_t objp
     return TRUE;
 }
 
-// A string held in a fixed buffer of max + 1 bytes (names, host names): the
-// buffer is never allocated nor released.
-bool_t code_inline_string(XDR *xdrs, char *buffer, u_int max) {
+// Codes a value held in the record itself (a uuid, a number, a string in a
+// fixed buffer) with code(xdrs, value): a missing stream or value fails, and
+// a freeing stream has nothing to release.
+template <typename T, typename Code>
+bool_t code_in_place(XDR *xdrs, T *value, Code code) {
     if (xdrs == nullptr) {
         return FALSE;
     }
     if (xdrs->x_op == XDR_FREE) {
         return TRUE;
     }
-    if (buffer == nullptr) {
-        return FALSE;
-    }
-    return xdr_ez_string8(xdrs, &buffer, max);
+    return value != nullptr && code(xdrs, value) ? TRUE : FALSE;
+}
+
+// A string held in a fixed buffer of max + 1 bytes (names, host names): the
+// buffer is never allocated nor released.
+bool_t code_inline_string(XDR *xdrs, char *buffer, u_int max) {
+    return code_in_place(xdrs, buffer, [max](XDR *x, char *text) { return xdr_ez_string8(x, &text, max) != 0; });
 }
 
 }  // namespace
@@ -297,16 +302,9 @@ void xdr_ez_free(void *record, xdr_ez_proc_t routine, int extra) {
 }
 
 bool_t xdr_tbs_uuid_t(XDR *xdrs, tbs_uuid_t *uuid, int /*extra*/) {
-    if (xdrs == nullptr) {
-        return FALSE;
-    }
-    if (xdrs->x_op == XDR_FREE) {
-        return TRUE;
-    }
-    if (uuid == nullptr) {
-        return FALSE;
-    }
-    return xdr_opaque(xdrs, reinterpret_cast<char *>(uuid->bytes), sizeof uuid->bytes);
+    return code_in_place(xdrs, uuid, [](XDR *x, tbs_uuid_t *u) {
+        return xdr_opaque(x, reinterpret_cast<char *>(u->bytes), sizeof u->bytes) != 0;
+    });
 }
 
 bool_t xdr_tbs_name_t(XDR *xdrs, char *name, int /*extra*/) { return code_inline_string(xdrs, name, TBS_NAME_MAX); }
@@ -316,64 +314,44 @@ bool_t xdr_tbs_hostname_t(XDR *xdrs, char *hostname, int /*extra*/) {
 }
 
 bool_t xdr_ks_uint32_t(XDR *xdrs, uint32_t *value, int /*extra*/) {
-    if (xdrs == nullptr) {
-        return FALSE;
-    }
-    if (xdrs->x_op == XDR_FREE) {
-        return TRUE;
-    }
-    return value != nullptr && xdr_u_int32_t(xdrs, value);
+    return code_in_place(xdrs, value, [](XDR *x, uint32_t *v) { return xdr_u_int32_t(x, v) != 0; });
 }
 
 bool_t xdr_ks_off64_t(XDR *xdrs, ks_off64_t *value, int /*extra*/) {
-    if (xdrs == nullptr) {
-        return FALSE;
-    }
-    if (xdrs->x_op == XDR_FREE) {
-        return TRUE;
-    }
-    if (value == nullptr) {
-        return FALSE;
-    }
-    const uint64_t bits = xdrs->x_op == XDR_ENCODE ? static_cast<uint64_t>(*value) : 0;
-    uint32_t high = static_cast<uint32_t>(bits >> 32);
-    uint32_t low = static_cast<uint32_t>(bits);
-    if (!xdr_u_int32_t(xdrs, &high) || !xdr_u_int32_t(xdrs, &low)) {
-        return FALSE;
-    }
-    if (xdrs->x_op == XDR_DECODE) {
-        *value = static_cast<ks_off64_t>((static_cast<uint64_t>(high) << 32) | low);
-    }
-    return TRUE;
+    return code_in_place(xdrs, value, [](XDR *x, ks_off64_t *v) {
+        const uint64_t bits = x->x_op == XDR_ENCODE ? static_cast<uint64_t>(*v) : 0;
+        uint32_t high = static_cast<uint32_t>(bits >> 32);
+        uint32_t low = static_cast<uint32_t>(bits);
+        if (!xdr_u_int32_t(x, &high) || !xdr_u_int32_t(x, &low)) {
+            return false;
+        }
+        if (x->x_op == XDR_DECODE) {
+            *v = static_cast<ks_off64_t>((static_cast<uint64_t>(high) << 32) | low);
+        }
+        return true;
+    });
 }
 
 bool_t xdr_timeval(XDR *xdrs, struct timeval *tv) {
-    if (xdrs == nullptr) {
-        return FALSE;
-    }
-    if (xdrs->x_op == XDR_FREE) {
-        return TRUE;
-    }
-    if (tv == nullptr) {
-        return FALSE;
-    }
-    // The wire holds 32-bit words: a time that does not fit is refused rather
-    // than silently cut.
-    if (xdrs->x_op == XDR_ENCODE &&
-        (tv->tv_sec < INT32_MIN || tv->tv_sec > INT32_MAX || tv->tv_usec < INT32_MIN || tv->tv_usec > INT32_MAX)) {
-        return FALSE;
-    }
-    const bool encoding = xdrs->x_op == XDR_ENCODE;
-    int32_t seconds = encoding ? static_cast<int32_t>(tv->tv_sec) : 0;
-    int32_t microseconds = encoding ? static_cast<int32_t>(tv->tv_usec) : 0;
-    if (!xdr_int32_t(xdrs, &seconds) || !xdr_int32_t(xdrs, &microseconds)) {
-        return FALSE;
-    }
-    if (xdrs->x_op == XDR_DECODE) {
-        tv->tv_sec = seconds;
-        tv->tv_usec = microseconds;
-    }
-    return TRUE;
+    return code_in_place(xdrs, tv, [](XDR *x, struct timeval *t) {
+        const bool encoding = x->x_op == XDR_ENCODE;
+        // The wire holds 32-bit words: a time that does not fit is refused
+        // rather than silently cut.
+        if (encoding &&
+            (t->tv_sec < INT32_MIN || t->tv_sec > INT32_MAX || t->tv_usec < INT32_MIN || t->tv_usec > INT32_MAX)) {
+            return false;
+        }
+        int32_t seconds = encoding ? static_cast<int32_t>(t->tv_sec) : 0;
+        int32_t microseconds = encoding ? static_cast<int32_t>(t->tv_usec) : 0;
+        if (!xdr_int32_t(x, &seconds) || !xdr_int32_t(x, &microseconds)) {
+            return false;
+        }
+        if (x->x_op == XDR_DECODE) {
+            t->tv_sec = seconds;
+            t->tv_usec = microseconds;
+        }
+        return true;
+    });
 }
 
 TBS_EXTERN_C_END

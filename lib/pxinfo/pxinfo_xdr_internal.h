@@ -59,45 +59,33 @@ bool_t untyped(XDR *xdrs, void *record, int extra) {
     return as_bool(invoke<Routine>(xdrs, static_cast<record_of_t<Routine> *>(record), extra));
 }
 
-// An enumeration as one xdr_enum word, through a local so that the value is
-// never accessed as another type; any value, member or not, passes.
-template <typename E>
-bool_t code_enum(XDR *xdrs, E *value) {
-    static_assert(sizeof(E) == sizeof(enum_t), "enumerations are 32-bit");
-    enum_t word = static_cast<enum_t>(*value);
-    if (!xdr_enum(xdrs, &word)) {
+// Codes *value as the word of Routine through a local of the word's type,
+// so that the value is never accessed as another type.
+template <typename Word, bool_t (*Routine)(XDR *, Word *), typename T>
+bool_t code_as(XDR *xdrs, T *value) {
+    Word word = static_cast<Word>(*value);
+    if (!Routine(xdrs, &word)) {
         return FALSE;
     }
     if (xdrs->x_op == XDR_DECODE) {
-        *value = static_cast<E>(word);
+        *value = static_cast<T>(word);
     }
     return TRUE;
+}
+
+// An enumeration as one xdr_enum word; any value, member or not, passes.
+template <typename E>
+bool_t code_enum(XDR *xdrs, E *value) {
+    static_assert(sizeof(E) == sizeof(enum_t), "enumerations are 32-bit");
+    return code_as<enum_t, xdr_enum>(xdrs, value);
 }
 
 // A 32-bit "long" as xdr_long codes it: one signed word, whatever the width
 // of long on the platform.
-inline bool_t code_long(XDR *xdrs, int32_t *value) {
-    long word = *value;
-    if (!xdr_long(xdrs, &word)) {
-        return FALSE;
-    }
-    if (xdrs->x_op == XDR_DECODE) {
-        *value = static_cast<int32_t>(word);
-    }
-    return TRUE;
-}
+inline bool_t code_long(XDR *xdrs, int32_t *value) { return code_as<long, xdr_long>(xdrs, value); }
 
 // A 32-bit "u_long" as xdr_u_long codes it: one unsigned word.
-inline bool_t code_u_long(XDR *xdrs, uint32_t *value) {
-    u_long word = *value;
-    if (!xdr_u_long(xdrs, &word)) {
-        return FALSE;
-    }
-    if (xdrs->x_op == XDR_DECODE) {
-        *value = static_cast<uint32_t>(word);
-    }
-    return TRUE;
-}
+inline bool_t code_u_long(XDR *xdrs, uint32_t *value) { return code_as<u_long, xdr_u_long>(xdrs, value); }
 
 // Runs the same array routine on a freeing stream: releases what a decode
 // allocated, with the number of elements it allocated.
