@@ -1,5 +1,6 @@
 // The frame every area of the library prints through: the trace gate, the
-// traced-function guard, catalog messages with the quiet flag, internal errors.
+// traced-function guard, catalog messages with the quiet flag, literal texts,
+// failure locations and internal errors.
 #include "pxinfo_frame_internal.h"
 
 namespace pxinfo {

@@ -81,6 +81,12 @@ struct SectionKeyword {
     SectionParser parse_cont;   // a continuation line
 };
 
+// The file's first two lines. The writer writes kHeaderLine; the reader also
+// accepts the older product's kOlderHeaderLine.
+constexpr const char *kHeaderLine = "# Korvane Plexion Shipping Order";
+constexpr const char *kOlderHeaderLine = "# Quenta Shipping Order";
+constexpr const char *kVersionLine = "# Version 1.0";
+
 constexpr int kSectionCount = 13;
 // The 13 sections in the order in which they are written.
 extern const SectionKeyword shp_ord_keywords[kSectionCount];

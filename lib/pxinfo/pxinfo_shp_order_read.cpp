@@ -13,10 +13,6 @@ namespace shp {
 
 namespace {
 
-constexpr const char *kHeaderLine = "# Korvane Plexion Shipping Order";
-constexpr const char *kOlderHeaderLine = "# Quenta Shipping Order";
-constexpr const char *kVersionLine = "# Version 1.0";
-
 // The outcome of asking for a required word.
 enum class Word { kPresent, kMissing, kFailed };
 

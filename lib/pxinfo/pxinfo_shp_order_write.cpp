@@ -13,8 +13,6 @@ namespace shp {
 
 namespace {
 
-constexpr const char *kHeaderLine = "# Korvane Plexion Shipping Order";
-constexpr const char *kVersionLine = "# Version 1.0";
 constexpr const char *kIndent = "    ";
 
 // One line of the file; false after message 7 when the stream refuses it.
