@@ -11,8 +11,6 @@ namespace {
 
 constexpr const char *kSource = pxinfo::source::kFileutl;
 
-// Messages of the "pxinfo" catalog.
-
 // The pass-through value that health files hand to the record routines.
 constexpr int kHealthFileExtra = 12;
 
@@ -78,9 +76,9 @@ extern "C" tbs_status_t pxinfo_xdrstdio_create(int op, FILE *file, XDR *xdrs) {
     xdrs->x_ops = nullptr;
     xdrstdio_create(xdrs, file, static_cast<enum xdr_op>(op));
     if (xdrs->x_ops == nullptr) {
-        pxinfo::print_msg(false, IMSG_SEV_ERROR,
-
-                          op == XDR_DECODE ? pxinfo::PxinfoMsg::kNoReadStream : pxinfo::PxinfoMsg::kNoWriteStream);
+        const pxinfo::PxinfoMsg message =
+            op == XDR_DECODE ? pxinfo::PxinfoMsg::kNoReadStream : pxinfo::PxinfoMsg::kNoWriteStream;
+        pxinfo::print_msg(false, IMSG_SEV_ERROR, message);
         return PXINFO_FAIL(scope, TBS_ST_FAILED);
     }
     return TBS_ST_OK;
