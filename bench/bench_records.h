@@ -80,8 +80,9 @@ inline pxinfo_family_sync_status_t make_family_sync_status(Arena &arena) {
             attempt.succeeded = a % 3 != 0;
             attempt.count = kInfosPerAttempt;
             attempt.replicas = arena.array<pxinfo_replica_info_t>(kInfosPerAttempt);
-            for (int i = 0; i < kInfosPerAttempt; ++i)
+            for (int i = 0; i < kInfosPerAttempt; ++i) {
                 fill_replica_info(arena, static_cast<uint32_t>((r + i + 1) % kReplicas), &attempt.replicas[i]);
+            }
         }
         replica.last_status = 0;
         replica.status_value = static_cast<pxinfo_sync_status_value_t>(1);
@@ -115,7 +116,7 @@ inline pxinfo_packet_info_t make_packet_info(Arena &arena) {
     info.sources[1].references.ref_str = arena.text("");
     info.target_count = kTargets;
     info.targets = arena.array<pxinfo_replica_info_t>(kTargets);
-    for (int i = 0; i < kTargets; ++i) fill_replica_info(arena, static_cast<uint32_t>(i), &info.targets[i]);
+    for (int i = 0; i < kTargets; ++i) { fill_replica_info(arena, static_cast<uint32_t>(i), &info.targets[i]); }
     info.aux_string = arena.text("");
     info.log_pkt_uuid = numbered_uuid(7, 0x10);
     info.pkt_seq_num = 42;
@@ -160,7 +161,7 @@ const G &baseline_record(const T &ours) {
         std::vector<char> buffer(4 << 20);
         G decoded{};
         size_t size = encode<Ours>(&record, buffer);
-        if (size == 0 || !decode<Theirs>(buffer, size, &decoded)) std::abort();
+        if (size == 0 || !decode<Theirs>(buffer, size, &decoded)) { std::abort(); }
         return decoded;
     }();
     return theirs;

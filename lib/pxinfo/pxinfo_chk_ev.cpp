@@ -22,9 +22,7 @@ constexpr size_t kAcceptableCount =
 
 bool is_acceptable_name(const char *name) {
     for (const char *allowed : pxinfo_acceptable_env_var_name_list) {
-        if (std::strcmp(name, allowed) == 0) {
-            return true;
-        }
+        if (std::strcmp(name, allowed) == 0) { return true; }
     }
     return false;
 }
@@ -33,9 +31,7 @@ bool is_acceptable_name(const char *name) {
 
 extern "C" int pxinfo_verify_env_list(uint32_t count, const pxinfo_env_var_t *list) {
     PXINFO_TRACE_SCOPE(scope, kSource);
-    if (list == nullptr) {
-        return count == 0 ? 1 : 0;
-    }
+    if (list == nullptr) { return count == 0 ? 1 : 0; }
     // Every entry is examined so that every disallowed name gets reported.
     bool all_acceptable = true;
     for (uint32_t i = 0; i < count; ++i) {
@@ -54,20 +50,14 @@ extern "C" int pxinfo_verify_env_list(uint32_t count, const pxinfo_env_var_t *li
 extern "C" tbs_status_t pxinfo_generate_env_list(stg_area_t *area, uint32_t *count, pxinfo_env_var_t **list) {
     // Building a list traces its entry only.
     pxinfo::trace_entry(__func__);
-    if (area == nullptr || area == STG_AREA_TEMP || count == nullptr || list == nullptr) {
-        return TBS_ST_INVALID_ARG;
-    }
+    if (area == nullptr || area == STG_AREA_TEMP || count == nullptr || list == nullptr) { return TBS_ST_INVALID_ARG; }
     *count = 0;
     auto *entries = static_cast<pxinfo_env_var_t *>(stg_alloc(area, kAcceptableCount * sizeof(pxinfo_env_var_t)));
-    if (entries == nullptr) {
-        return TBS_ST_NO_MEMORY;
-    }
+    if (entries == nullptr) { return TBS_ST_NO_MEMORY; }
     *list = entries;
     for (const char *name : pxinfo_acceptable_env_var_name_list) {
         const char *value = std::getenv(name);
-        if (value == nullptr || value[0] == '\0') {
-            continue;
-        }
+        if (value == nullptr || value[0] == '\0') { continue; }
         pxinfo_env_var_t &entry = entries[*count];
         entry.name = stg_area_strdup(area, name);
         entry.value = entry.name != nullptr ? stg_area_strdup(area, value) : nullptr;

@@ -25,16 +25,12 @@ tbs_status_t refuse(const char *reason) {
 // of the sync entries are not examined.
 tbs_status_t pxinfo_verify_data(const pxinfo_family_sync_status_t *sync, const pxinfo_family_epoch_status_t *epoch,
                                 bool epoch_only) {
-    if (epoch->count < 2 || epoch->replicas == nullptr) {
-        return refuse("insufficient replica-level epoch data\n");
-    }
+    if (epoch->count < 2 || epoch->replicas == nullptr) { return refuse("insufficient replica-level epoch data\n"); }
     if (!epoch_only) {
         if (sync->count != epoch->count) {
             return refuse("inconsistent replica data counts in sync and epoch structures\n");
         }
-        if (sync->replicas == nullptr) {
-            return refuse("insufficient replica-level sync data\n");
-        }
+        if (sync->replicas == nullptr) { return refuse("insufficient replica-level sync data\n"); }
         if (sync->timestamp != epoch->timestamp) {
             return refuse("inconsistent timestamps on epoch and sync structs\n");
         }
@@ -49,9 +45,7 @@ tbs_status_t pxinfo_verify_data(const pxinfo_family_sync_status_t *sync, const p
 }
 
 void destroy_stream(XDR *xdrs) {
-    if (xdrs->x_ops != nullptr && xdrs->x_ops->x_destroy != nullptr) {
-        XDR_DESTROY(xdrs);
-    }
+    if (xdrs->x_ops != nullptr && xdrs->x_ops->x_destroy != nullptr) { XDR_DESTROY(xdrs); }
 }
 
 void clear_epoch_status(pxinfo_family_epoch_status_t *epoch) {
@@ -87,18 +81,12 @@ extern "C" tbs_status_t pxinfo_xdrstdio_create(int op, FILE *file, XDR *xdrs) {
 extern "C" tbs_status_t pxinfo_write_health_file(const pxinfo_family_sync_status_t *sync,
                                                  const pxinfo_family_epoch_status_t *epoch, FILE *file) {
     PXINFO_TRACE_SCOPE(scope, kSource);
-    if (sync == nullptr || epoch == nullptr) {
-        return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
-    }
+    if (sync == nullptr || epoch == nullptr) { return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG); }
     tbs_status_t status = pxinfo_verify_data(sync, epoch, false);
-    if (status != TBS_ST_OK) {
-        return PXINFO_FAIL(scope, status);
-    }
+    if (status != TBS_ST_OK) { return PXINFO_FAIL(scope, status); }
     XDR xdrs;
     status = pxinfo_xdrstdio_create(XDR_ENCODE, file, &xdrs);
-    if (status != TBS_ST_OK) {
-        return PXINFO_FAIL(scope, status);
-    }
+    if (status != TBS_ST_OK) { return PXINFO_FAIL(scope, status); }
     // Encoding only reads the records; the routines take them non-const
     // because the same routine also decodes and frees.
     auto *epoch_record = const_cast<pxinfo_family_epoch_status_t *>(epoch);
@@ -109,23 +97,17 @@ extern "C" tbs_status_t pxinfo_write_health_file(const pxinfo_family_sync_status
     }
     // The stdio stream flushes the file when it is destroyed.
     destroy_stream(&xdrs);
-    if (status != TBS_ST_OK) {
-        return PXINFO_FAIL(scope, status);
-    }
+    if (status != TBS_ST_OK) { return PXINFO_FAIL(scope, status); }
     return TBS_ST_OK;
 }
 
 extern "C" tbs_status_t pxinfo_read_health_file(pxinfo_family_sync_status_t *sync, pxinfo_family_epoch_status_t *epoch,
                                                 FILE *file, int epoch_only) {
     PXINFO_TRACE_SCOPE(scope, kSource);
-    if (sync == nullptr || epoch == nullptr) {
-        return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
-    }
+    if (sync == nullptr || epoch == nullptr) { return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG); }
     XDR xdrs;
     tbs_status_t status = pxinfo_xdrstdio_create(XDR_DECODE, file, &xdrs);
-    if (status != TBS_ST_OK) {
-        return PXINFO_FAIL(scope, status);
-    }
+    if (status != TBS_ST_OK) { return PXINFO_FAIL(scope, status); }
     clear_epoch_status(epoch);
     clear_sync_status(sync);
     if (!xdr_pxinfo_family_epoch_status_t(&xdrs, epoch, kHealthFileExtra)) {
@@ -137,14 +119,10 @@ extern "C" tbs_status_t pxinfo_read_health_file(pxinfo_family_sync_status_t *syn
         pxinfo_free_family_sync_status_from_file(sync);
     }
     destroy_stream(&xdrs);
-    if (status != TBS_ST_OK) {
-        return PXINFO_FAIL(scope, status);
-    }
+    if (status != TBS_ST_OK) { return PXINFO_FAIL(scope, status); }
     // On a failed check the records stay filled for the caller to release.
     status = pxinfo_verify_data(sync, epoch, epoch_only != 0);
-    if (status != TBS_ST_OK) {
-        return PXINFO_FAIL(scope, status);
-    }
+    if (status != TBS_ST_OK) { return PXINFO_FAIL(scope, status); }
     return TBS_ST_OK;
 }
 

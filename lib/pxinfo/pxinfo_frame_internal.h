@@ -57,7 +57,7 @@ void trace_dump(int level, const char *format, ...) __attribute__((format(printf
 // be represented. Every counted array of the library is allocated here.
 template <typename T>
 T *allocate_array(stg_area_t *area, size_t count) {
-    if (count > SIZE_MAX / sizeof(T)) return nullptr;
+    if (count > SIZE_MAX / sizeof(T)) { return nullptr; }
     return static_cast<T *>(stg_calloc(area, count * sizeof(T)));
 }
 

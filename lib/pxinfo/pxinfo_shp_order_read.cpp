@@ -19,9 +19,7 @@ enum class Word { kPresent, kMissing, kFailed };
 // Reads the next word of the line into *word.
 Word next_word(cl_handle_t *handle, const char *file_name, int line_number, const char **word) {
     tbs_status_t status = pxinfo_shp_ord_get_token(handle, file_name, line_number, 0, word);
-    if (status == TBS_ST_OK) {
-        return Word::kPresent;
-    }
+    if (status == TBS_ST_OK) { return Word::kPresent; }
     return status == TBS_ST_NOT_FOUND ? Word::kMissing : Word::kFailed;
 }
 
@@ -55,9 +53,7 @@ tbs_status_t required_time(cl_handle_t *handle, const char *file_name, int line_
                            uint32_t *time) {
     const char *word = nullptr;
     tbs_status_t status = required_word(handle, file_name, line_number, missing, &word);
-    if (status != TBS_ST_OK) {
-        return status;
-    }
+    if (status != TBS_ST_OK) { return status; }
     if (strutl_strtoul(word, 0, time) != TBS_ST_OK) {
         print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kInvalidDateTime, file_name, line_number);
         return TBS_ST_FAILED;
@@ -85,9 +81,7 @@ tbs_status_t parse_single_word(cl_handle_t *handle, const char *file_name, int l
     }
     const char *word = nullptr;
     tbs_status_t status = required_word(handle, file_name, line_number, missing, &word);
-    if (status == TBS_ST_OK) {
-        status = keep_word(order, word, field);
-    }
+    if (status == TBS_ST_OK) { status = keep_word(order, word, field); }
     return status == TBS_ST_OK ? no_more_words(handle, file_name, line_number) : status;
 }
 
@@ -101,12 +95,8 @@ tbs_status_t parse_date(cl_handle_t *handle, const char *file_name, int line_num
     }
     tbs_status_t status = required_time(handle, file_name, line_number, missing_time, time);
     const char *word = nullptr;
-    if (status == TBS_ST_OK) {
-        status = required_word(handle, file_name, line_number, missing_string, &word);
-    }
-    if (status == TBS_ST_OK) {
-        status = keep_word(order, word, string);
-    }
+    if (status == TBS_ST_OK) { status = required_word(handle, file_name, line_number, missing_string, &word); }
+    if (status == TBS_ST_OK) { status = keep_word(order, word, string); }
     return status == TBS_ST_OK ? no_more_words(handle, file_name, line_number) : status;
 }
 
@@ -129,9 +119,7 @@ tbs_status_t parse_hop(cl_handle_t *handle, const char *file_name, int line_numb
     if (status == TBS_ST_OK) {
         status = required_word(handle, file_name, line_number, ShpOrderMsg::kMissingHopString, &time_string);
     }
-    if (status == TBS_ST_OK) {
-        status = create(order, file_name, host, time, time_string);
-    }
+    if (status == TBS_ST_OK) { status = create(order, file_name, host, time, time_string); }
     return status == TBS_ST_OK ? no_more_words(handle, file_name, line_number) : status;
 }
 
@@ -164,9 +152,7 @@ int keyword_row(const char *word) {
         return -1;  // every keyword starts with '%': a continuation line
     }
     for (int row = 0; row < kSectionCount; ++row) {
-        if (strcmp(word, shp_ord_keywords[row].keyword) == 0) {
-            return row;
-        }
+        if (strcmp(word, shp_ord_keywords[row].keyword) == 0) { return row; }
     }
     return -1;
 }
@@ -184,9 +170,7 @@ PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_first_identifier) {
     }
     const char *word = nullptr;
     tbs_status_t status = required_word(handle, file_name, line_number, ShpOrderMsg::kMissingIdentifier, &word);
-    if (status != TBS_ST_OK) {
-        return status;
-    }
+    if (status != TBS_ST_OK) { return status; }
     if (tbs_str_to_uuid(word, &order->identifier) != TBS_ST_OK) {
         print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kInvalidIdentifier, file_name, line_number);
         return TBS_ST_FAILED;
@@ -247,9 +231,7 @@ PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_cont_destinations) {
     const char *host = nullptr;
     tbs_status_t status = required_word(handle, file_name, line_number, ShpOrderMsg::kMissingDestinationHost, &host);
     pxinfo_shp_destination_t *destination = nullptr;
-    if (status == TBS_ST_OK) {
-        status = pxinfo_shp_create_destination(order, file_name, host, 1, &destination);
-    }
+    if (status == TBS_ST_OK) { status = pxinfo_shp_create_destination(order, file_name, host, 1, &destination); }
     return status == TBS_ST_OK ? no_more_words(handle, file_name, line_number) : status;
 }
 
@@ -287,9 +269,7 @@ PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_cont_failed_attempt) {
     }
     const char *type = nullptr;
     tbs_status_t status = required_word(handle, file_name, line_number, ShpOrderMsg::kMissingFailureType, &type);
-    if (status != TBS_ST_OK) {
-        return status;
-    }
+    if (status != TBS_ST_OK) { return status; }
     if (strcmp(type, "C") != 0 && strcmp(type, "R") != 0) {
         print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kUnknownFailureType, file_name, line_number);
         return TBS_ST_FAILED;
@@ -297,9 +277,7 @@ PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_cont_failed_attempt) {
     DatedRoute f;
     status = parse_dated_route(handle, file_name, line_number, ShpOrderMsg::kMissingFailureTime,
                                ShpOrderMsg::kMissingFailureString, &f);
-    if (status != TBS_ST_OK) {
-        return status;
-    }
+    if (status != TBS_ST_OK) { return status; }
     // Words after the destination are not examined.
     uint32_t is_c = type[0] == 'C' ? 1 : 0;
     return pxinfo_shp_record_failure(order, file_name, is_c, f.route, f.destination, f.time, f.time_string, 1);
@@ -312,9 +290,7 @@ PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_cont_notification) {
     }
     const char *address = nullptr;
     tbs_status_t status = required_word(handle, file_name, line_number, ShpOrderMsg::kMissingAddress, &address);
-    if (status == TBS_ST_OK) {
-        status = pxinfo_shp_create_notification(order, file_name, address);
-    }
+    if (status == TBS_ST_OK) { status = pxinfo_shp_create_notification(order, file_name, address); }
     return status == TBS_ST_OK ? no_more_words(handle, file_name, line_number) : status;
 }
 
@@ -372,9 +348,7 @@ tbs_status_t read_body_line(ReadState &s, pxinfo_shp_order_t *order) {
     int position = cl_getoffset(s.handle);
     const char *word = nullptr;
     tbs_status_t status = pxinfo_shp_ord_get_token(s.handle, s.file_name, s.line_number, 0, &word);
-    if (status == TBS_ST_FAILED) {
-        return TBS_ST_FAILED;
-    }
+    if (status == TBS_ST_FAILED) { return TBS_ST_FAILED; }
     int row = status == TBS_ST_OK ? keyword_row(word) : -1;
     if (row >= 0) {
         const SectionKeyword &section = shp_ord_keywords[row];
@@ -382,9 +356,7 @@ tbs_status_t read_body_line(ReadState &s, pxinfo_shp_order_t *order) {
         status = section.parse_first(s.handle, s.line, s.file_name, s.line_number, order, 0);
         s.first_continuation = 1;
     } else {
-        if (status == TBS_ST_OK) {
-            cl_setoffset(s.handle, position);
-        }
+        if (status == TBS_ST_OK) { cl_setoffset(s.handle, position); }
         if (s.parse_cont == nullptr) {
             print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kUnknownSection, s.file_name, s.line_number);
             return TBS_ST_NOT_FOUND;
@@ -401,14 +373,10 @@ tbs_status_t read_lines(ReadState &s, pxinfo_shp_order_t *order) {
         tbs_status_t status = pxinfo_shp_ord_get_next_line(s.stream, s.file_name, 0, PXINFO_SHP_LINE_SIZE, s.line,
                                                            &s.line_number, &s.handle);
         if (status == TBS_ST_NOT_FOUND) {
-            if (s.line_number == 1) {
-                print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kInvalidOrder, s.file_name);
-            }
+            if (s.line_number == 1) { print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kInvalidOrder, s.file_name); }
             return s.line_number >= 2 ? TBS_ST_OK : TBS_ST_NOT_FOUND;
         }
-        if (status != TBS_ST_OK) {
-            return status;
-        }
+        if (status != TBS_ST_OK) { return status; }
         if (s.line_number == 1) {
             if (strcmp(s.line, kHeaderLine) != 0 && strcmp(s.line, kOlderHeaderLine) != 0) {
                 return TBS_ST_NOT_FOUND;  // not a shipping order: no message
@@ -420,9 +388,7 @@ tbs_status_t read_lines(ReadState &s, pxinfo_shp_order_t *order) {
             }
         } else {
             status = read_body_line(s, order);
-            if (status != TBS_ST_OK) {
-                return status;
-            }
+            if (status != TBS_ST_OK) { return status; }
         }
     }
 }
@@ -437,15 +403,11 @@ using namespace pxinfo::shp;
 extern "C" {
 
 tbs_status_t pxinfo_shp_read_order(FILE *stream, const char *file_name, pxinfo_shp_order_t **order) {
-    if (stream == nullptr || file_name == nullptr || order == nullptr) {
-        return TBS_ST_INVALID_ARG;
-    }
+    if (stream == nullptr || file_name == nullptr || order == nullptr) { return TBS_ST_INVALID_ARG; }
     *order = nullptr;
     pxinfo_shp_order_t *o = nullptr;
     tbs_status_t status = pxinfo_shp_new_order(&o);
-    if (status != TBS_ST_OK) {
-        return status;
-    }
+    if (status != TBS_ST_OK) { return status; }
     ReadState state{};
     state.stream = stream;
     state.file_name = file_name;
@@ -471,9 +433,7 @@ tbs_status_t pxinfo_shp_ord_get_next_line(FILE *stream, const char *file_name, i
     for (;;) {
         errno = 0;
         if (fgets(buffer, buffer_size, stream) == nullptr) {
-            if (!ferror(stream)) {
-                return TBS_ST_NOT_FOUND;
-            }
+            if (!ferror(stream)) { return TBS_ST_NOT_FOUND; }
             print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kCannotRead, file_name, *line_number, errno_text());
             return TBS_ST_FAILED;
         }
@@ -484,9 +444,7 @@ tbs_status_t pxinfo_shp_ord_get_next_line(FILE *stream, const char *file_name, i
             print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kLineTooLong, file_name, *line_number);
             return TBS_ST_FAILED;
         }
-        if (has_newline) {
-            buffer[length - 1] = '\0';
-        }
+        if (has_newline) { buffer[length - 1] = '\0'; }
         cl_destroy(handle);
         int error = CL_E_OK;
         *handle = cl_parse_line(buffer, &error);
@@ -494,14 +452,10 @@ tbs_status_t pxinfo_shp_ord_get_next_line(FILE *stream, const char *file_name, i
             print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kCannotParse, file_name, *line_number, cl_strerror(error));
             return TBS_ST_FAILED;
         }
-        if (skip_comments == 0) {
-            return TBS_ST_OK;
-        }
+        if (skip_comments == 0) { return TBS_ST_OK; }
         const char *word = nullptr;
         tbs_status_t status = pxinfo_shp_ord_get_token(*handle, file_name, *line_number, skip_comments, &word);
-        if (status == TBS_ST_FAILED) {
-            return status;
-        }
+        if (status == TBS_ST_FAILED) { return status; }
         if (status == TBS_ST_OK) {
             cl_setoffset(*handle, 0);
             return TBS_ST_OK;
@@ -512,17 +466,11 @@ tbs_status_t pxinfo_shp_ord_get_next_line(FILE *stream, const char *file_name, i
 
 tbs_status_t pxinfo_shp_ord_get_token(cl_handle_t *handle, const char *file_name, int line_number, int skip_comments,
                                       const char **word) {
-    if (handle == nullptr || word == nullptr) {
-        return TBS_ST_INVALID_ARG;
-    }
+    if (handle == nullptr || word == nullptr) { return TBS_ST_INVALID_ARG; }
     *word = cl_getarg(handle);
-    if (*word != nullptr) {
-        return (skip_comments != 0 && (*word)[0] == '#') ? TBS_ST_NOT_FOUND : TBS_ST_OK;
-    }
+    if (*word != nullptr) { return (skip_comments != 0 && (*word)[0] == '#') ? TBS_ST_NOT_FOUND : TBS_ST_OK; }
     int error = cl_errno(handle);
-    if (error == CL_E_OK) {
-        return TBS_ST_NOT_FOUND;
-    }
+    if (error == CL_E_OK) { return TBS_ST_NOT_FOUND; }
     print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kCannotParse, file_name, line_number, cl_strerror(error));
     return TBS_ST_FAILED;
 }

@@ -57,12 +57,8 @@ PXINFO_API tbs_status_t pxinfo_str_to_ship_filetype(const char *name, pxinfo_fil
     PXINFO_TRACE_SCOPE(scope, kSource);
     int id = 0;
     const tbs_status_t status = pxinfo_str_to_int_id(pxinfo_ship_file_type_map, name, type != nullptr ? &id : nullptr);
-    if (status == TBS_ST_NOT_FOUND) {
-        pxinfo::print_msg(false, IMSG_SEV_ERROR, pxinfo::PxinfoMsg::kInvalidFileType);
-    }
-    if (status == TBS_ST_OK) {
-        *type = static_cast<pxinfo_file_type_t>(id);
-    }
+    if (status == TBS_ST_NOT_FOUND) { pxinfo::print_msg(false, IMSG_SEV_ERROR, pxinfo::PxinfoMsg::kInvalidFileType); }
+    if (status == TBS_ST_OK) { *type = static_cast<pxinfo_file_type_t>(id); }
     return status;
 }
 
@@ -75,17 +71,11 @@ PXINFO_API tbs_status_t pxinfo_int_id_to_str(stg_area_t *area, const pxinfo_id_a
         pxinfo::print_shared(IMSG_SEV_ERROR, pxinfo::kTraceComponent, tbs::SharedMsg::kMissingArgument, scope.name());
         return PXINFO_FAIL(scope, TBS_ST_NOT_FOUND);
     }
-    if (position < 0) {
-        return PXINFO_FAIL(scope, TBS_ST_NOT_FOUND);
-    }
+    if (position < 0) { return PXINFO_FAIL(scope, TBS_ST_NOT_FOUND); }
     for (int i = 0; i < position; ++i) {
-        if (is_terminator(table[i])) {
-            return PXINFO_FAIL(scope, TBS_ST_NOT_FOUND);
-        }
+        if (is_terminator(table[i])) { return PXINFO_FAIL(scope, TBS_ST_NOT_FOUND); }
     }
-    if (is_terminator(table[position])) {
-        return PXINFO_FAIL(scope, TBS_ST_NOT_FOUND);
-    }
+    if (is_terminator(table[position])) { return PXINFO_FAIL(scope, TBS_ST_NOT_FOUND); }
     name = stg_area_strdup(area, table[position].name);
     return TBS_ST_OK;
 }

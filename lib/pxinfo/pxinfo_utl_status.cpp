@@ -45,15 +45,9 @@ Walk apply_attempt(const pxinfo_sync_attempt_data_t &attempt, ReplicaSet &seen) 
         if (pxinfo_selector_to_replica_str(&attempt.replicas[i].replica, text) == nullptr) {
             return Walk::kBroken;  // no text form: the record cannot be judged
         }
-        if (seen.contains(text)) {
-            continue;
-        }
-        if (attempt.attempted != 0 && attempt.succeeded == 0) {
-            return Walk::kFailedAttempt;
-        }
-        if (!seen.add(text)) {
-            return Walk::kBroken;
-        }
+        if (seen.contains(text)) { continue; }
+        if (attempt.attempted != 0 && attempt.succeeded == 0) { return Walk::kFailedAttempt; }
+        if (!seen.add(text)) { return Walk::kBroken; }
     }
     return Walk::kGoOn;
 }
@@ -99,17 +93,11 @@ pxinfo_compute_replica_sync_status_value(const pxinfo_replica_sync_status_t *rec
         PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
         return PXINFO_SYNC_STATUS_UNKNOWN;
     }
-    if (record->last_status != 0 && record->last_status != kLastStatusAcceptable) {
-        return PXINFO_SYNC_STATUS_UNKNOWN;
-    }
-    if (record->count <= 0) {
-        return PXINFO_SYNC_STATUS_OK;
-    }
+    if (record->last_status != 0 && record->last_status != kLastStatusAcceptable) { return PXINFO_SYNC_STATUS_UNKNOWN; }
+    if (record->count <= 0) { return PXINFO_SYNC_STATUS_OK; }
     bool broken = false;
     const pxinfo_sync_status_value_t value = judge_attempts(*record, broken);
-    if (broken) {
-        PXINFO_FAIL(scope, TBS_ST_FAILED);
-    }
+    if (broken) { PXINFO_FAIL(scope, TBS_ST_FAILED); }
     return value;
 }
 
@@ -140,9 +128,7 @@ PXINFO_API tbs_status_t pxinfo_sync_window_to_date_time(uint32_t hours, uint32_t
     PXINFO_TRACE_SCOPE(scope, kSource);
     // Unsigned arithmetic wraps modulo 2^32, as the window's length is defined.
     const uint32_t window = hours * kSecondsPerHour;
-    if (start_time == nullptr || window <= hours) {
-        return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
-    }
+    if (start_time == nullptr || window <= hours) { return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG); }
     const uint32_t end = end_time != 0 ? end_time : static_cast<uint32_t>(std::time(nullptr));
     *start_time = end - window;
     if (*start_time >= end) {
@@ -175,17 +161,11 @@ PXINFO_API int pxinfo_st_is_sleep_point(pxinfo_st_progress_t point, const pxinfo
 PXINFO_API tbs_status_t pxinfo_copy_st_sleepers(const pxinfo_st_sleep_points_t *source, stg_area_t *area,
                                                 pxinfo_st_sleep_points_t *destination) {
     PXINFO_TRACE_SCOPE(scope, kSource);
-    if (source == nullptr || destination == nullptr) {
-        return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
-    }
+    if (source == nullptr || destination == nullptr) { return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG); }
     destination->count = source->count;
-    if (source->count == 0) {
-        return TBS_ST_OK;
-    }
+    if (source->count == 0) { return TBS_ST_OK; }
     destination->points = pxinfo::allocate_array<pxinfo_one_sleep_point_t>(area, source->count);
-    if (destination->points == nullptr) {
-        return PXINFO_FAIL(scope, TBS_ST_NO_MEMORY);
-    }
+    if (destination->points == nullptr) { return PXINFO_FAIL(scope, TBS_ST_NO_MEMORY); }
     std::memcpy(destination->points, source->points, source->count * sizeof(pxinfo_one_sleep_point_t));
     return TBS_ST_OK;
 }

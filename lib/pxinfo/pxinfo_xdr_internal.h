@@ -64,12 +64,8 @@ bool_t untyped(XDR *xdrs, void *record, int extra) {
 template <typename Word, bool_t (*Routine)(XDR *, Word *), typename T>
 bool_t code_as(XDR *xdrs, T *value) {
     Word word = static_cast<Word>(*value);
-    if (!Routine(xdrs, &word)) {
-        return FALSE;
-    }
-    if (xdrs->x_op == XDR_DECODE) {
-        *value = static_cast<T>(word);
-    }
+    if (!Routine(xdrs, &word)) { return FALSE; }
+    if (xdrs->x_op == XDR_DECODE) { *value = static_cast<T>(word); }
     return TRUE;
 }
 
@@ -144,9 +140,7 @@ class Fields {
         const bool ok = xdr_ez_array(xdrs_, &block, &n, limit, sizeof(Elem), routine, extra_) != 0;
         *elements = static_cast<Elem *>(block);
         if (xdrs_->x_op == XDR_DECODE && (!ok || n != limit)) {
-            if (*elements != nullptr && !callers_block) {
-                release_array(xdrs_, elements, n, routine, extra_);
-            }
+            if (*elements != nullptr && !callers_block) { release_array(xdrs_, elements, n, routine, extra_); }
             return false;
         }
         return ok;
@@ -179,9 +173,7 @@ class Fields {
 inline bool_t null_proc_back(XDR *xdrs, int *value) { return as_bool(xdr_int(xdrs, value)); }
 
 inline bool_t null_proc_over(XDR *xdrs, long *value) {
-    if (!xdr_long(xdrs, value)) {
-        return FALSE;
-    }
+    if (!xdr_long(xdrs, value)) { return FALSE; }
     return as_bool(xdrs->x_op != XDR_DECODE || (*value & 0xFF) == 0);
 }
 
