@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "bench_util.h"
@@ -45,16 +46,27 @@ constexpr int kReplicas = 50;
 constexpr int kAttempts = 8;
 constexpr int kInfosPerAttempt = 3;
 
-inline pxinfo_family_sync_status_t make_family_sync_status(Arena &arena) {
-    pxinfo_family_sync_status_t family = {};
+// A family record (epoch or sync status) of kReplicas replicas, each named,
+// hosted and selected after its number.
+template <typename Family>
+Family make_family(Arena &arena) {
+    Family family = {};
     family.timestamp = 1700000000;
     family.count = kReplicas;
-    family.replicas = arena.array<pxinfo_replica_sync_status_t>(kReplicas);
+    family.replicas = arena.array<std::remove_pointer_t<decltype(family.replicas)>>(kReplicas);
     for (int r = 0; r < kReplicas; ++r) {
-        pxinfo_replica_sync_status_t &replica = family.replicas[r];
+        auto &replica = family.replicas[r];
         std::snprintf(replica.name, sizeof replica.name, "replica-%d", r);
         std::snprintf(replica.host, sizeof replica.host, "host-%d.example.com", r);
         replica.replica = vault_selector(static_cast<uint32_t>(r));
+    }
+    return family;
+}
+
+inline pxinfo_family_sync_status_t make_family_sync_status(Arena &arena) {
+    auto family = make_family<pxinfo_family_sync_status_t>(arena);
+    for (int r = 0; r < kReplicas; ++r) {
+        pxinfo_replica_sync_status_t &replica = family.replicas[r];
         replica.sync_value = 3;
         replica.level = static_cast<pxinfo_settings_level_t>(1);
         replica.count = kAttempts;
@@ -68,8 +80,9 @@ inline pxinfo_family_sync_status_t make_family_sync_status(Arena &arena) {
             attempt.succeeded = a % 3 != 0;
             attempt.count = kInfosPerAttempt;
             attempt.replicas = arena.array<pxinfo_replica_info_t>(kInfosPerAttempt);
-            for (int i = 0; i < kInfosPerAttempt; ++i)
+            for (int i = 0; i < kInfosPerAttempt; ++i) {
                 fill_replica_info(arena, static_cast<uint32_t>((r + i + 1) % kReplicas), &attempt.replicas[i]);
+            }
         }
         replica.last_status = 0;
         replica.status_value = static_cast<pxinfo_sync_status_value_t>(1);
@@ -103,7 +116,7 @@ inline pxinfo_packet_info_t make_packet_info(Arena &arena) {
     info.sources[1].references.ref_str = arena.text("");
     info.target_count = kTargets;
     info.targets = arena.array<pxinfo_replica_info_t>(kTargets);
-    for (int i = 0; i < kTargets; ++i) fill_replica_info(arena, static_cast<uint32_t>(i), &info.targets[i]);
+    for (int i = 0; i < kTargets; ++i) { fill_replica_info(arena, static_cast<uint32_t>(i), &info.targets[i]); }
     info.aux_string = arena.text("");
     info.log_pkt_uuid = numbered_uuid(7, 0x10);
     info.pkt_seq_num = 42;
@@ -111,15 +124,9 @@ inline pxinfo_packet_info_t make_packet_info(Arena &arena) {
 }
 
 inline pxinfo_family_epoch_status_t make_family_epoch_status(Arena &arena) {
-    pxinfo_family_epoch_status_t family = {};
-    family.timestamp = 1700000000;
-    family.count = kReplicas;
-    family.replicas = arena.array<pxinfo_replica_epoch_status_t>(kReplicas);
+    auto family = make_family<pxinfo_family_epoch_status_t>(arena);
     for (int r = 0; r < kReplicas; ++r) {
         pxinfo_replica_epoch_status_t &replica = family.replicas[r];
-        std::snprintf(replica.name, sizeof replica.name, "replica-%d", r);
-        std::snprintf(replica.host, sizeof replica.host, "host-%d.example.com", r);
-        replica.replica = vault_selector(static_cast<uint32_t>(r));
         replica.count = kReplicas;
         replica.times = arena.array<int32_t>(kReplicas);
         replica.epochs = arena.array<pxinfo_epoch_num_t>(kReplicas);
@@ -154,7 +161,7 @@ const G &baseline_record(const T &ours) {
         std::vector<char> buffer(4 << 20);
         G decoded{};
         size_t size = encode<Ours>(&record, buffer);
-        if (size == 0 || !decode<Theirs>(buffer, size, &decoded)) std::abort();
+        if (size == 0 || !decode<Theirs>(buffer, size, &decoded)) { std::abort(); }
         return decoded;
     }();
     return theirs;

@@ -28,8 +28,11 @@ using pxfix::numbered_uuid;
 // (XDR *, T *, int extra) or rpcgen's (XDR *, T *).
 template <auto Routine, typename T>
 bool code(XDR *xdrs, T *record) {
-    if constexpr (std::is_invocable_v<decltype(Routine), XDR *, T *, int>) return Routine(xdrs, record, 0) != 0;
-    else return Routine(xdrs, record) != 0;
+    if constexpr (std::is_invocable_v<decltype(Routine), XDR *, T *, int>) {
+        return Routine(xdrs, record, 0) != 0;
+    } else {
+        return Routine(xdrs, record) != 0;
+    }
 }
 
 // Encodes record into buffer with routine; the number of bytes, 0 on failure.

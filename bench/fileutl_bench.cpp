@@ -14,7 +14,7 @@ namespace {
 // A temporary file of the program's own, rewound before every use.
 FILE *scratch_file() {
     static FILE *file = tmpfile();
-    if (file == nullptr) std::abort();
+    if (file == nullptr) { std::abort(); }
     rewind(file);
     return file;
 }

@@ -69,8 +69,9 @@ const std::string &header_bytes() {
         XDR xdrs;
         u_int size = 0;
         if (xdrstg_create(&xdrs, kStreamSize, 0) != TBS_ST_OK ||
-            pxinfo_kv_pkt_write_header(&header().header, kMajorVersion, &xdrs, &size) != TBS_ST_OK)
+            pxinfo_kv_pkt_write_header(&header().header, kMajorVersion, &xdrs, &size) != TBS_ST_OK) {
             std::abort();
+        }
         std::string made(xdrs.x_base, size);
         xdrstg_destroy(&xdrs);
         return made;
@@ -83,7 +84,7 @@ FILE *packet_file() {
     static FILE *file = [] {
         FILE *made = tmpfile();
         const std::string &bytes = header_bytes();
-        if (made == nullptr || fwrite(bytes.data(), 1, bytes.size(), made) != bytes.size()) std::abort();
+        if (made == nullptr || fwrite(bytes.data(), 1, bytes.size(), made) != bytes.size()) { std::abort(); }
         fflush(made);
         return made;
     }();
@@ -99,7 +100,9 @@ const gx_header_3 &baseline_header() {
         u_long magic = 0;
         int major = 0;
         gx_header_3 decoded{};
-        if (!xdr_u_long(&xdrs, &magic) || !xdr_int(&xdrs, &major) || !xdr_gx_header_3(&xdrs, &decoded)) std::abort();
+        if (!xdr_u_long(&xdrs, &magic) || !xdr_int(&xdrs, &major) || !xdr_gx_header_3(&xdrs, &decoded)) {
+            std::abort();
+        }
         return decoded;
     }();
     return record;

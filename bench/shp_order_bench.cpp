@@ -19,10 +19,11 @@ std::string order_text(long destinations) {
         "%IDENTIFIER 0f1e2d3c-4b5a-6978-8796-a5b4c3d2e1f0\n"
         "%CREATION-DATE 1700000000 2023-11-14\n"
         "%ORIGINAL-DATA-PATH \"/data/pkt\"\n%LOCAL-DATA-PATH \"/local/pkt\"\n%DESTINATIONS\n";
-    for (long i = 0; i < destinations; ++i) text += "    host-" + std::to_string(i) + ".example.com\n";
+    for (long i = 0; i < destinations; ++i) { text += "    host-" + std::to_string(i) + ".example.com\n"; }
     text += "%ARRIVAL-ROUTE\n%DELIVERIES\n";
-    for (long i = 0; i < destinations; ++i)
+    for (long i = 0; i < destinations; ++i) {
         text += "    1700000100 2023-11-14 hub host-" + std::to_string(i) + ".example.com\n";
+    }
     text += "%FAILED-ATTEMPTS\n%NOTIFICATION-ADDRESSES\n%COMMENT\n";
     return text;
 }
@@ -35,7 +36,7 @@ FILE *order_file(long destinations) {
     if (file == nullptr) {
         const std::string text = order_text(destinations);
         file = tmpfile();
-        if (file == nullptr || fwrite(text.data(), 1, text.size(), file) != text.size()) std::abort();
+        if (file == nullptr || fwrite(text.data(), 1, text.size(), file) != text.size()) { std::abort(); }
     }
     return file;
 }
@@ -48,19 +49,19 @@ int tokenize(char *line, const char **words, int max_words) {
     int count = 0;
     char *p = line;
     for (;;) {
-        while (*p == ' ' || *p == '\t') ++p;
-        if (*p == '\0' || count == max_words) return count;
+        while (*p == ' ' || *p == '\t') { ++p; }
+        if (*p == '\0' || count == max_words) { return count; }
         if (*p == '"') {
             char *close = std::strchr(p + 1, '"');
-            if (close == nullptr) return -1;
+            if (close == nullptr) { return -1; }
             words[count++] = p + 1;
             *close = '\0';
             p = close + 1;
             continue;
         }
         words[count++] = p;
-        while (*p != '\0' && *p != ' ' && *p != '\t') ++p;
-        if (*p != '\0') *p++ = '\0';
+        while (*p != '\0' && *p != ' ' && *p != '\t') { ++p; }
+        if (*p != '\0') { *p++ = '\0'; }
     }
 }
 
@@ -70,7 +71,7 @@ long read_and_tokenize(FILE *file) {
     long total = 0;
     while (std::fgets(line, sizeof line, file) != nullptr) {
         size_t length = std::strlen(line);
-        if (length > 0 && line[length - 1] == '\n') line[length - 1] = '\0';
+        if (length > 0 && line[length - 1] == '\n') { line[length - 1] = '\0'; }
         total += tokenize(line, words, 64);
     }
     return total;

@@ -38,10 +38,10 @@ Rows make_rows(uint32_t replicas) {
         pxinfo_new_vault_selector(&replica, &family, &entry.replica);
         entry.epoch = 1000 + i;
         Entry packet_entry = entry;
-        if (i % 97 == 1) packet_entry.epoch += 1;
-        if (i % 89 == 2) packet_entry.epoch -= 1;
-        if (i % 101 != 3) rows.target.push_back(entry);
-        if (i % 103 != 4) rows.packet.push_back(packet_entry);
+        if (i % 97 == 1) { packet_entry.epoch += 1; }
+        if (i % 89 == 2) { packet_entry.epoch -= 1; }
+        if (i % 101 != 3) { rows.target.push_back(entry); }
+        if (i % 103 != 4) { rows.packet.push_back(packet_entry); }
     }
     std::shuffle(rows.target.begin(), rows.target.end(), random);
     return rows;
@@ -50,7 +50,7 @@ Rows make_rows(uint32_t replicas) {
 const Rows &rows_of(uint32_t replicas) {
     static std::map<uint32_t, Rows> made;
     auto found = made.find(replicas);
-    if (found == made.end()) found = made.emplace(replicas, make_rows(replicas)).first;
+    if (found == made.end()) { found = made.emplace(replicas, make_rows(replicas)).first; }
     return found->second;
 }
 
@@ -73,20 +73,20 @@ OidPair key_of(const Entry &entry) {
 
 int epoch_result(pxinfo_epoch_num_t packet_epoch, pxinfo_epoch_num_t target_epoch) {
     uint32_t difference = packet_epoch - target_epoch;
-    if (difference == 0) return PXINFO_EPOCH_CMP_EQUAL;
+    if (difference == 0) { return PXINFO_EPOCH_CMP_EQUAL; }
     return difference >= 0x80000000u ? PXINFO_EPOCH_CMP_LESS : PXINFO_EPOCH_CMP_GREATER;
 }
 
 int combine(int overall, int current) {
-    if (overall == PXINFO_EPOCH_CMP_MIXED || current == PXINFO_EPOCH_CMP_EQUAL) return overall;
-    if (overall == PXINFO_EPOCH_CMP_EQUAL || overall == current) return current;
+    if (overall == PXINFO_EPOCH_CMP_MIXED || current == PXINFO_EPOCH_CMP_EQUAL) { return overall; }
+    if (overall == PXINFO_EPOCH_CMP_EQUAL || overall == current) { return current; }
     return PXINFO_EPOCH_CMP_MIXED;
 }
 
 int baseline_compare(const std::vector<Entry> &packet, const std::vector<Entry> &target) {
     std::unordered_map<OidPair, const Entry *, OidPairHash> table;
     table.reserve(target.size());
-    for (const Entry &entry : target) table.emplace(key_of(entry), &entry);
+    for (const Entry &entry : target) { table.emplace(key_of(entry), &entry); }
     int result = PXINFO_EPOCH_CMP_EQUAL;
     for (const Entry &entry : packet) {
         auto found = table.find(key_of(entry));
@@ -97,7 +97,7 @@ int baseline_compare(const std::vector<Entry> &packet, const std::vector<Entry> 
         }
         result = combine(result, epoch_result(entry.epoch, target_epoch));
     }
-    for (const auto &left : table) result = combine(result, epoch_result(0, left.second->epoch));
+    for (const auto &left : table) { result = combine(result, epoch_result(0, left.second->epoch)); }
     return result;
 }
 

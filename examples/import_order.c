@@ -25,7 +25,7 @@ int main(int argc, char **argv) {
     packets = calloc((size_t)count, sizeof *packets);
     order = calloc((size_t)count, sizeof *order);
     ok = area != NULL && packets != NULL && order != NULL;
-    if (!ok) fprintf(stderr, "import_order: out of memory\n");
+    if (!ok) { fprintf(stderr, "import_order: out of memory\n"); }
     for (i = 0; ok && i < count; ++i) {
         /* The library prints why a file is not readable; the call's status
          * covers bad arguments, the info's status the file itself. */
@@ -35,11 +35,11 @@ int main(int argc, char **argv) {
             fprintf(stderr, "%s: not a readable packet\n", argv[i + 1]);
             break;
         }
-        for (at = 0; at < i && pxinfo_compare_pkt_dependencies(&packets[i], order[at]) >= 0; ++at) continue;
+        for (at = 0; at < i && pxinfo_compare_pkt_dependencies(&packets[i], order[at]) >= 0; ++at) { continue; }
         memmove(&order[at + 1], &order[at], (size_t)(i - at) * sizeof *order);
         order[at] = &packets[i];
     }
-    for (i = 0; ok && i < count; ++i) printf("%s\n", order[i]->pkt_name);
+    for (i = 0; ok && i < count; ++i) { printf("%s\n", order[i]->pkt_name); }
     free(order);
     free(packets);
     stg_delete_area(&area);

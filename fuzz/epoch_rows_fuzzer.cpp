@@ -22,7 +22,7 @@ using Entry = pxinfo_epoch_row_entry_t;
 constexpr uint8_t kFirstOfNoKind = 250;
 
 void check(bool condition) {
-    if (!condition) std::abort();
+    if (!condition) { std::abort(); }
 }
 
 void discard(void *, int, const char *, const char *) {}
@@ -35,7 +35,7 @@ pxinfo_selector_t replica(uint8_t n) {
     rep.bytes[0] = 2;
     rep.bytes[15] = n;
     pxinfo_new_vault_selector(&rep, &vault, &selector);
-    if (n >= kFirstOfNoKind) selector.type = static_cast<pxinfo_component_type_t>(7);
+    if (n >= kFirstOfNoKind) { selector.type = static_cast<pxinfo_component_type_t>(7); }
     return selector;
 }
 
@@ -54,16 +54,17 @@ int model_result(const std::vector<Entry> &packet, const std::vector<uint8_t> &p
                  const std::vector<Entry> &target, const std::vector<uint8_t> &target_ids, int excluded,
                  std::vector<std::pair<const Entry *, const Entry *>> *calls) {
     std::map<uint8_t, const Entry *> unmatched;
-    for (size_t i = 0; i < target.size(); ++i)
-        if (target_ids[i] != excluded) unmatched[target_ids[i]] = &target[i];
+    for (size_t i = 0; i < target.size(); ++i) {
+        if (target_ids[i] != excluded) { unmatched[target_ids[i]] = &target[i]; }
+    }
     bool ahead = false, behind = false;
     for (size_t i = 0; i < packet.size(); ++i) {
-        if (packet_ids[i] == excluded) continue;
+        if (packet_ids[i] == excluded) { continue; }
         auto partner = unmatched.find(packet_ids[i]);
         const Entry *target_entry = partner != unmatched.end() ? partner->second : nullptr;
-        if (partner != unmatched.end()) unmatched.erase(partner);
+        if (partner != unmatched.end()) { unmatched.erase(partner); }
         auto difference = static_cast<int32_t>(packet[i].epoch - (target_entry ? target_entry->epoch : 0u));
-        if (difference > 0) calls->emplace_back(&packet[i], target_entry);
+        if (difference > 0) { calls->emplace_back(&packet[i], target_entry); }
         ahead |= difference > 0;
         behind |= difference < 0;
     }
@@ -83,7 +84,7 @@ int model_result(const std::vector<Entry> &packet, const std::vector<uint8_t> &p
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    if (size < 4) return 0;
+    if (size < 4) { return 0; }
     imsg_set_sink(discard, nullptr);
     const size_t packet_count = data[0], target_count = data[1];
     const uint8_t excluded_id = data[2];
@@ -117,8 +118,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
 
     std::map<uint8_t, int> listed;
     bool target_unique = true;
-    for (uint8_t id : target_ids)
-        if (!excluding || id != excluded_id) target_unique &= ++listed[id] == 1;
+    for (uint8_t id : target_ids) {
+        if (!excluding || id != excluded_id) { target_unique &= ++listed[id] == 1; }
+    }
     if (all_valid && target_unique && calls.fail_at == 0) {
         std::vector<std::pair<const Entry *, const Entry *>> expected_calls;
         int expected =

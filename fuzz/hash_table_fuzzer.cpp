@@ -29,8 +29,11 @@ struct Program {
 // now and then one longer than any pooled block.
 std::string key_of(uint8_t n, uint8_t length_class) {
     std::string key = "replica-" + std::to_string(n);
-    if (length_class % 16 == 15) key.append(1500 + n, 'x');
-    else key.append(length_class % 16 * 7, static_cast<char>('a' + n % 26));
+    if (length_class % 16 == 15) {
+        key.append(1500 + n, 'x');
+    } else {
+        key.append(length_class % 16 * 7, static_cast<char>('a' + n % 26));
+    }
     return key;
 }
 
@@ -38,15 +41,15 @@ enum class Operation { enter, remove, look_up, hint, walk };
 
 // Walks visit the whole table, so they are the rarest.
 Operation operation_of(uint8_t byte) {
-    if (byte < 0x60) return Operation::enter;
-    if (byte < 0xa0) return Operation::remove;
-    if (byte < 0xd0) return Operation::look_up;
-    if (byte < 0xf0) return Operation::hint;
+    if (byte < 0x60) { return Operation::enter; }
+    if (byte < 0xa0) { return Operation::remove; }
+    if (byte < 0xd0) { return Operation::look_up; }
+    if (byte < 0xf0) { return Operation::hint; }
     return Operation::walk;
 }
 
 void check(bool condition) {
-    if (!condition) std::abort();
+    if (!condition) { std::abort(); }
 }
 
 void walk_agrees(hash_table_t *table, const std::map<std::string, uintptr_t> &model) {
@@ -106,14 +109,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
             int found = hash_str_lookup(table, key.c_str(), &kept, &slot);
             auto known = model.find(key);
             check((found != 0) == (known != model.end()));
-            if (found != 0) check(key == kept && reinterpret_cast<uintptr_t>(*slot) == known->second);
+            if (found != 0) { check(key == kept && reinterpret_cast<uintptr_t>(*slot) == known->second); }
             break;
         }
         case Operation::hint: {  // a few keys, some null: it must change nothing
             std::vector<std::string> keys;
             std::vector<const char *> texts;
-            for (uint8_t i = 0, n = program.next() % 40; i < n; ++i) keys.push_back(key_of(program.next(), i));
-            for (size_t i = 0; i < keys.size(); ++i) texts.push_back(i % 5 == 4 ? nullptr : keys[i].c_str());
+            for (uint8_t i = 0, n = program.next() % 40; i < n; ++i) { keys.push_back(key_of(program.next(), i)); }
+            for (size_t i = 0; i < keys.size(); ++i) { texts.push_back(i % 5 == 4 ? nullptr : keys[i].c_str()); }
             hash_str_prefetch(table, texts.data(), texts.size());
             check(hash_str_count(table) == model.size());
             break;

@@ -29,7 +29,7 @@ struct Records {
     pxinfo_family_epoch_status_t epoch{};
     bool decoded = false;
     ~Records() {
-        if (!decoded) return;
+        if (!decoded) { return; }
         pxinfo_free_family_sync_status_from_file(&sync);
         pxinfo_free_family_epoch_status_from_file(&epoch);
     }
@@ -38,7 +38,7 @@ struct Records {
 tbs_status_t read_records(const uint8_t *data, size_t size, int epoch_only, Records *records) {
     // fmemopen refuses an empty buffer: an empty file is /dev/null.
     FILE *file = size > 0 ? fmemopen(const_cast<uint8_t *>(data), size, "r") : std::fopen("/dev/null", "r");
-    if (file == nullptr) return TBS_ST_FAILED;
+    if (file == nullptr) { return TBS_ST_FAILED; }
     tbs_status_t status = pxinfo_read_health_file(&records->sync, &records->epoch, file, epoch_only);
     std::fclose(file);
     records->decoded = status == TBS_ST_OK || status == TBS_ST_INVALID_ARG;
@@ -50,7 +50,7 @@ bool write_records(const Records &records, std::string *bytes) {
     char *text = nullptr;
     size_t length = 0;
     FILE *file = open_memstream(&text, &length);
-    if (file == nullptr) return false;
+    if (file == nullptr) { return false; }
     tbs_status_t status = pxinfo_write_health_file(&records.sync, &records.epoch, file);
     std::fclose(file);
     bytes->assign(text, length);
@@ -61,7 +61,7 @@ bool write_records(const Records &records, std::string *bytes) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    if (size == 0) return 0;
+    if (size == 0) { return 0; }
     imsg_set_sink(discard, nullptr);
     const unsigned long live_before = stg_live_block_count();
     const int epoch_only = data[0] & 1;
@@ -70,15 +70,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         tbs_status_t status = read_records(data + 1, size - 1, epoch_only, &records);
         if (status == TBS_ST_OK && !epoch_only) {
             std::string written;
-            if (!write_records(records, &written)) fail("a pair that reads does not write");
+            if (!write_records(records, &written)) { fail("a pair that reads does not write"); }
             Records again;
-            if (read_records(reinterpret_cast<const uint8_t *>(written.data()), written.size(), 0, &again) != TBS_ST_OK)
+            if (read_records(reinterpret_cast<const uint8_t *>(written.data()), written.size(), 0, &again) !=
+                TBS_ST_OK) {
                 fail("a written pair does not read");
+            }
             std::string rewritten;
-            if (!write_records(again, &rewritten) || rewritten != written) fail("a pair read back writes other bytes");
+            if (!write_records(again, &rewritten) || rewritten != written) {
+                fail("a pair read back writes other bytes");
+            }
         }
     }
-    if (stg_live_block_count() != live_before) fail("blocks left after releasing the records");
+    if (stg_live_block_count() != live_before) { fail("blocks left after releasing the records"); }
     imsg_set_sink(nullptr, nullptr);
     return 0;
 }

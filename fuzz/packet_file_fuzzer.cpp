@@ -40,18 +40,19 @@ const std::string &file_path() {
 
 bool write_input(const std::vector<uint8_t> &bytes) {
     FILE *file = std::fopen(file_path().c_str(), "wb");
-    if (file == nullptr) return false;
+    if (file == nullptr) { return false; }
     bool ok = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
     return std::fclose(file) == 0 && ok;
 }
 
 void check_update_packet(const pxinfo_packet_info_t &info) {
     if (info.status != 0 || info.component_type != PXINFO_COMPONENT_VAULT ||
-        info.sources[0].packet_type == PXINFO_PACKET_CREATION)
+        info.sources[0].packet_type == PXINFO_PACKET_CREATION) {
         return;
+    }
     pxinfo_epoch_row_t row{};
-    if (pxinfo_kv_packet_info_to_epoch_row(&info, &row) == TBS_ST_OK) pxinfo_free_new_epoch_row_entry(&row);
-    if (pxinfo_compare_pkt_dependencies(&info, &info) != 0) fail("a packet orders before or after itself");
+    if (pxinfo_kv_packet_info_to_epoch_row(&info, &row) == TBS_ST_OK) { pxinfo_free_new_epoch_row_entry(&row); }
+    if (pxinfo_compare_pkt_dependencies(&info, &info) != 0) { fail("a packet orders before or after itself"); }
 }
 
 }  // namespace
@@ -59,7 +60,7 @@ void check_update_packet(const pxinfo_packet_info_t &info) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     imsg_set_sink(discard, nullptr);
     std::vector<uint8_t> bytes(data, data + size);
-    if (size % 2 == 1) pxfuzz::set_checksum(&bytes);
+    if (size % 2 == 1) { pxfuzz::set_checksum(&bytes); }
     if (!write_input(bytes)) {
         std::remove(file_path().c_str());
         return 0;
@@ -71,11 +72,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
 
     stg_area_t *area = stg_create_area(0);
     pxinfo_packet_info_t info;
-    if (pxinfo_get_packet_info(file_path().c_str(), area, 7, &info) == TBS_ST_OK) check_update_packet(info);
+    if (pxinfo_get_packet_info(file_path().c_str(), area, 7, &info) == TBS_ST_OK) { check_update_packet(info); }
     stg_delete_area(&area);
     std::remove(file_path().c_str());
 
-    if (stg_live_block_count() != live_before) fail("blocks left after the packet information's area");
+    if (stg_live_block_count() != live_before) { fail("blocks left after the packet information's area"); }
     imsg_set_sink(nullptr, nullptr);
     return 0;
 }

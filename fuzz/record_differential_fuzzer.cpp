@@ -50,7 +50,7 @@ XDR *g_independent_stream = nullptr;
 // bytes after it (a memory stream's x_handy), each counted item taking at
 // least unit bytes. Any other stream is left to the real routine.
 bool length_fits(XDR *xdrs, u_int unit) {
-    if (xdrs != g_independent_stream || xdrs->x_handy < BYTES_PER_XDR_UNIT) return true;
+    if (xdrs != g_independent_stream || xdrs->x_handy < BYTES_PER_XDR_UNIT) { return true; }
     uint32_t word;
     std::memcpy(&word, xdrs->x_private, sizeof word);
     return ntohl(word) <= (static_cast<u_int>(xdrs->x_handy) - BYTES_PER_XDR_UNIT) / unit;
@@ -59,7 +59,7 @@ bool length_fits(XDR *xdrs, u_int unit) {
 template <typename Routine>
 Routine real(const char *name) {
     static void *found = nullptr;
-    if (found == nullptr) found = dlsym(RTLD_NEXT, name);
+    if (found == nullptr) { found = dlsym(RTLD_NEXT, name); }
     return reinterpret_cast<Routine>(found);
 }
 
@@ -69,13 +69,13 @@ Routine real(const char *name) {
 // takes at least one word on the wire, every string byte one byte.
 extern "C" bool_t xdr_array(XDR *xdrs, char **addrp, u_int *sizep, u_int maxsize, u_int elsize, xdrproc_t elproc) {
     using Routine = bool_t (*)(XDR *, char **, u_int *, u_int, u_int, xdrproc_t);
-    if (!length_fits(xdrs, BYTES_PER_XDR_UNIT)) return FALSE;
+    if (!length_fits(xdrs, BYTES_PER_XDR_UNIT)) { return FALSE; }
     return real<Routine>("xdr_array")(xdrs, addrp, sizep, maxsize, elsize, elproc);
 }
 
 extern "C" bool_t xdr_string(XDR *xdrs, char **cpp, u_int maxsize) {
     using Routine = bool_t (*)(XDR *, char **, u_int);
-    if (!length_fits(xdrs, 1)) return FALSE;
+    if (!length_fits(xdrs, 1)) { return FALSE; }
     return real<Routine>("xdr_string")(xdrs, cpp, maxsize);
 }
 
@@ -124,9 +124,10 @@ bool agree(const gy_dep_info_list &r) { return agree(r.count, r.deps.deps_val, r
 
 template <typename Count, typename Elem>
 bool agree(Count count, const Elem *elements, u_int length) {
-    if (static_cast<u_int>(count) != length) return false;
-    for (u_int i = 0; i < length; ++i)
-        if (!agree(elements[i])) return false;
+    if (static_cast<u_int>(count) != length) { return false; }
+    for (u_int i = 0; i < length; ++i) {
+        if (!agree(elements[i])) { return false; }
+    }
     return true;
 }
 
@@ -150,7 +151,7 @@ bool presence_word_is_bool(const uint8_t *wire, size_t size) {
 }
 void count_limited_to_one(void *record) {
     auto *list = static_cast<gy_dep_info_list_v6 *>(record);
-    if (list->count > 1) list->count = 1;
+    if (list->count > 1) { list->count = 1; }
 }
 
 template <typename G, bool_t (*Routine)(XDR *, G *)>
@@ -232,8 +233,9 @@ const Independent kKinds[] = {
 #undef PXDIFF
 
 const pxfuzz::RecordRoutine &library_kind(const char *name) {
-    for (const pxfuzz::RecordRoutine &kind : pxfuzz::record_routines())
-        if (std::strcmp(kind.name, name) == 0) return kind;
+    for (const pxfuzz::RecordRoutine &kind : pxfuzz::record_routines()) {
+        if (std::strcmp(kind.name, name) == 0) { return kind; }
+    }
     std::fprintf(stderr, "no library routine %s\n", name);
     std::abort();
 }
@@ -276,7 +278,7 @@ struct IndependentRecord {
         return kind_.counts_agree(record_.get()) && (kind_.wire_accepted == nullptr || kind_.wire_accepted(wire, size));
     }
     void as_library_keeps() {
-        if (kind_.as_library_keeps != nullptr) kind_.as_library_keeps(record_.get());
+        if (kind_.as_library_keeps != nullptr) { kind_.as_library_keeps(record_.get()); }
     }
 
     const Independent &kind_;
@@ -286,7 +288,7 @@ struct IndependentRecord {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    if (size == 0) return 0;
+    if (size == 0) { return 0; }
     const Independent &kind = kKinds[data[0] % (sizeof kKinds / sizeof kKinds[0])];
     const pxfuzz::RecordRoutine &ours = library_kind(kind.library_name);
     pxfuzz::RecordBuffer record(ours.size);
@@ -296,18 +298,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     size_t their_used = 0;
     const bool their_ok = theirs.decode(data + 1, size - 1, &their_used);
 
-    if (our_ok && !their_ok) differ(kind.library_name, "only the library accepts");
-    if (their_ok && our_ok != theirs.accepted_by_library(data + 1, size - 1))
+    if (our_ok && !their_ok) { differ(kind.library_name, "only the library accepts"); }
+    if (their_ok && our_ok != theirs.accepted_by_library(data + 1, size - 1)) {
         differ(kind.library_name,
                our_ok ? "the library accepts what it must refuse" : "the library refuses a record it must accept");
+    }
     if (our_ok) {
-        if (our_used != their_used) differ(kind.library_name, "bytes read");
+        if (our_used != their_used) { differ(kind.library_name, "bytes read"); }
         std::vector<uint8_t> our_bytes;
         std::vector<uint8_t> their_bytes;
-        if (!pxfuzz::encode_record(ours, record.get(), &our_bytes)) differ(kind.library_name, "library encode");
+        if (!pxfuzz::encode_record(ours, record.get(), &our_bytes)) { differ(kind.library_name, "library encode"); }
         theirs.as_library_keeps();
-        if (!theirs.encode(their_used, &their_bytes)) differ(kind.library_name, "rpcgen encode");
-        if (our_bytes != their_bytes) differ(kind.library_name, "encoded bytes");
+        if (!theirs.encode(their_used, &their_bytes)) { differ(kind.library_name, "rpcgen encode"); }
+        if (our_bytes != their_bytes) { differ(kind.library_name, "encoded bytes"); }
     }
     xdr_ez_free(record.get(), ours.routine, 0);
     return 0;

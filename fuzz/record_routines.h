@@ -14,6 +14,7 @@
 
 #include "pxinfo_kv_pkt_xdr.h"
 #include "pxinfo_xdr.h"
+#include "pxinfo_xdr_internal.h"
 #include "stg.h"
 #include "xdr_ez.h"
 
@@ -25,22 +26,10 @@ struct RecordRoutine {
     size_t size;
 };
 
-// The routines take typed record pointers; these adapters give them the
-// element-routine signature without calling through a cast pointer.
-template <typename T, bool_t (*Routine)(XDR *, T *, int)>
-bool_t with_extra(XDR *xdrs, void *record, int extra) {
-    return Routine(xdrs, static_cast<T *>(record), extra);
-}
-template <typename T, bool_t (*Routine)(XDR *, T *)>
-bool_t without_extra(XDR *xdrs, void *record, int) {
-    return Routine(xdrs, static_cast<T *>(record));
-}
-inline bool_t uuid_text(XDR *xdrs, void *record, int) {
-    return xdr_pxinfo_uuid_str_t(xdrs, static_cast<char *>(record));
-}
-
+// The routines take typed record pointers; the library's adapter gives them
+// the element-routine signature without calling through a cast pointer.
 #define PXFUZZ_RECORD(type) \
-    { "xdr_" #type, &with_extra<type, &xdr_##type>, sizeof(type) }
+    { "xdr_" #type, &pxinfo::xdr::untyped<&xdr_##type>, sizeof(type) }
 
 inline const std::vector<RecordRoutine> &record_routines() {
     static const std::vector<RecordRoutine> routines = {
@@ -57,11 +46,9 @@ inline const std::vector<RecordRoutine> &record_routines() {
         PXFUZZ_RECORD(pxinfo_file_type_t),
         PXFUZZ_RECORD(pxinfo_sync_job_id_validity_t),
         PXFUZZ_RECORD(pxinfo_sync_job_id_t),
-        {"xdr_pxinfo_epoch_num_t", &without_extra<pxinfo_epoch_num_t, &xdr_pxinfo_epoch_num_t>,
-         sizeof(pxinfo_epoch_num_t)},
-        {"xdr_pxinfo_one_sleep_point_t", &without_extra<pxinfo_one_sleep_point_t, &xdr_pxinfo_one_sleep_point_t>,
-         sizeof(pxinfo_one_sleep_point_t)},
-        {"xdr_pxinfo_uuid_str_t", &uuid_text, sizeof(pxinfo_uuid_str_t)},
+        PXFUZZ_RECORD(pxinfo_epoch_num_t),
+        PXFUZZ_RECORD(pxinfo_one_sleep_point_t),
+        PXFUZZ_RECORD(pxinfo_uuid_str_t),
         // 15: identity and selector records
         PXFUZZ_RECORD(pxinfo_sync_job_id_pair_t),
         PXFUZZ_RECORD(pxinfo_sync_job_id_pair_list_t),

@@ -11,9 +11,7 @@
 #include "record_routines.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    if (size == 0) {
-        return 0;
-    }
+    if (size == 0) { return 0; }
     const auto &kinds = pxfuzz::record_routines();
     const pxfuzz::RecordRoutine &kind = kinds[data[0] % kinds.size()];
     const unsigned long live_before = stg_live_block_count();

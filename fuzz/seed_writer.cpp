@@ -41,7 +41,7 @@ bool filled_encoding(const pxfuzz::RecordRoutine &kind, long value, std::vector<
 
 bool write_file(const std::string &path, const std::vector<uint8_t> &bytes) {
     FILE *file = std::fopen(path.c_str(), "wb");
-    if (file == nullptr) return false;
+    if (file == nullptr) { return false; }
     bool ok = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
     return std::fclose(file) == 0 && ok;
 }
@@ -54,8 +54,9 @@ bool write_seed(const std::string &path, uint8_t first, const std::vector<uint8_
 }
 
 const pxfuzz::RecordRoutine &kind_named(const char *name) {
-    for (const pxfuzz::RecordRoutine &kind : pxfuzz::record_routines())
-        if (std::string(kind.name) == name) return kind;
+    for (const pxfuzz::RecordRoutine &kind : pxfuzz::record_routines()) {
+        if (std::string(kind.name) == name) { return kind; }
+    }
     std::fprintf(stderr, "no record kind %s\n", name);
     std::exit(1);
 }
@@ -68,12 +69,12 @@ int write_record_seeds(int count, char **directories) {
         std::vector<std::pair<std::string, std::vector<uint8_t>>> seeds;
         pxfuzz::RecordBuffer zero(kind.size);
         std::vector<uint8_t> bytes;
-        if (pxfuzz::encode_record(kind, zero.get(), &bytes)) seeds.emplace_back("zero", bytes);
+        if (pxfuzz::encode_record(kind, zero.get(), &bytes)) { seeds.emplace_back("zero", bytes); }
         for (long value : {1L, 2L}) {
             bytes.clear();
-            if (filled_encoding(kind, value, &bytes)) seeds.emplace_back("filled" + std::to_string(value), bytes);
+            if (filled_encoding(kind, value, &bytes)) { seeds.emplace_back("filled" + std::to_string(value), bytes); }
         }
-        if (seeds.empty()) std::fprintf(stderr, "%s: no seed\n", kind.name);
+        if (seeds.empty()) { std::fprintf(stderr, "%s: no seed\n", kind.name); }
         for (const auto &seed : seeds) {
             const std::string file =
                 (number < 10 ? "0" : "") + std::to_string(number) + "-" + (kind.name + 4) + "-" + seed.first;
@@ -115,7 +116,7 @@ bool header_bytes(const pxinfo_kv_pkt_header_t &header, int major, std::vector<u
     u_int size = 0;
     bool ok = xdrstg_create(&xdrs, 1024, 0) == TBS_ST_OK &&
               pxinfo_kv_pkt_write_header(&header, major, &xdrs, &size) == TBS_ST_OK;
-    if (ok) bytes->assign(xdrs.x_base, xdrs.x_base + size);
+    if (ok) { bytes->assign(xdrs.x_base, xdrs.x_base + size); }
     xdrstg_destroy(&xdrs);
     return ok;
 }
@@ -157,9 +158,9 @@ int write_header_seeds(const char *directory) {
 
 int main(int argc, char **argv) {
     const std::string target = argc > 2 ? argv[1] : "";
-    if (target == "records") return write_record_seeds(argc - 2, argv + 2);
-    if (target == "health" && argc == 3) return write_health_seeds(argv[2]);
-    if (target == "headers" && argc == 3) return write_header_seeds(argv[2]);
+    if (target == "records") { return write_record_seeds(argc - 2, argv + 2); }
+    if (target == "health" && argc == 3) { return write_health_seeds(argv[2]); }
+    if (target == "headers" && argc == 3) { return write_header_seeds(argv[2]); }
     std::fprintf(stderr, "usage: %s records DIRECTORY... | health DIRECTORY | headers DIRECTORY\n", argv[0]);
     return 2;
 }

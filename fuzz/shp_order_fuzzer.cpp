@@ -13,14 +13,10 @@ void discard(void *, int, const char *, const char *) {}
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    if (size == 0) {
-        return 0;
-    }
+    if (size == 0) { return 0; }
     imsg_set_sink(discard, nullptr);
     FILE *in = fmemopen(const_cast<uint8_t *>(data), size, "r");
-    if (in == nullptr) {
-        return 0;
-    }
+    if (in == nullptr) { return 0; }
     pxinfo_shp_order_t *order = nullptr;
     if (pxinfo_shp_read_order(in, "fuzz.ord", &order) == TBS_ST_OK) {
         char *text = nullptr;

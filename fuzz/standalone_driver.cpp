@@ -18,29 +18,29 @@ namespace {
 
 void collect(const std::string &path, std::vector<std::string> &files) {
     struct stat info;
-    if (::stat(path.c_str(), &info) != 0) return;
+    if (::stat(path.c_str(), &info) != 0) { return; }
     if (S_ISREG(info.st_mode)) {
         files.push_back(path);
         return;
     }
-    if (!S_ISDIR(info.st_mode)) return;
+    if (!S_ISDIR(info.st_mode)) { return; }
     DIR *dir = ::opendir(path.c_str());
-    if (dir == nullptr) return;
+    if (dir == nullptr) { return; }
     std::vector<std::string> names;
     while (const dirent *entry = ::readdir(dir)) {
         std::string name = entry->d_name;
-        if (name != "." && name != "..") names.push_back(name);
+        if (name != "." && name != "..") { names.push_back(name); }
     }
     ::closedir(dir);
     std::sort(names.begin(), names.end());
-    for (const std::string &name : names) collect(path + "/" + name, files);
+    for (const std::string &name : names) { collect(path + "/" + name, files); }
 }
 
 }  // namespace
 
 int main(int argc, char **argv) {
     std::vector<std::string> files;
-    for (int i = 1; i < argc; ++i) collect(argv[i], files);
+    for (int i = 1; i < argc; ++i) { collect(argv[i], files); }
     if (files.empty()) {
         std::fprintf(stderr, "no corpus files given\n");
         return 1;

@@ -48,7 +48,7 @@ DemoFamily make_family() {
 }
 
 bool make_directory(const std::string &path) {
-    if (::mkdir(path.c_str(), 0755) == 0 || errno == EEXIST) return true;
+    if (::mkdir(path.c_str(), 0755) == 0 || errno == EEXIST) { return true; }
     fail(path, std::string("cannot create: ") + std::strerror(errno));
     return false;
 }
@@ -56,8 +56,9 @@ bool make_directory(const std::string &path) {
 // The files the demo writes in its directory (the sync log is appended to).
 std::vector<std::string> demo_outputs() {
     std::vector<std::string> names;
-    for (const char *suffix : {".pkt", ".ord"})
-        for (int n = 1; n <= 3; ++n) names.push_back("boston-" + std::to_string(n) + suffix);
+    for (const char *suffix : {".pkt", ".ord"}) {
+        for (int n = 1; n <= 3; ++n) { names.push_back("boston-" + std::to_string(n) + suffix); }
+    }
     names.push_back("demo-family.health");
     names.push_back("config/services/gm_log.conf");
     return names;
@@ -76,13 +77,13 @@ bool export_packets(const DemoFamily &family, const std::string &dir, std::vecto
         plan.source = family.replicas[0].uuid;
         plan.sequence = n;
         plan.log_uuid = family.log;
-        for (int r = 1; r < 3; ++r) plan.targets.push_back({family.replicas[r].uuid, family.replicas[r].name});
+        for (int r = 1; r < 3; ++r) { plan.targets.push_back({family.replicas[r].uuid, family.replicas[r].name}); }
         // boston's own epoch grows with each packet; the others stay.
         plan.replicas.push_back({family.replicas[0].uuid, 100 + 10 * (n - 1), 100 + 10 * n, 0});
         plan.replicas.push_back({family.replicas[1].uuid, 40, 40, 0});
         plan.replicas.push_back({family.replicas[2].uuid, 70, 70, 0});
         std::string packet = dir + "/boston-" + std::to_string(n) + ".pkt";
-        if (!write_packet_file(packet, plan)) return false;
+        if (!write_packet_file(packet, plan)) { return false; }
 
         OrderPlan order;
         tbs_str_to_uuid(("00000000-0000-4000-8000-00000000000" + std::to_string(n)).c_str(), &order.identifier);
@@ -93,7 +94,7 @@ bool export_packets(const DemoFamily &family, const std::string &dir, std::vecto
         order.destinations = {family.replicas[1].host, family.replicas[2].host};
         order.comment_lines = {"packet " + std::to_string(n) + " of the demo family"};
         std::string order_path = dir + "/boston-" + std::to_string(n) + ".ord";
-        if (!write_order_file(order_path, order)) return false;
+        if (!write_order_file(order_path, order)) { return false; }
         std::printf("   wrote %s (sequence %u, boston at epoch %u) and %s\n", packet.c_str(), n,
                     plan.replicas[0].start_epoch, order_path.c_str());
         packets.push_back(packet);
@@ -106,7 +107,7 @@ bool classify(const std::vector<std::string> &files) {
     step(2, "The receiving site (dublin) asks what each file is");
     for (const std::string &path : files) {
         pxinfo_file_type_t type = PXINFO_FILE_OTHER;
-        if (pxinfo_get_file_type(path.c_str(), &type) != TBS_ST_OK) return false;
+        if (pxinfo_get_file_type(path.c_str(), &type) != TBS_ST_OK) { return false; }
         std::printf("   %-40s %s\n", path.c_str(), file_type_name(type).c_str());
     }
     return true;
@@ -119,12 +120,13 @@ bool read_infos(const std::vector<std::string> &packets, stg_area_t *area, std::
     for (size_t i = 0; i < packets.size(); ++i) {
         pxinfo_packet_info_t &info = infos[i];
         if (pxinfo_get_packet_info(packets[i].c_str(), area, static_cast<int>(i), &info) != TBS_ST_OK ||
-            info.status != 0)
+            info.status != 0) {
             return false;
+        }
         std::printf("   %s: version %d.%d, sequence %u, %u targets, epoch row", info.pkt_name, info.major_version,
                     info.minor_version, info.pkt_seq_num, info.target_count);
         const pxinfo_packet_reference_t &refs = info.sources[0].references;
-        for (uint32_t r = 0; r < refs.count; ++r) std::printf(" %u", refs.refs[r].start_epoch);
+        for (uint32_t r = 0; r < refs.count; ++r) { std::printf(" %u", refs.refs[r].start_epoch); }
         std::printf("\n");
     }
     return true;
@@ -133,7 +135,9 @@ bool read_infos(const std::vector<std::string> &packets, stg_area_t *area, std::
 void order_for_import(const std::vector<pxinfo_packet_info_t> &infos) {
     step(4, "It orders the packets for import (given newest first)");
     std::vector<pxinfo_packet_info_t> shuffled(infos.rbegin(), infos.rend());
-    for (const pxinfo_packet_info_t *packet : import_order(shuffled)) std::printf("   import %s\n", packet->pkt_name);
+    for (const pxinfo_packet_info_t *packet : import_order(shuffled)) {
+        std::printf("   import %s\n", packet->pkt_name);
+    }
 }
 
 // Sync status records for the family as dublin sees it after the imports:
@@ -211,8 +215,9 @@ bool record_health(const DemoFamily &family, const std::string &dir) {
     int32_t now = static_cast<int32_t>(std::time(nullptr));
     SyncRecords sync;
     build_sync_records(family, now, sync);
-    for (const pxinfo_replica_sync_status_t &replica : sync.replicas)
+    for (const pxinfo_replica_sync_status_t &replica : sync.replicas) {
         std::printf("   %-8s %s\n", replica.name, sync_status_name(replica.status_value));
+    }
     std::printf("   family   %s\n", sync_status_name(pxinfo_compute_family_sync_status_value(&sync.family)));
 
     step(6, "It writes the family's health file and reads it back");
@@ -222,14 +227,17 @@ bool record_health(const DemoFamily &family, const std::string &dir) {
     {
         File out(path, "wb");
         if (out.get() == nullptr || pxinfo_write_health_file(&sync.family, &epoch.family, out.get()) != TBS_ST_OK ||
-            !out.close())
+            !out.close()) {
             return false;
+        }
     }
     File in(path, "rb");
     pxinfo_family_sync_status_t sync_back{};
     pxinfo_family_epoch_status_t epoch_back{};
     tbs_status_t status = pxinfo_read_health_file(&sync_back, &epoch_back, in.get(), 0);
-    if (status == TBS_ST_OK) std::printf("   %s: %d replicas, read back consistent\n", path.c_str(), epoch_back.count);
+    if (status == TBS_ST_OK) {
+        std::printf("   %s: %d replicas, read back consistent\n", path.c_str(), epoch_back.count);
+    }
     pxinfo_free_family_epoch_status_from_file(&epoch_back);
     pxinfo_free_family_sync_status_from_file(&sync_back);
     return status == TBS_ST_OK;
@@ -238,9 +246,9 @@ bool record_health(const DemoFamily &family, const std::string &dir) {
 bool log_imports(const DemoFamily &family, const std::string &dir, const std::vector<pxinfo_packet_info_t> &infos) {
     step(7, "It appends each import to the sync activity log");
     std::string config = dir + "/config", log = dir + "/log";
-    if (!make_directory(config) || !make_directory(config + "/services") || !make_directory(log)) return false;
+    if (!make_directory(config) || !make_directory(config + "/services") || !make_directory(log)) { return false; }
     std::string switch_on = "LOG=TRUE\n";
-    if (!write_file(config + "/services/gm_log.conf", switch_on.data(), switch_on.size())) return false;
+    if (!write_file(config + "/services/gm_log.conf", switch_on.data(), switch_on.size())) { return false; }
     setenv("PXINFO_CONFIG_DIR", config.c_str(), 1);
     setenv("PXINFO_LOG_DIR", log.c_str(), 1);
     if (!pxinfo_do_gm_logging()) {
@@ -249,7 +257,7 @@ bool log_imports(const DemoFamily &family, const std::string &dir, const std::ve
     }
     for (const pxinfo_packet_info_t &info : infos) {
         pxinfo_epoch_row_t packet_row{};
-        if (pxinfo_kv_packet_info_to_epoch_row(&info, &packet_row) != TBS_ST_OK) return false;
+        if (pxinfo_kv_packet_info_to_epoch_row(&info, &packet_row) != TBS_ST_OK) { return false; }
         pxinfo_epoch_row_t replica_row{};
         pxinfo_log_gm_sync_entry(family.family, "demo", family.replicas[1].uuid, family.replicas[1].name,
                                  family.replicas[0].uuid, family.replicas[0].name, info.pkt_name, packet_row,
@@ -262,7 +270,7 @@ bool log_imports(const DemoFamily &family, const std::string &dir, const std::ve
 }
 
 int run_demo(const Invocation &call) {
-    if (call.operands.size() > 1) return call.usage("give at most one directory");
+    if (call.operands.size() > 1) { return call.usage("give at most one directory"); }
     std::string dir;
     if (call.operands.empty()) {
         char pattern[] = "/tmp/pxinfo-demo-XXXXXX";
@@ -273,22 +281,23 @@ int run_demo(const Invocation &call) {
         dir = pattern;
     } else {
         dir = call.operands[0];
-        for (const std::string &name : demo_outputs())
-            if (!may_write(dir + "/" + name, call.flag("--force"))) return kExitExists;
-        if (!make_directory(dir)) return kExitFailed;
+        for (const std::string &name : demo_outputs()) {
+            if (!may_write(dir + "/" + name, call.flag("--force"))) { return kExitExists; }
+        }
+        if (!make_directory(dir)) { return kExitFailed; }
     }
     std::printf("The road of a packet through libquentapxinfobase, in %s\n", printable(dir).c_str());
     DemoFamily family = make_family();
     std::vector<std::string> packets;
-    if (!export_packets(family, dir, packets)) return kExitFailed;
+    if (!export_packets(family, dir, packets)) { return kExitFailed; }
     std::vector<std::string> files = packets;
-    for (const std::string &packet : packets) files.push_back(packet.substr(0, packet.size() - 4) + ".ord");
-    if (!classify(files)) return kExitFailed;
+    for (const std::string &packet : packets) { files.push_back(packet.substr(0, packet.size() - 4) + ".ord"); }
+    if (!classify(files)) { return kExitFailed; }
     Area area;
     std::vector<pxinfo_packet_info_t> infos;
-    if (!read_infos(packets, area.get(), infos)) return kExitFailed;
+    if (!read_infos(packets, area.get(), infos)) { return kExitFailed; }
     order_for_import(infos);
-    if (!record_health(family, dir) || !log_imports(family, dir, infos)) return kExitFailed;
+    if (!record_health(family, dir) || !log_imports(family, dir, infos)) { return kExitFailed; }
     std::printf("\nEverything the demo made is in %s.\n", printable(dir).c_str());
     return kExitOk;
 }

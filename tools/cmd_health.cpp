@@ -15,7 +15,7 @@ Node health_view(const HealthRecords &records, const std::string &name) {
     for (int32_t i = 0; i < records.epoch.count; ++i) {
         const pxinfo_replica_epoch_status_t &replica = records.epoch.replicas[i];
         Node row = Node::list();
-        for (int32_t j = 0; j < replica.count; ++j) row.push(Node::number(replica.epochs[j]));
+        for (int32_t j = 0; j < replica.count; ++j) { row.push(Node::number(replica.epochs[j])); }
         epochs.push(Node::object()
                         .add("name", Node::text(replica.name))
                         .add("host", Node::text(replica.host))

@@ -17,8 +17,9 @@ namespace {
 // Calls visit for every element of a list of the order, in list order.
 template <typename Element, typename Visit>
 void for_each_element(const llist_d_head_t &head, Visit visit) {
-    for (const llist_d_link_t *link = head.first; link != nullptr && link != LLIST_D_END(&head); link = link->next)
+    for (const llist_d_link_t *link = head.first; link != nullptr && link != LLIST_D_END(&head); link = link->next) {
         visit(*static_cast<const Element *>(link->element));
+    }
 }
 
 // Reads the order; prints the library's messages (or that it is no shipping
@@ -34,10 +35,11 @@ pxinfo_shp_order_t *read_order(const Operand &file) {
     std::string problem;
     {
         Capture capture;
-        if (pxinfo_shp_read_order(stream.get(), file.path().c_str(), &order) != TBS_ST_OK)
+        if (pxinfo_shp_read_order(stream.get(), file.path().c_str(), &order) != TBS_ST_OK) {
             problem = capture.first().empty() ? "not a shipping order" : capture.first();
+        }
     }
-    if (!problem.empty()) fail(file.name(), problem);
+    if (!problem.empty()) { fail(file.name(), problem); }
     return order;
 }
 
@@ -103,7 +105,7 @@ Node order_view(const pxinfo_shp_order_t &order, const std::string &name) {
 int each_order(const Invocation &call, bool full) {
     return show_per_operand(call, [full](const Operand &file, std::vector<Node> &views) {
         pxinfo_shp_order_t *order = read_order(file);
-        if (order == nullptr) return false;
+        if (order == nullptr) { return false; }
         if (full) {
             views.push_back(order_view(*order, file.name()));
         } else {
@@ -126,8 +128,8 @@ int run_order_show(const Invocation &call) { return each_order(call, true); }
 bool words_of(const std::string &line, std::vector<std::string> &words) {
     int error = 0;
     cl_handle_t *handle = cl_parse_line(line.c_str(), &error);
-    if (handle == nullptr) return false;
-    while (const char *word = cl_getarg(handle)) words.emplace_back(word);
+    if (handle == nullptr) { return false; }
+    while (const char *word = cl_getarg(handle)) { words.emplace_back(word); }
     bool split = cl_errno(handle) == 0;
     cl_destroy(&handle);
     return split;
@@ -154,8 +156,8 @@ bool reads_as(const std::string &line, const std::vector<std::string> &expected)
 
 // Why value cannot be written so that the reader gives it back, or "".
 std::string word_problem(const std::string &value, bool element) {
-    if (!reads_as("    " + value, {value})) return "must be one word without blanks, newlines or enclosing quotes";
-    if (element && is_keyword(value)) return "would be read as a section keyword";
+    if (!reads_as("    " + value, {value})) { return "must be one word without blanks, newlines or enclosing quotes"; }
+    if (element && is_keyword(value)) { return "would be read as a section keyword"; }
     return "";
 }
 
@@ -167,9 +169,10 @@ std::string path_problem(const std::string &path) {
 
 std::string comment_problem(const std::string &line) {
     std::vector<std::string> words;
-    if (line.find('\n') != std::string::npos || line.size() > kLongestLine || !words_of(line, words))
+    if (line.find('\n') != std::string::npos || line.size() > kLongestLine || !words_of(line, words)) {
         return "must be one line of at most 1022 characters, its double quotes paired";
-    if (!words.empty() && is_keyword(words[0])) return "would be read as a section keyword";
+    }
+    if (!words.empty() && is_keyword(words[0])) { return "would be read as a section keyword"; }
     return "";
 }
 
@@ -178,10 +181,10 @@ bool parse_date(const Invocation &call, const char *option, uint32_t &time, std:
     std::string value;
     call.value(option, value);
     size_t blank = value.find(' ');
-    if (!parse_u32(value.substr(0, blank), option, time)) return false;
+    if (!parse_u32(value.substr(0, blank), option, time)) { return false; }
     text = blank == std::string::npos ? utc_text(static_cast<time_t>(time)) : value.substr(blank + 1);
     std::string problem = word_problem(text, false);
-    if (!problem.empty()) complain(std::string(option) + ": the date text \"" + printable(text) + "\" " + problem);
+    if (!problem.empty()) { complain(std::string(option) + ": the date text \"" + printable(text) + "\" " + problem); }
     return problem.empty();
 }
 
@@ -192,37 +195,43 @@ std::string plan_problem(const OrderPlan &plan) {
     };
     std::string problem;
     if (plan.has_storage_class &&
-        !(problem = named("--storage-class", plan.storage_class, word_problem(plan.storage_class, false))).empty())
+        !(problem = named("--storage-class", plan.storage_class, word_problem(plan.storage_class, false))).empty()) {
         return problem;
+    }
     if (!(problem = named("--original-path", plan.original_data_path, path_problem(plan.original_data_path))).empty() ||
-        !(problem = named("--local-path", plan.local_data_path, path_problem(plan.local_data_path))).empty())
+        !(problem = named("--local-path", plan.local_data_path, path_problem(plan.local_data_path))).empty()) {
         return problem;
+    }
     std::set<std::string> hosts;
     for (const std::string &host : plan.destinations) {
-        if (!(problem = named("--destination", host, word_problem(host, true))).empty()) return problem;
-        if (host.size() > 63) return named("--destination", host, "is longer than 63 characters");
-        if (!hosts.insert(host).second) return named("--destination", host, "is given twice");
+        if (!(problem = named("--destination", host, word_problem(host, true))).empty()) { return problem; }
+        if (host.size() > 63) { return named("--destination", host, "is longer than 63 characters"); }
+        if (!hosts.insert(host).second) { return named("--destination", host, "is given twice"); }
     }
-    for (const std::string &address : plan.notifications)
-        if (!(problem = named("--notify", address, word_problem(address, true))).empty()) return problem;
-    for (const std::string &line : plan.comment_lines)
-        if (!(problem = named("--comment", line, comment_problem(line))).empty()) return problem;
+    for (const std::string &address : plan.notifications) {
+        if (!(problem = named("--notify", address, word_problem(address, true))).empty()) { return problem; }
+    }
+    for (const std::string &line : plan.comment_lines) {
+        if (!(problem = named("--comment", line, comment_problem(line))).empty()) { return problem; }
+    }
     return "";
 }
 
 int run_order_new(const Invocation &call) {
     OrderPlan plan;
     std::string output, value;
-    if (!call.value("--output", output)) return call.usage("--output FILE is required");
-    if (!call.operands.empty()) return call.usage("unexpected \"" + printable(call.operands[0]) + "\"");
-    if (call.value("--id", value) && !parse_uuid(value, "identifier", plan.identifier)) return kExitUsage;
+    if (!call.value("--output", output)) { return call.usage("--output FILE is required"); }
+    if (!call.operands.empty()) { return call.usage("unexpected \"" + printable(call.operands[0]) + "\""); }
+    if (call.value("--id", value) && !parse_uuid(value, "identifier", plan.identifier)) { return kExitUsage; }
     plan.creation_time = static_cast<uint32_t>(std::time(nullptr));
     plan.creation_string = utc_text(static_cast<time_t>(plan.creation_time));
-    if (call.flag("--created") && !parse_date(call, "--created", plan.creation_time, plan.creation_string))
+    if (call.flag("--created") && !parse_date(call, "--created", plan.creation_time, plan.creation_string)) {
         return kExitUsage;
+    }
     plan.has_expiration = call.flag("--expires");
-    if (plan.has_expiration && !parse_date(call, "--expires", plan.expiration_time, plan.expiration_string))
+    if (plan.has_expiration && !parse_date(call, "--expires", plan.expiration_time, plan.expiration_string)) {
         return kExitUsage;
+    }
     plan.has_storage_class = call.value("--storage-class", plan.storage_class);
     call.value("--original-path", plan.original_data_path);
     call.value("--local-path", plan.local_data_path);
@@ -230,8 +239,8 @@ int run_order_new(const Invocation &call) {
     plan.notifications = call.values("--notify");
     plan.comment_lines = call.values("--comment");
     std::string problem = plan_problem(plan);
-    if (!problem.empty()) return call.usage(problem);
-    if (!may_write(output, call.flag("--force"))) return kExitExists;
+    if (!problem.empty()) { return call.usage(problem); }
+    if (!may_write(output, call.flag("--force"))) { return kExitExists; }
     return write_order_file(output, plan) ? kExitOk : kExitFailed;
 }
 
@@ -246,17 +255,22 @@ bool build_order(const std::string &path, const OrderPlan &plan, pxinfo_shp_orde
         order->expiration_time = plan.expiration_time;
         order->expiration_string = stg_area_strdup(area, plan.expiration_string.c_str());
     }
-    if (plan.has_storage_class) order->storage_class = stg_area_strdup(area, plan.storage_class.c_str());
+    if (plan.has_storage_class) { order->storage_class = stg_area_strdup(area, plan.storage_class.c_str()); }
     order->original_data_path = stg_area_strdup(area, plan.original_data_path.c_str());
     order->local_data_path = stg_area_strdup(area, plan.local_data_path.c_str());
-    if (order->creation_string == nullptr || order->original_data_path == nullptr || order->local_data_path == nullptr)
+    if (order->creation_string == nullptr || order->original_data_path == nullptr ||
+        order->local_data_path == nullptr) {
         return false;
-    for (const std::string &host : plan.destinations)
-        if (pxinfo_shp_create_destination(order, file, host.c_str(), 1, nullptr) != TBS_ST_OK) return false;
-    for (const std::string &address : plan.notifications)
-        if (pxinfo_shp_create_notification(order, file, address.c_str()) != TBS_ST_OK) return false;
-    for (const std::string &line : plan.comment_lines)
-        if (pxinfo_shp_create_comment(order, file, line.c_str()) != TBS_ST_OK) return false;
+    }
+    for (const std::string &host : plan.destinations) {
+        if (pxinfo_shp_create_destination(order, file, host.c_str(), 1, nullptr) != TBS_ST_OK) { return false; }
+    }
+    for (const std::string &address : plan.notifications) {
+        if (pxinfo_shp_create_notification(order, file, address.c_str()) != TBS_ST_OK) { return false; }
+    }
+    for (const std::string &line : plan.comment_lines) {
+        if (pxinfo_shp_create_comment(order, file, line.c_str()) != TBS_ST_OK) { return false; }
+    }
     return true;
 }
 
@@ -272,8 +286,11 @@ bool write_order_file(const std::string &path, const OrderPlan &plan) {
     bool written = false;
     if (build_order(path, plan, order)) {
         File out(path, "w");
-        if (out.get() == nullptr) fail(path, std::string("cannot create: ") + std::strerror(errno));
-        else written = pxinfo_shp_write_order(out.get(), path.c_str(), order) == TBS_ST_OK && out.close();
+        if (out.get() == nullptr) {
+            fail(path, std::string("cannot create: ") + std::strerror(errno));
+        } else {
+            written = pxinfo_shp_write_order(out.get(), path.c_str(), order) == TBS_ST_OK && out.close();
+        }
     }
     pxinfo_shp_destroy_order(&order);
     return written;

@@ -21,7 +21,7 @@ namespace {
 int run_type(const Invocation &call) {
     return show_per_operand(call, [](const Operand &file, std::vector<Node> &views) {
         const Finding finding = examine(file);
-        if (!acceptable(file, finding)) return false;
+        if (!acceptable(file, finding)) { return false; }
         views.push_back(Node::line()
                             .add("file", Node::text(file.name()))
                             .add("kind", Node::text(finding.kind))
@@ -59,10 +59,11 @@ Node info_view(const pxinfo_packet_info_t &info, const std::string &name) {
         .add("compress_type", Node::number(static_cast<int>(info.compress_type)))
         .add("aux_string", Node::text(info.aux_string));
     Node targets = Node::list();
-    for (uint32_t i = 0; i < info.target_count; ++i)
+    for (uint32_t i = 0; i < info.target_count; ++i) {
         targets.push(Node::object()
                          .add("replica", Node::text(selector_text(info.targets[i].replica)))
                          .add("name", Node::text(info.targets[i].name)));
+    }
     view.add("targets", std::move(targets)).add("references", references_view(source.references));
     return view;
 }
@@ -70,7 +71,7 @@ Node info_view(const pxinfo_packet_info_t &info, const std::string &name) {
 // The view of one file, or false after a message.
 bool info_of(const Operand &file, Area &area, std::vector<Node> &views) {
     Finding finding = examine(file);
-    if (!acceptable(file, finding)) return false;
+    if (!acceptable(file, finding)) { return false; }
     if (finding.kind != "kvcreate" && finding.kind != "kvupdate") {
         views.push_back(Node::object()
                             .add("file", Node::text(file.name()))
@@ -81,7 +82,7 @@ bool info_of(const Operand &file, Area &area, std::vector<Node> &views) {
     Subject subject(file.name(), file.path());
     pxinfo_packet_info_t info;
     tbs_status_t status = pxinfo_get_packet_info(file.path().c_str(), area.get(), 0, &info);
-    if (status == TBS_ST_OK) status = info.status;
+    if (status == TBS_ST_OK) { status = info.status; }
     if (status != TBS_ST_OK) {
         fail(file.name(), tbs_strerror(status));
         return false;
@@ -113,10 +114,11 @@ Node header_view(const pxinfo_kv_pkt_header_t &header, int major, const std::str
         .add("log_pkt_uuid", Node::text(uuid_text(header.log_pkt_uuid)))
         .add("aux_string", Node::text(header.aux_string));
     Node targets = Node::list();
-    for (int32_t i = 0; i < header.target_count; ++i)
+    for (int32_t i = 0; i < header.target_count; ++i) {
         targets.push(Node::object()
                          .add("replica_uuid", Node::text(uuid_text(header.targets[i].replica_uuid)))
                          .add("name", Node::text(header.targets[i].name)));
+    }
     Node replicas = Node::list();
     for (int32_t i = 0; i < header.replica_count; ++i) {
         const pxinfo_kv_pkt_rep_desc_t &replica = header.replicas[i];
@@ -140,7 +142,7 @@ bool header_of(const Operand &file, std::vector<Node> &views) {
     pxinfo_kv_pkt_header_t header;
     int major = 0;
     tbs_status_t status = pxinfo_kv_pkt_read_import_header_no_xdr(stream.get(), 0, &major, &header);
-    if (status == TBS_ST_OK) views.push_back(header_view(header, major, file.name()));
+    if (status == TBS_ST_OK) { views.push_back(header_view(header, major, file.name())); }
     pxinfo_kv_pkt_finish_import_header_no_xdr(stream.get(), &header);
     return status == TBS_ST_OK;
 }
@@ -161,15 +163,17 @@ bool parse_target(const std::string &text, PacketPlan::Target &target) {
 bool parse_replica(const std::string &text, PacketPlan::Replica &replica, bool &end_given, bool &ref_given) {
     std::vector<std::string> parts;
     size_t start = 0;
-    for (size_t colon; (colon = text.find(':', start)) != std::string::npos; start = colon + 1)
+    for (size_t colon; (colon = text.find(':', start)) != std::string::npos; start = colon + 1) {
         parts.push_back(text.substr(start, colon - start));
+    }
     parts.push_back(text.substr(start));
     if (parts.size() < 2 || parts.size() > 4) {
         complain("replica \"" + printable(text) + "\" is not UUID:START[:END[:REF]]");
         return false;
     }
-    if (!parse_uuid(parts[0], "replica", replica.replica) || !parse_u32(parts[1], "start epoch", replica.start_epoch))
+    if (!parse_uuid(parts[0], "replica", replica.replica) || !parse_u32(parts[1], "start epoch", replica.start_epoch)) {
         return false;
+    }
     end_given = parts.size() > 2;
     ref_given = parts.size() > 3;
     replica.end_epoch = 0;
@@ -181,83 +185,92 @@ bool parse_replica(const std::string &text, PacketPlan::Replica &replica, bool &
 // What the header layout of the major version cannot carry (and a reader
 // would give back as a default), or "".
 std::string beyond_layout(const PacketPlan &plan, bool end_given) {
-    if (plan.major_version >= 6) return "";
-    if (plan.sequence != 1) return "--seq (layouts before version 6 read back 1)";
-    if (!tbs_uuid_eq(&plan.log_uuid, &TBS_UUID_NULL)) return "--log-uuid (layouts before version 6 carry none)";
-    if (end_given) return "an end epoch in --replica (layouts before version 6 carry none)";
-    if (plan.major_version > 0) return "";
-    if (!plan.aux_string.empty()) return "--aux-string (version 0 carries none)";
-    for (const PacketPlan::Replica &replica : plan.replicas)
-        if (replica.ref_value != 0) return "a reference value in --replica (version 0 carries none)";
+    if (plan.major_version >= 6) { return ""; }
+    if (plan.sequence != 1) { return "--seq (layouts before version 6 read back 1)"; }
+    if (!tbs_uuid_eq(&plan.log_uuid, &TBS_UUID_NULL)) { return "--log-uuid (layouts before version 6 carry none)"; }
+    if (end_given) { return "an end epoch in --replica (layouts before version 6 carry none)"; }
+    if (plan.major_version > 0) { return ""; }
+    if (!plan.aux_string.empty()) { return "--aux-string (version 0 carries none)"; }
+    for (const PacketPlan::Replica &replica : plan.replicas) {
+        if (replica.ref_value != 0) { return "a reference value in --replica (version 0 carries none)"; }
+    }
     return "";
 }
 
 int run_packet_new(const Invocation &call) {
     PacketPlan plan;
     std::string output, value;
-    if (!call.value("--output", output)) return call.usage("--output FILE is required");
-    if (!call.operands.empty()) return call.usage("unexpected \"" + printable(call.operands[0]) + "\"");
+    if (!call.value("--output", output)) { return call.usage("--output FILE is required"); }
+    if (!call.operands.empty()) { return call.usage("unexpected \"" + printable(call.operands[0]) + "\""); }
     uint32_t major = 7;
-    if (call.value("--major", value) && !parse_u32(value, "major version", major)) return kExitUsage;
-    if (major > 7) return call.usage("--major is 0 to 7");
+    if (call.value("--major", value) && !parse_u32(value, "major version", major)) { return kExitUsage; }
+    if (major > 7) { return call.usage("--major is 0 to 7"); }
     plan.major_version = static_cast<int>(major);
     if (call.value("--sync-type", value)) {
-        if (value == "update") plan.sync_type = 1;
-        else if (value == "creation") plan.sync_type = 2;
-        else return call.usage("--sync-type is update or creation");
+        if (value == "update") {
+            plan.sync_type = 1;
+        } else if (value == "creation") {
+            plan.sync_type = 2;
+        } else {
+            return call.usage("--sync-type is update or creation");
+        }
     }
-    if (!call.value("--family", value) || !parse_uuid(value, "family", plan.family))
+    if (!call.value("--family", value) || !parse_uuid(value, "family", plan.family)) {
         return call.usage("--family UUID is required");
-    if (!call.value("--source", value) || !parse_uuid(value, "source", plan.source))
+    }
+    if (!call.value("--source", value) || !parse_uuid(value, "source", plan.source)) {
         return call.usage("--source UUID is required");
-    if (call.value("--seq", value) && !parse_u32(value, "sequence number", plan.sequence)) return kExitUsage;
-    if (call.value("--log-uuid", value) && !parse_uuid(value, "log uuid", plan.log_uuid)) return kExitUsage;
+    }
+    if (call.value("--seq", value) && !parse_u32(value, "sequence number", plan.sequence)) { return kExitUsage; }
+    if (call.value("--log-uuid", value) && !parse_uuid(value, "log uuid", plan.log_uuid)) { return kExitUsage; }
     call.value("--aux-string", plan.aux_string);
     for (const std::string &text : call.values("--target")) {
         PacketPlan::Target target;
-        if (!parse_target(text, target)) return kExitUsage;
+        if (!parse_target(text, target)) { return kExitUsage; }
         plan.targets.push_back(target);
     }
     bool any_end = false;
     for (const std::string &text : call.values("--replica")) {
         PacketPlan::Replica replica;
         bool end_given = false, ref_given = false;
-        if (!parse_replica(text, replica, end_given, ref_given)) return kExitUsage;
-        if (!end_given && plan.major_version >= 6) replica.end_epoch = replica.start_epoch;
+        if (!parse_replica(text, replica, end_given, ref_given)) { return kExitUsage; }
+        if (!end_given && plan.major_version >= 6) { replica.end_epoch = replica.start_epoch; }
         any_end = any_end || end_given;
         plan.replicas.push_back(replica);
     }
     std::string lost = beyond_layout(plan, any_end);
-    if (!lost.empty()) return call.usage("version " + std::to_string(major) + " cannot carry " + lost);
-    if (!may_write(output, call.flag("--force"))) return kExitExists;
+    if (!lost.empty()) { return call.usage("version " + std::to_string(major) + " cannot carry " + lost); }
+    if (!may_write(output, call.flag("--force"))) { return kExitExists; }
     return write_packet_file(output, plan) ? kExitOk : kExitFailed;
 }
 
 // ---- order-of --------------------------------------------------------------
 
 int run_order_of(const Invocation &call) {
-    if (call.operands.empty()) return call.usage("give the update packets");
+    if (call.operands.empty()) { return call.usage("give the update packets"); }
     Area area;
     std::vector<pxinfo_packet_info_t> packets(call.operands.size());
     std::vector<std::unique_ptr<Operand>> files;
     for (size_t i = 0; i < call.operands.size(); ++i) {
         files.emplace_back(new Operand(call.operands[i]));
         const Operand &file = *files.back();
-        if (!file.ready()) return kExitFailed;
+        if (!file.ready()) { return kExitFailed; }
         Finding finding = examine(file);
-        if (!acceptable(file, finding)) return kExitFailed;
+        if (!acceptable(file, finding)) { return kExitFailed; }
         if (finding.kind != "kvupdate" && finding.kind != "kvcreate") {
             fail(file.name(), "not a packet but " + finding.kind);
             return kExitFailed;
         }
         Subject subject(file.name(), file.path());
         if (pxinfo_get_packet_info(file.path().c_str(), area.get(), static_cast<int>(i), &packets[i]) != TBS_ST_OK ||
-            packets[i].status != 0)
+            packets[i].status != 0) {
             return kExitFailed;
+        }
     }
     Node order = Node::list();
-    for (const pxinfo_packet_info_t *packet : import_order(packets))
+    for (const pxinfo_packet_info_t *packet : import_order(packets)) {
         order.push(Node::text(files[static_cast<size_t>(packet->caller_value)]->name()));
+    }
     show(order, call.flag("--json"));
     return kExitOk;
 }
@@ -270,7 +283,7 @@ std::vector<const pxinfo_packet_info_t *> import_order(const std::vector<pxinfo_
     std::vector<const pxinfo_packet_info_t *> order;
     for (const pxinfo_packet_info_t &packet : packets) {
         auto position = order.begin();
-        while (position != order.end() && pxinfo_compare_pkt_dependencies(&packet, *position) >= 0) ++position;
+        while (position != order.end() && pxinfo_compare_pkt_dependencies(&packet, *position) >= 0) { ++position; }
         order.insert(position, &packet);
     }
     return order;
@@ -278,12 +291,14 @@ std::vector<const pxinfo_packet_info_t *> import_order(const std::vector<pxinfo_
 
 bool write_packet_file(const std::string &path, const PacketPlan &plan) {
     std::vector<pxinfo_kv_pkt_tgt_desc_t> targets;
-    for (const PacketPlan::Target &target : plan.targets)
+    for (const PacketPlan::Target &target : plan.targets) {
         targets.push_back(pxinfo_kv_pkt_tgt_desc_t{target.replica, const_cast<char *>(target.name.c_str())});
+    }
     std::vector<pxinfo_kv_pkt_rep_desc_t> replicas;
-    for (const PacketPlan::Replica &replica : plan.replicas)
+    for (const PacketPlan::Replica &replica : plan.replicas) {
         replicas.push_back(
             pxinfo_kv_pkt_rep_desc_t{replica.replica, replica.start_epoch, replica.end_epoch, replica.ref_value});
+    }
     pxinfo_kv_pkt_header_t header;
     std::memset(&header, 0, sizeof header);
     header.minor_version = plan.minor_version;

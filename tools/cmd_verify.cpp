@@ -24,12 +24,19 @@ struct Tally {
 void verify_file(const std::string &argument, Tally &tally, Node &lines) {
     Operand file(argument);
     Finding finding;
-    if (file.ready()) finding = examine(file);
-    else finding = Finding{Finding::State::unreadable, "?", "standard input cannot be read"};
+    if (file.ready()) {
+        finding = examine(file);
+    } else {
+        finding = Finding{Finding::State::unreadable, "?", "standard input cannot be read"};
+    }
     ++tally.files;
-    if (finding.state == Finding::State::good) ++tally.ok;
-    else if (finding.state == Finding::State::unknown) ++tally.unknown;
-    else ++tally.damaged;
+    if (finding.state == Finding::State::good) {
+        ++tally.ok;
+    } else if (finding.state == Finding::State::unknown) {
+        ++tally.unknown;
+    } else {
+        ++tally.damaged;
+    }
     bool known = finding.state != Finding::State::unreadable && finding.state != Finding::State::unknown;
     lines.push(Node::line()
                    .add("file", Node::text(file.name()))
@@ -47,9 +54,11 @@ bool verify_directory(const std::string &path, bool recursive, Tally &tally, Nod
         return false;
     }
     std::vector<std::string> names;
-    while (const dirent *entry = ::readdir(dir))
-        if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
+    while (const dirent *entry = ::readdir(dir)) {
+        if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0) {
             names.emplace_back(entry->d_name);
+        }
+    }
     ::closedir(dir);
     std::sort(names.begin(), names.end());
     bool all_read = true;
@@ -57,7 +66,7 @@ bool verify_directory(const std::string &path, bool recursive, Tally &tally, Nod
         std::string child = path + (path.back() == '/' ? "" : "/") + name;
         struct stat info;
         if (::lstat(child.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
-            if (recursive) all_read = verify_directory(child, true, tally, lines) && all_read;
+            if (recursive) { all_read = verify_directory(child, true, tally, lines) && all_read; }
         } else if (::stat(child.c_str(), &info) == 0 && S_ISREG(info.st_mode)) {
             verify_file(child, tally, lines);
         }
@@ -66,15 +75,17 @@ bool verify_directory(const std::string &path, bool recursive, Tally &tally, Nod
 }
 
 int run_verify(const Invocation &call) {
-    if (call.operands.empty()) return call.usage("give files or directories");
+    if (call.operands.empty()) { return call.usage("give files or directories"); }
     Tally tally;
     Node lines = Node::list();
     bool all_read = true;
     for (const std::string &argument : call.operands) {
         struct stat info;
-        if (argument != "-" && ::stat(argument.c_str(), &info) == 0 && S_ISDIR(info.st_mode))
+        if (argument != "-" && ::stat(argument.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
             all_read = verify_directory(argument, call.flag("--recursive"), tally, lines) && all_read;
-        else verify_file(argument, tally, lines);
+        } else {
+            verify_file(argument, tally, lines);
+        }
     }
     show(Node::object()
              .add("files", std::move(lines))

@@ -22,22 +22,24 @@ const std::vector<Command> &all_commands() {
     static const std::vector<Command> commands = [] {
         std::vector<Command> all;
         for (const auto *group :
-             {&packet_commands(), &verify_commands(), &order_commands(), &health_commands(), &demo_commands()})
+             {&packet_commands(), &verify_commands(), &order_commands(), &health_commands(), &demo_commands()}) {
             all.insert(all.end(), group->begin(), group->end());
+        }
         return all;
     }();
     return commands;
 }
 
 const Command *find_command_named(const std::string &name) {
-    for (const Command &command : all_commands())
-        if (name == command.name) return &command;
+    for (const Command &command : all_commands()) {
+        if (name == command.name) { return &command; }
+    }
     return nullptr;
 }
 
 bool Invocation::value(const char *name, std::string &out) const {
     auto found = given.find(name);
-    if (found == given.end()) return false;
+    if (found == given.end()) { return false; }
     out = found->second.back();
     return true;
 }
@@ -54,7 +56,7 @@ int Invocation::usage(const std::string &problem) const {
 
 bool may_write(const std::string &path, bool force) {
     struct stat info;
-    if (force || ::lstat(path.c_str(), &info) != 0) return true;
+    if (force || ::lstat(path.c_str(), &info) != 0) { return true; }
     complain(printable(path) + ": exists; give --force to replace it");
     return false;
 }

@@ -24,11 +24,12 @@ bool packet_but_magic(const std::string &path) {
     std::vector<unsigned char> head(1 << 20);
     File file(path, "rb");
     size_t got = file.get() != nullptr ? std::fread(head.data(), 1, head.size(), file.get()) : 0;
-    if (got < 8 || word_at(head.data(), 1) > 7) return false;
-    for (int i = 0; i < 4; ++i)
+    if (got < 8 || word_at(head.data(), 1) > 7) { return false; }
+    for (int i = 0; i < 4; ++i) {
         head[static_cast<size_t>(i)] = static_cast<unsigned char>(PXINFO_KV_PKT_MAGIC >> (24 - 8 * i));
+    }
     FILE *copy = ::fmemopen(head.data(), got, "rb");
-    if (copy == nullptr) return false;
+    if (copy == nullptr) { return false; }
     pxinfo_kv_pkt_header_t header;
     int major = 0;
     bool readable = pxinfo_kv_pkt_read_import_header_no_xdr(copy, 1, &major, &header) == TBS_ST_OK;
@@ -44,24 +45,25 @@ Look look_of(const std::string &path) {
     unsigned char head[16] = {};
     File file(path, "rb");
     size_t got = file.get() != nullptr ? std::fread(head, 1, sizeof head, file.get()) : 0;
-    if (got >= 4 && word_at(head, 0) == PXINFO_KV_PKT_MAGIC) return Look::packet;
-    if (got >= 8 && word_at(head, 1) <= 7 && packet_but_magic(path)) return Look::packet;
+    if (got >= 4 && word_at(head, 0) == PXINFO_KV_PKT_MAGIC) { return Look::packet; }
+    if (got >= 8 && word_at(head, 1) <= 7 && packet_but_magic(path)) { return Look::packet; }
     uint32_t count = word_at(head, 1);
-    if (got == sizeof head && count >= 2 && count <= 1u << 20 && word_at(head, 2) == count && word_at(head, 3) <= 255)
+    if (got == sizeof head && count >= 2 && count <= 1u << 20 && word_at(head, 2) == count && word_at(head, 3) <= 255) {
         return Look::health;
+    }
     return Look::neither;
 }
 
 // The library's message on reading the header, not quietly this time.
 std::string header_problem(const std::string &path) {
     File file(path, "rb");
-    if (file.get() == nullptr) return "cannot be opened";
+    if (file.get() == nullptr) { return "cannot be opened"; }
     Capture capture;
     pxinfo_kv_pkt_header_t header;
     int major = 0;
     tbs_status_t status = pxinfo_kv_pkt_read_import_header_no_xdr(file.get(), 0, &major, &header);
     pxinfo_kv_pkt_finish_import_header_no_xdr(file.get(), &header);
-    if (!capture.first().empty()) return capture.first();
+    if (!capture.first().empty()) { return capture.first(); }
     return status == TBS_ST_OK ? "" : tbs_strerror(status);
 }
 
@@ -76,7 +78,7 @@ std::string inconsistency(const std::string &path) {
         Capture capture(true);
         HealthRecords again;
         File file(path, "rb");
-        if (file.get() != nullptr) pxinfo_read_health_file(&again.sync, &again.epoch, file.get(), 0);
+        if (file.get() != nullptr) { pxinfo_read_health_file(&again.sync, &again.epoch, file.get(), 0); }
         rule = capture.first();
     }
     imsg_set_desired_verbosity(verbosity);
@@ -93,9 +95,9 @@ HealthRecords::~HealthRecords() {
 
 std::string read_health(const std::string &path, HealthRecords &records) {
     File file(path, "rb");
-    if (file.get() == nullptr) return "cannot be opened";
+    if (file.get() == nullptr) { return "cannot be opened"; }
     tbs_status_t status = pxinfo_read_health_file(&records.sync, &records.epoch, file.get(), 0);
-    if (status == TBS_ST_INVALID_ARG) return inconsistency(path);
+    if (status == TBS_ST_INVALID_ARG) { return inconsistency(path); }
     if (status != TBS_ST_OK) {
         // Which record fails: the epoch status comes first, alone if asked.
         HealthRecords epoch_only;
@@ -106,7 +108,7 @@ std::string read_health(const std::string &path, HealthRecords &records) {
         return std::string("cannot decode its ") + (epoch_read ? "sync" : "epoch") +
                " status record: " + (ended ? "the file ends inside it" : "malformed data");
     }
-    if (std::fgetc(file.get()) != EOF) return "data follows its two records";
+    if (std::fgetc(file.get()) != EOF) { return "data follows its two records"; }
     return "";
 }
 
@@ -148,9 +150,11 @@ Finding examine(const Operand &file) {
 }
 
 bool acceptable(const Operand &file, const Finding &finding) {
-    if (finding.state == Finding::State::damaged)
+    if (finding.state == Finding::State::damaged) {
         complain(printable(file.name()) + ": damaged " + finding.kind + ": " + finding.reason);
-    else if (finding.state == Finding::State::unreadable) fail(file.name(), finding.reason);
+    } else if (finding.state == Finding::State::unreadable) {
+        fail(file.name(), finding.reason);
+    }
     return finding.state == Finding::State::good || finding.state == Finding::State::unknown;
 }
 

@@ -26,30 +26,33 @@ constexpr const char *kClosingHelp =
 
 std::string usage_line(const Command &command) {
     std::string line = std::string("usage: pxinfo ") + command.name;
-    for (const Option &option : command.options)
-        if (std::strcmp(option.name, "--output") == 0) line += " --output FILE";
-    if (!command.options.empty()) line += " [options]";
-    if (*command.operands != '\0') line += std::string(" ") + command.operands;
+    for (const Option &option : command.options) {
+        if (std::strcmp(option.name, "--output") == 0) { line += " --output FILE"; }
+    }
+    if (!command.options.empty()) { line += " [options]"; }
+    if (*command.operands != '\0') { line += std::string(" ") + command.operands; }
     return line + "\n";
 }
 
 void print_usage(const Command &command, FILE *out) {
     std::fprintf(out, "%s\n%s\n", usage_line(command).c_str(), command.description);
-    if (command.options.empty()) return;
+    if (command.options.empty()) { return; }
     std::fputs("\nOptions:\n", out);
     for (const Option &option : command.options) {
         std::string left = option.short_name != '\0' ? std::string("-") + option.short_name + ", " : "";
         left += option.name;
-        if (option.value != nullptr) left += std::string(" ") + option.value;
+        if (option.value != nullptr) { left += std::string(" ") + option.value; }
         std::fprintf(out, "  %-30s %s\n", left.c_str(), option.help);
     }
 }
 
 // Lists the commands whose names start with prefix ("" for all, "order " for a group).
 void list_commands(const std::string &prefix, FILE *out) {
-    for (const Command &command : all_commands())
-        if (std::strncmp(command.name, prefix.c_str(), prefix.size()) == 0)
+    for (const Command &command : all_commands()) {
+        if (std::strncmp(command.name, prefix.c_str(), prefix.size()) == 0) {
             std::fprintf(out, "  %-14s %s\n", command.name, command.summary);
+        }
+    }
 }
 
 void print_overview(FILE *out) {
@@ -60,14 +63,15 @@ void print_overview(FILE *out) {
 }
 
 bool is_group(const std::string &word) {
-    for (const Command &command : all_commands())
-        if (std::strncmp(command.name, (word + " ").c_str(), word.size() + 1) == 0) return true;
+    for (const Command &command : all_commands()) {
+        if (std::strncmp(command.name, (word + " ").c_str(), word.size() + 1) == 0) { return true; }
+    }
     return false;
 }
 
 int help(const Args &words) {
     std::string name;
-    for (const std::string &word : words) name += (name.empty() ? "" : " ") + word;
+    for (const std::string &word : words) { name += (name.empty() ? "" : " ") + word; }
     if (name.empty()) {
         print_overview(stdout);
     } else if (const Command *command = find_command_named(name)) {
@@ -92,8 +96,11 @@ int print_version() {
 }
 
 const Option *find_option(const Command &command, const std::string &name) {
-    for (const Option &option : command.options)
-        if (name == option.name || (name.size() == 2 && name[0] == '-' && name[1] == option.short_name)) return &option;
+    for (const Option &option : command.options) {
+        if (name == option.name || (name.size() == 2 && name[0] == '-' && name[1] == option.short_name)) {
+            return &option;
+        }
+    }
     return nullptr;
 }
 
@@ -118,12 +125,13 @@ int parse(const Args &words, Invocation &call) {
         size_t equals = word.find('=');
         std::string name = word.substr(0, equals);
         const Option *option = find_option(call.command, name);
-        if (option == nullptr) return call.usage("unknown option '" + printable(name) + "'");
-        if (call.given.count(option->name) != 0 && !option->repeatable)
+        if (option == nullptr) { return call.usage("unknown option '" + printable(name) + "'"); }
+        if (call.given.count(option->name) != 0 && !option->repeatable) {
             return call.usage(std::string(option->name) + " is given twice");
+        }
         std::vector<std::string> &values = call.given[option->name];
         if (option->value == nullptr) {
-            if (equals != std::string::npos) return call.usage(std::string(option->name) + " takes no value");
+            if (equals != std::string::npos) { return call.usage(std::string(option->name) + " takes no value"); }
             values.emplace_back();
         } else if (equals != std::string::npos) {
             values.push_back(word.substr(equals + 1));
@@ -157,20 +165,22 @@ int dispatch(const Args &args) {
         return kExitUsage;
     }
     const std::string &first = args[0];
-    if (first == "--version") return print_version();
-    if (first == "--help" || first == "-h") return help(Args());
-    if (first == "help") return help(Args(args.begin() + 1, args.end()));
+    if (first == "--version") { return print_version(); }
+    if (first == "--help" || first == "-h") { return help(Args()); }
+    if (first == "help") { return help(Args(args.begin() + 1, args.end())); }
     size_t words = 0;
     const Command *command = match_command(args, words);
     if (command == nullptr) {
-        if (!first.empty() && first[0] == '-')
+        if (!first.empty() && first[0] == '-') {
             complain("unknown option '" + printable(first) + "'; see 'pxinfo --help'");
-        else if (is_group(first)) {
+        } else if (is_group(first)) {
             std::string what = args.size() > 1 ? "unknown command '" + printable(first + " " + args[1]) + "'; "
                                                : "'" + first + "' needs a command; ";
             std::fprintf(stderr, "pxinfo: %spxinfo %s commands:\n", what.c_str(), first.c_str());
             list_commands(first + " ", stderr);
-        } else complain("unknown command '" + printable(first) + "'; see 'pxinfo --help'");
+        } else {
+            complain("unknown command '" + printable(first) + "'; see 'pxinfo --help'");
+        }
         return kExitUsage;
     }
     Invocation call(*command);

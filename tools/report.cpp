@@ -17,13 +17,14 @@ const Subject *current_subject = nullptr;
 Capture *current_capture = nullptr;
 
 void replace_all(std::string &text, const std::string &from, const std::string &to) {
-    if (from.empty() || from == to) return;
-    for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())
+    if (from.empty() || from == to) { return; }
+    for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
         text.replace(at, from.size(), to);
+    }
 }
 
 std::string without_newline(std::string text) {
-    while (!text.empty() && text.back() == '\n') text.pop_back();
+    while (!text.empty() && text.back() == '\n') { text.pop_back(); }
     return text;
 }
 
@@ -49,16 +50,20 @@ struct Sink {
             std::fputs(line.c_str(), stdout);
             return;
         }
-        if (current_subject != nullptr) replace_all(line, current_subject->path_, current_subject->name_);
+        if (current_subject != nullptr) { replace_all(line, current_subject->path_, current_subject->name_); }
         line = without_newline(line);
         Capture *capture = current_capture;
         if (capture != nullptr && (severity != 8 || capture->traces_)) {
             capture->lines_.push_back(Capture::Line{severity, component != nullptr ? component : "", line});
             return;
         }
-        if (severity == 8) std::fprintf(stderr, "%s\n", line.c_str());
-        else if (current_subject == nullptr) complain((severity == 4 ? "warning: " : "") + line);
-        else fail(current_subject->name_, (severity == 4 ? "warning: " : "") + line);
+        if (severity == 8) {
+            std::fprintf(stderr, "%s\n", line.c_str());
+        } else if (current_subject == nullptr) {
+            complain((severity == 4 ? "warning: " : "") + line);
+        } else {
+            fail(current_subject->name_, (severity == 4 ? "warning: " : "") + line);
+        }
     }
 };
 
@@ -77,21 +82,22 @@ Capture::~Capture() { current_capture = previous_; }
 
 std::string Capture::first() const {
     for (const Line &line : lines_) {
-        if (line.severity != 8) return line.text;
+        if (line.severity != 8) { return line.text; }
         // Detail traces come without a component; entry and exit lines do not count.
-        if (line.component.empty() && line.text.compare(0, 8, "exiting ") != 0) return line.text;
+        if (line.component.empty() && line.text.compare(0, 8, "exiting ") != 0) { return line.text; }
     }
     return "";
 }
 
 bool Capture::from(const char *component) const {
-    for (const Line &line : lines_)
-        if (line.severity == 6 && line.component == component) return true;
+    for (const Line &line : lines_) {
+        if (line.severity == 6 && line.component == component) { return true; }
+    }
     return false;
 }
 
 Operand::Operand(const std::string &argument) : name_(argument), path_(argument) {
-    if (argument != "-") return;
+    if (argument != "-") { return; }
     name_ = "(standard input)";
     const char *dir = std::getenv("TMPDIR");
     std::string pattern = std::string(dir != nullptr && *dir != '\0' ? dir : "/tmp") + "/pxinfo-stdin-XXXXXX";
@@ -105,8 +111,9 @@ Operand::Operand(const std::string &argument) : name_(argument), path_(argument)
     path_ = pattern;
     char buffer[65536];
     ssize_t got;
-    while ((got = ::read(STDIN_FILENO, buffer, sizeof buffer)) > 0)
-        if (::write(fd, buffer, static_cast<size_t>(got)) != got) got = -1;
+    while ((got = ::read(STDIN_FILENO, buffer, sizeof buffer)) > 0) {
+        if (::write(fd, buffer, static_cast<size_t>(got)) != got) { got = -1; }
+    }
     if (::close(fd) != 0 || got < 0) {
         complain("cannot copy standard input: " + std::string(std::strerror(errno)));
         ::unlink(path_.c_str());
@@ -115,7 +122,7 @@ Operand::Operand(const std::string &argument) : name_(argument), path_(argument)
 }
 
 Operand::~Operand() {
-    if (temporary_ && !path_.empty()) ::unlink(path_.c_str());
+    if (temporary_ && !path_.empty()) { ::unlink(path_.c_str()); }
 }
 
 int close_output(int status) {
@@ -125,7 +132,7 @@ int close_output(int status) {
         failed = true;
         error = errno;
     }
-    if (!failed) return status;
+    if (!failed) { return status; }
     complain("cannot write to standard output: " + std::string(std::strerror(error)));
     return status == kExitOk ? kExitFailed : status;
 }

@@ -15,19 +15,19 @@ std::string uuid_text(const tbs_uuid_t &uuid) {
 }
 
 bool parse_uuid(const std::string &text, const char *what, tbs_uuid_t &uuid) {
-    if (tbs_str_to_uuid(text.c_str(), &uuid) == TBS_ST_OK) return true;
+    if (tbs_str_to_uuid(text.c_str(), &uuid) == TBS_ST_OK) { return true; }
     complain(std::string(what) + " \"" + printable(text) + "\" is not a uuid");
     return false;
 }
 
 bool parse_u32(const std::string &text, const char *what, uint32_t &value) {
-    if (!text.empty() && strutl_strtoul(text.c_str(), 10, &value) == TBS_ST_OK) return true;
+    if (!text.empty() && strutl_strtoul(text.c_str(), 10, &value) == TBS_ST_OK) { return true; }
     complain(std::string(what) + " \"" + printable(text) + "\" is not an unsigned 32-bit number");
     return false;
 }
 
 bool parse_i32(const std::string &text, const char *what, int32_t &value) {
-    if (!text.empty() && strutl_strtol(text.c_str(), 10, &value) == TBS_ST_OK) return true;
+    if (!text.empty() && strutl_strtol(text.c_str(), 10, &value) == TBS_ST_OK) { return true; }
     complain(std::string(what) + " \"" + printable(text) + "\" is not a signed 32-bit number");
     return false;
 }
@@ -61,8 +61,9 @@ const char *sync_status_name(int value) {
 std::string utc_text(time_t seconds) {
     struct tm parts;
     char text[32];
-    if (gmtime_r(&seconds, &parts) == nullptr || std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts) == 0)
+    if (gmtime_r(&seconds, &parts) == nullptr || std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts) == 0) {
         return std::to_string(static_cast<long long>(seconds));
+    }
     return text;
 }
 
@@ -72,19 +73,19 @@ Node changed_time(const std::string &path) {
 }
 
 int show_per_operand(const Invocation &call, const std::function<bool(const Operand &, std::vector<Node> &)> &view_of) {
-    if (call.operands.empty()) return call.usage("give one or more files");
+    if (call.operands.empty()) { return call.usage("give one or more files"); }
     std::vector<Node> views;
     int exit_status = kExitOk;
     for (const std::string &argument : call.operands) {
         Operand file(argument);
-        if (!file.ready() || !view_of(file, views)) exit_status = kExitFailed;
+        if (!file.ready() || !view_of(file, views)) { exit_status = kExitFailed; }
     }
     const bool as_json = call.flag("--json");
     if (call.operands.size() == 1 && views.size() == 1) {
         show(views[0], as_json);
     } else if (!views.empty() || as_json) {
         Node all = Node::list();
-        for (Node &view : views) all.push(std::move(view));
+        for (Node &view : views) { all.push(std::move(view)); }
         show(all, as_json);
     }
     return exit_status;

@@ -45,7 +45,7 @@ class File {
   public:
     File(const std::string &path, const char *mode) : stream_(std::fopen(path.c_str(), mode)) {}
     ~File() {
-        if (stream_ != nullptr) std::fclose(stream_);
+        if (stream_ != nullptr) { std::fclose(stream_); }
     }
     File(const File &) = delete;
     File &operator=(const File &) = delete;

@@ -42,18 +42,12 @@ int split_words(const char *line, char *text, char **words) {
     const char *p = line;
     char *out = text;
     for (;;) {
-        while (is_blank(*p)) {
-            ++p;
-        }
-        if (*p == '\0') {
-            return count;
-        }
+        while (is_blank(*p)) { ++p; }
+        if (*p == '\0') { return count; }
         words[count++] = out;
         if (*p == '"') {
             const char *close = strchr(p + 1, '"');
-            if (close == nullptr) {
-                return -1;
-            }
+            if (close == nullptr) { return -1; }
             size_t n = static_cast<size_t>(close - (p + 1));
             memcpy(out, p + 1, n);
             out += n;
@@ -62,9 +56,7 @@ int split_words(const char *line, char *text, char **words) {
             // Find the word's end first, then copy it whole: one test a
             // character instead of a test, a copy and two steps.
             const char *end = p;
-            while (!ends_word(*end)) {
-                ++end;
-            }
+            while (!ends_word(*end)) { ++end; }
             size_t n = static_cast<size_t>(end - p);
             memcpy(out, p, n);
             out += n;
@@ -75,9 +67,7 @@ int split_words(const char *line, char *text, char **words) {
 }
 
 void set_error(int *error, int code) {
-    if (error != nullptr) {
-        *error = code;
-    }
+    if (error != nullptr) { *error = code; }
 }
 
 }  // namespace
@@ -115,9 +105,7 @@ cl_handle_t *cl_parse_line(const char *line, int *error) {
 }
 
 const char *cl_getarg(cl_handle_t *handle) {
-    if (handle == nullptr) {
-        return nullptr;
-    }
+    if (handle == nullptr) { return nullptr; }
     if (handle->position >= handle->count) {
         handle->error = CL_E_OK;
         return nullptr;
@@ -142,17 +130,13 @@ int cl_argcount(const cl_handle_t *handle) { return handle == nullptr ? 0 : hand
 int cl_getoffset(const cl_handle_t *handle) { return handle == nullptr ? 0 : handle->position; }
 
 int cl_setoffset(cl_handle_t *handle, int offset) {
-    if (handle == nullptr || offset < 0 || offset > handle->count) {
-        return CL_E_INVALID_ARG;
-    }
+    if (handle == nullptr || offset < 0 || offset > handle->count) { return CL_E_INVALID_ARG; }
     handle->position = offset;
     return CL_E_OK;
 }
 
 void cl_destroy(cl_handle_t **handle) {
-    if (handle == nullptr || *handle == nullptr) {
-        return;
-    }
+    if (handle == nullptr || *handle == nullptr) { return; }
     stg_free(*handle);
     *handle = nullptr;
 }

@@ -22,9 +22,7 @@ TBS_API const char *date_fmt_token_utc(time_t when) {
 }
 
 TBS_API void date_get_timeval(struct timeval *now) {
-    if (now == nullptr) {
-        return;
-    }
+    if (now == nullptr) { return; }
     if (gettimeofday(now, nullptr) != 0) {
         now->tv_sec = time(nullptr);
         now->tv_usec = 0;

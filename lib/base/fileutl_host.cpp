@@ -25,19 +25,13 @@ bool same_label(const char *a, size_t a_len, const char *b, size_t b_len) {
 // unqualified and equals the other's first label ("build7" and
 // "build7.example.com" name the same host).
 bool names_this_host(const char *host, const char *own) {
-    if (strcasecmp(host, own) == 0) {
-        return true;
-    }
+    if (strcasecmp(host, own) == 0) { return true; }
     const size_t host_len = std::strlen(host);
     const size_t own_len = std::strlen(own);
     const size_t host_short = short_name_length(host);
     const size_t own_short = short_name_length(own);
-    if (host_short == host_len) {
-        return same_label(host, host_len, own, own_short);
-    }
-    if (own_short == own_len) {
-        return same_label(host, host_short, own, own_len);
-    }
+    if (host_short == host_len) { return same_label(host, host_len, own, own_short); }
+    if (own_short == own_len) { return same_label(host, host_short, own, own_len); }
     return false;
 }
 
@@ -59,18 +53,12 @@ TBS_API int fileutl_exists(const char *path, int follow_links) {
 }
 
 TBS_API int fileutl_is_localhost(const char *host) {
-    if (host == nullptr || host[0] == '\0') {
-        return 0;
-    }
+    if (host == nullptr || host[0] == '\0') { return 0; }
     for (const char *name : kLoopbackNames) {
-        if (strcasecmp(host, name) == 0) {
-            return 1;
-        }
+        if (strcasecmp(host, name) == 0) { return 1; }
     }
     char own[HOST_NAME_MAX + 1];
-    if (gethostname(own, sizeof own) != 0) {
-        return 0;
-    }
+    if (gethostname(own, sizeof own) != 0) { return 0; }
     own[sizeof own - 1] = '\0';
     return names_this_host(host, own) ? 1 : 0;
 }

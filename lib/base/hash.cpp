@@ -63,8 +63,9 @@ size_t hash_of(std::string_view key) { return std::hash<std::string_view>()(key)
 void fetch_lines(const void *start, size_t size) {
     auto first = reinterpret_cast<uintptr_t>(start) & ~(kCacheLine - 1);
     size_t lines = (reinterpret_cast<uintptr_t>(start) + size - 1 - first) / kCacheLine + 1;
-    for (size_t line = 0; line < lines; ++line)
+    for (size_t line = 0; line < lines; ++line) {
         __builtin_prefetch(reinterpret_cast<const char *>(first + line * kCacheLine));
+    }
 }
 
 // Linear probing slows down sharply as the slots fill: a look-up of a missing
@@ -79,7 +80,7 @@ size_t max_load(size_t capacity) { return capacity / 4 * 3; }
 size_t capacity_for(size_t size_hint) {
     size_t capacity = kMinCapacity;
     while (capacity / 2 < size_hint) {
-        if (capacity > SIZE_MAX / sizeof(Slot) / 2) return 0;
+        if (capacity > SIZE_MAX / sizeof(Slot) / 2) { return 0; }
         capacity *= 2;
     }
     return capacity;
@@ -104,10 +105,10 @@ bool slot_in_use(const Slot *slots, size_t capacity, size_t i) {
 }
 
 Slot *new_slots(size_t capacity) {
-    if (capacity == 0) return nullptr;
+    if (capacity == 0) { return nullptr; }
     size_t bitmap_size = bitmap_words(capacity) * sizeof(uint64_t);
     auto *slots = static_cast<Slot *>(stg_malloc(capacity * sizeof(Slot) + bitmap_size));
-    if (slots == nullptr) return nullptr;
+    if (slots == nullptr) { return nullptr; }
     std::memset(bitmap_of(slots, capacity), 0, bitmap_size);
     ASAN_POISON_MEMORY_REGION(slots, capacity * sizeof(Slot));
     return slots;
@@ -115,8 +116,8 @@ Slot *new_slots(size_t capacity) {
 
 // Hands out an entry's key and data slot.
 void hand_out(Entry *entry, const char **key_out, void ***data_slot_out) {
-    if (key_out != nullptr) *key_out = entry->key();
-    if (data_slot_out != nullptr) *data_slot_out = &entry->data;
+    if (key_out != nullptr) { *key_out = entry->key(); }
+    if (data_slot_out != nullptr) { *data_slot_out = &entry->data; }
 }
 
 }  // namespace
@@ -152,16 +153,19 @@ struct hash_table {
     uint64_t *in_use() const { return bitmap_of(slots, capacity); }
     void set_in_use(size_t i, bool used) {
         uint64_t bit = uint64_t{1} << (i % kBitsPerWord);
-        if (used) in_use()[i / kBitsPerWord] |= bit;
-        else in_use()[i / kBitsPerWord] &= ~bit;
+        if (used) {
+            in_use()[i / kBitsPerWord] |= bit;
+        } else {
+            in_use()[i / kBitsPerWord] &= ~bit;
+        }
     }
     bool used(size_t i) const { return slot_in_use(slots, capacity, i); }
     // The first slot in use at or after start; capacity when there is none.
     size_t next_in_use(size_t start) const {
         for (size_t word = start / kBitsPerWord; word < bitmap_words(capacity); ++word) {
             uint64_t bits = in_use()[word];
-            if (word == start / kBitsPerWord) bits &= ~uint64_t{0} << (start % kBitsPerWord);
-            if (bits != 0) return word * kBitsPerWord + static_cast<size_t>(__builtin_ctzll(bits));
+            if (word == start / kBitsPerWord) { bits &= ~uint64_t{0} << (start % kBitsPerWord); }
+            if (bits != 0) { return word * kBitsPerWord + static_cast<size_t>(__builtin_ctzll(bits)); }
         }
         return capacity;
     }
@@ -171,15 +175,16 @@ struct hash_table {
         for (size_t i = hash & mask(); used(i); i = (i + 1) & mask()) {
             const Entry *entry = slots[i].entry;
             if (slots[i].hash == hash && entry->length == key.size() &&
-                std::memcmp(entry->key(), key.data(), key.size()) == 0)
+                std::memcmp(entry->key(), key.data(), key.size()) == 0) {
                 return i;
+            }
         }
         return capacity;
     }
 
     void place(Slot slot) {
         size_t i = slot.hash & mask();
-        while (used(i)) i = (i + 1) & mask();
+        while (used(i)) { i = (i + 1) & mask(); }
         ASAN_UNPOISON_MEMORY_REGION(&slots[i], sizeof(Slot));
         slots[i] = slot;
         set_in_use(i, true);
@@ -193,11 +198,11 @@ struct hash_table {
     void fetch_home_slots(const char *const *keys, size_t count) const {
         hinted_count = 0;
         for (size_t i = 0; i < count; ++i) {
-            if (keys[i] == nullptr) continue;
+            if (keys[i] == nullptr) { continue; }
             std::string_view key(keys[i]);
             hinted[hinted_count++] = Hint{hash_of(key), key.size()};
         }
-        for (size_t i = 0; i < hinted_count; ++i) fetch_lines(&slots[hinted[i].hash & mask()], sizeof(Slot));
+        for (size_t i = 0; i < hinted_count; ++i) { fetch_lines(&slots[hinted[i].hash & mask()], sizeof(Slot)); }
     }
 
     // The second step, for the keys of the hint before. The table may have
@@ -205,7 +210,7 @@ struct hash_table {
     void fetch_hinted_entries() const {
         for (size_t i = 0; i < hinted_count; ++i) {
             const Entry *entry = entry_of_hash(hinted[i].hash);
-            if (entry != nullptr) fetch_lines(entry, sizeof(Entry) + hinted[i].length + 1);
+            if (entry != nullptr) { fetch_lines(entry, sizeof(Entry) + hinted[i].length + 1); }
         }
         hinted_count = 0;
     }
@@ -215,7 +220,7 @@ struct hash_table {
         constexpr size_t kMaxProbe = 8;
         size_t at = hash & mask();
         for (size_t probe = 0; probe < kMaxProbe && used(at); ++probe) {
-            if (slots[at].hash == hash) return slots[at].entry;
+            if (slots[at].hash == hash) { return slots[at].entry; }
             at = (at + 1) & mask();
         }
         return nullptr;
@@ -223,17 +228,18 @@ struct hash_table {
 
     // Makes room for one more key; false when storage is exhausted.
     bool reserve_one() {
-        if (count + 1 <= max_load(capacity)) return true;
-        if (capacity > SIZE_MAX / sizeof(Slot) / 2) return false;
+        if (count + 1 <= max_load(capacity)) { return true; }
+        if (capacity > SIZE_MAX / sizeof(Slot) / 2) { return false; }
         size_t grown_capacity = capacity * 2;
         Slot *grown = new_slots(grown_capacity);
-        if (grown == nullptr) return false;
+        if (grown == nullptr) { return false; }
         Slot *old = slots;
         size_t old_capacity = capacity;
         slots = grown;
         capacity = grown_capacity;
-        for (size_t i = 0; i < old_capacity; ++i)
-            if (slot_in_use(old, old_capacity, i)) place(old[i]);
+        for (size_t i = 0; i < old_capacity; ++i) {
+            if (slot_in_use(old, old_capacity, i)) { place(old[i]); }
+        }
         stg_free(old);
         return true;
     }
@@ -260,26 +266,26 @@ struct hash_table {
     // A block for an entry of key_length characters; null when storage is
     // exhausted or the key is too long to record.
     Entry *new_entry(size_t key_length) {
-        if (key_length >= UINT32_MAX - kMaxPooledBlock) return nullptr;
+        if (key_length >= UINT32_MAX - kMaxPooledBlock) { return nullptr; }
         size_t block = round_to_blocks(sizeof(Entry) + key_length + 1);
         uint32_t size_class = 0;
         void *memory = nullptr;
         if (block > kMaxPooledBlock) {
             memory = stg_malloc(block);
-            if (memory != nullptr) ++own_blocks;
+            if (memory != nullptr) { ++own_blocks; }
         } else {
             size_class = static_cast<uint32_t>(block / kBlockAlign);
             memory = take_free_block(size_class);
-            if (memory == nullptr) memory = new_pooled_block(block);
+            if (memory == nullptr) { memory = new_pooled_block(block); }
         }
-        if (memory == nullptr) return nullptr;
+        if (memory == nullptr) { return nullptr; }
         return new (memory) Entry{nullptr, static_cast<uint32_t>(key_length), size_class};
     }
 
     // Gives a removed entry's block back: to its free list when it came from
     // the area, to the storage service when it has one of its own.
     void release(Entry *entry) {
-        if (entry == nullptr) return;
+        if (entry == nullptr) { return; }
         if (entry->size_class == 0) {
             stg_free(entry);
             --own_blocks;
@@ -293,14 +299,14 @@ struct hash_table {
 
     void *take_free_block(uint32_t size_class) {
         Entry *entry = free_blocks[size_class];
-        if (entry == nullptr) return nullptr;
+        if (entry == nullptr) { return nullptr; }
         free_blocks[size_class] = static_cast<Entry *>(entry->data);
         ASAN_UNPOISON_MEMORY_REGION(entry, size_class * kBlockAlign);
         return entry;
     }
 
     void *new_pooled_block(size_t size) {
-        if (blocks == nullptr) blocks = stg_create_area(area_hint);
+        if (blocks == nullptr) { blocks = stg_create_area(area_hint); }
         return blocks == nullptr ? nullptr : stg_alloc(blocks, size);
     }
 };
@@ -308,9 +314,9 @@ struct hash_table {
 TBS_EXTERN_C_BEGIN
 
 hash_table_t *hash_str_create(size_t size_hint, size_t data_size, int flags) {
-    if (data_size > sizeof(void *)) return nullptr;
+    if (data_size > sizeof(void *)) { return nullptr; }
     auto *table = static_cast<hash_table_t *>(stg_malloc(sizeof(hash_table_t)));
-    if (table == nullptr) return nullptr;
+    if (table == nullptr) { return nullptr; }
     size_t capacity = capacity_for(size_hint);
     new (table) hash_table_t();
     table->slots = new_slots(capacity);
@@ -325,19 +331,19 @@ hash_table_t *hash_str_create(size_t size_hint, size_t data_size, int flags) {
 }
 
 int hash_str_enter(hash_table_t *table, const char *key, const char **key_out, void ***data_slot_out) {
-    if (table == nullptr || key == nullptr) return 1;
+    if (table == nullptr || key == nullptr) { return 1; }
     table->walking = false;
     std::string_view wanted(key);
     size_t hash = hash_of(wanted);
     size_t found = table->find(wanted, hash);
     if (found != table->capacity) {
-        if (!table->reenter) return 1;
+        if (!table->reenter) { return 1; }
         hand_out(table->slots[found].entry, key_out, data_slot_out);
         return 0;
     }
-    if (!table->reserve_one()) return 1;
+    if (!table->reserve_one()) { return 1; }
     Entry *entry = table->new_entry(wanted.size());
-    if (entry == nullptr) return 1;
+    if (entry == nullptr) { return 1; }
     std::memcpy(entry->key(), key, wanted.size() + 1);
     table->place(Slot{hash, entry});
     ++table->count;
@@ -346,19 +352,19 @@ int hash_str_enter(hash_table_t *table, const char *key, const char **key_out, v
 }
 
 int hash_str_lookup(hash_table_t *table, const char *key, const char **key_out, void ***data_slot_out) {
-    if (table == nullptr || key == nullptr) return 0;
+    if (table == nullptr || key == nullptr) { return 0; }
     std::string_view wanted(key);
     size_t found = table->find(wanted, hash_of(wanted));
-    if (found == table->capacity) return 0;
+    if (found == table->capacity) { return 0; }
     hand_out(table->slots[found].entry, key_out, data_slot_out);
     return 1;
 }
 
 int hash_str_free(hash_table_t *table, const char *key, const char **key_out, void ***data_slot_out) {
-    if (table == nullptr || key == nullptr) return 0;
+    if (table == nullptr || key == nullptr) { return 0; }
     std::string_view wanted(key);
     size_t found = table->find(wanted, hash_of(wanted));
-    if (found == table->capacity) return 0;
+    if (found == table->capacity) { return 0; }
     table->walking = false;
     // The entry leaves the table but stays alive (replacing the one removed
     // before), so what is handed out remains readable.
@@ -372,12 +378,12 @@ int hash_str_free(hash_table_t *table, const char *key, const char **key_out, vo
 }
 
 int hash_str_next(hash_table_t *table, hash_iterator_t *iterator, const char **key_out, void ***data_slot_out) {
-    if (table == nullptr || iterator == nullptr) return 0;
+    if (table == nullptr || iterator == nullptr) { return 0; }
     if (*iterator == 0) {
         table->walk = 0;
         table->walking = true;
     }
-    if (!table->walking) return 0;
+    if (!table->walking) { return 0; }
     table->walk = table->next_in_use(table->walk);
     if (table->walk == table->capacity) {
         table->walking = false;
@@ -390,7 +396,7 @@ int hash_str_next(hash_table_t *table, hash_iterator_t *iterator, const char **k
 }
 
 void hash_str_prefetch(const hash_table_t *table, const char *const *keys, size_t count) {
-    if (table == nullptr || keys == nullptr) return;
+    if (table == nullptr || keys == nullptr) { return; }
     for (size_t start = 0; start < count; start += kHintGroup) {
         size_t group = count - start < kHintGroup ? count - start : kHintGroup;
         table->fetch_hinted_entries();
@@ -401,7 +407,7 @@ void hash_str_prefetch(const hash_table_t *table, const char *const *keys, size_
 size_t hash_str_count(const hash_table_t *table) { return table == nullptr ? 0 : table->count; }
 
 void hash_delete_ht(hash_table_t **table) {
-    if (table == nullptr || *table == nullptr) return;
+    if (table == nullptr || *table == nullptr) { return; }
     hash_table_t *doomed = *table;
     // Pooled blocks go with the area; only blocks of their own are freed
     // one by one.
@@ -409,7 +415,7 @@ void hash_delete_ht(hash_table_t **table) {
     for (size_t i = doomed->next_in_use(0); i < doomed->capacity && doomed->own_blocks > 0;
          i = doomed->next_in_use(i + 1)) {
         Entry *entry = doomed->slots[i].entry;
-        if (entry->size_class == 0) doomed->release(entry);
+        if (entry->size_class == 0) { doomed->release(entry); }
     }
     stg_delete_area(&doomed->blocks);
     stg_free(doomed->slots);

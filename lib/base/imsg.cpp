@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "imsg_shared_internal.h"
 #include "stg_internal.h"
 
 namespace {
@@ -36,15 +37,18 @@ void *g_sink_ctx = nullptr;
 void parse_components(TraceSettings &settings, const char *list) {
     settings.all = false;
     settings.components.clear();
-    if (list == nullptr) return;
+    if (list == nullptr) { return; }
     std::string text(list);
     size_t start = 0;
     while (start <= text.size()) {
         size_t comma = text.find(',', start);
-        if (comma == std::string::npos) comma = text.size();
+        if (comma == std::string::npos) { comma = text.size(); }
         std::string name = text.substr(start, comma - start);
-        if (name == "all") settings.all = true;
-        else if (!name.empty()) settings.components.push_back(name);
+        if (name == "all") {
+            settings.all = true;
+        } else if (!name.empty()) {
+            settings.components.push_back(name);
+        }
         start = comma + 1;
     }
 }
@@ -54,7 +58,7 @@ TraceSettings &trace_settings() {
     if (!g_trace.loaded) {
         g_trace.loaded = true;
         const char *verbosity = std::getenv("PXINFO_VERBOSITY");
-        if (verbosity != nullptr) g_trace.verbosity = std::atoi(verbosity);
+        if (verbosity != nullptr) { g_trace.verbosity = std::atoi(verbosity); }
         parse_components(g_trace, std::getenv("PXINFO_TRACE"));
         g_verbosity.store(g_trace.verbosity, std::memory_order_relaxed);
         g_trace_loaded.store(true, std::memory_order_release);
@@ -65,7 +69,7 @@ TraceSettings &trace_settings() {
 void default_sink(int severity, const char *component, const char *text) {
     FILE *out = severity == IMSG_SEV_OUTPUT ? stdout : stderr;
     const char *label = severity == IMSG_SEV_WARNING ? "warning" : severity == IMSG_SEV_ERROR ? "error" : nullptr;
-    if (label != nullptr) std::fprintf(out, "%s: %s: ", component != nullptr ? component : "pxinfo", label);
+    if (label != nullptr) { std::fprintf(out, "%s: %s: ", component != nullptr ? component : "pxinfo", label); }
     std::fputs(text, out);
     std::fflush(out);
 }
@@ -78,21 +82,24 @@ void emit(int severity, const char *component, const char *text) {
         sink = g_sink;
         ctx = g_sink_ctx;
     }
-    if (sink != nullptr) sink(ctx, severity, component, text);
-    else default_sink(severity, component, text);
+    if (sink != nullptr) {
+        sink(ctx, severity, component, text);
+    } else {
+        default_sink(severity, component, text);
+    }
 }
 
 // The format and component a table message or literal format stands for;
 // false when the index lies outside the table.
 bool resolve(const void *table_or_format, int index, const char **format, const char **component) {
-    if (table_or_format == nullptr) return false;
+    if (table_or_format == nullptr) { return false; }
     if (index < 0) {
         *format = static_cast<const char *>(table_or_format);
         *component = nullptr;
         return true;
     }
     const auto *table = static_cast<const imsg_msg_table_t *>(table_or_format);
-    if (index >= table->message_count || table->message_texts == nullptr) return false;
+    if (index >= table->message_count || table->message_texts == nullptr) { return false; }
     *format = table->message_texts[index];
     *component = table->component_name;
     return *format != nullptr;
@@ -103,7 +110,7 @@ std::string format_text(const char *format, va_list args) {
     va_copy(copy, args);
     int length = std::vsnprintf(nullptr, 0, format, copy);
     va_end(copy);
-    if (length < 0) return std::string();
+    if (length < 0) { return std::string(); }
     std::string text(static_cast<size_t>(length), '\0');
     std::vsnprintf(&text[0], text.size() + 1, format, args);
     return text;
@@ -112,8 +119,8 @@ std::string format_text(const char *format, va_list args) {
 int print_for(int severity, const char *component_override, const void *table_or_format, int index, va_list args) {
     const char *format = nullptr;
     const char *component = nullptr;
-    if (!resolve(table_or_format, index, &format, &component)) return -1;
-    if (component_override != nullptr) component = component_override;
+    if (!resolve(table_or_format, index, &format, &component)) { return -1; }
+    if (component_override != nullptr) { component = component_override; }
     std::string text = format_text(format, args);
     emit(severity, component, text.c_str());
     return static_cast<int>(text.size());
@@ -148,10 +155,11 @@ const char *const kSharedTexts[] = {
 
 namespace {
 constexpr uint16_t kSharedCount = sizeof(kSharedTexts) / sizeof(kSharedTexts[0]);
+static_assert(static_cast<int>(tbs::SharedMsg::kLast) < kSharedCount, "the shared table holds every named index");
 struct SharedNumbers {
     uint16_t values[kSharedCount];
     constexpr SharedNumbers() : values() {
-        for (uint16_t i = 0; i < kSharedCount; ++i) values[i] = static_cast<uint16_t>(i + 1);
+        for (uint16_t i = 0; i < kSharedCount; ++i) { values[i] = static_cast<uint16_t>(i + 1); }
     }
 };
 constexpr SharedNumbers kSharedNumbers;
@@ -183,7 +191,7 @@ int imsg_print_shared(int severity, const char *component, const void *table_or_
 int imsg_sprintf(char *buffer, const void *table_or_format, int index, ...) {
     const char *format = nullptr;
     const char *component = nullptr;
-    if (buffer == nullptr || !resolve(table_or_format, index, &format, &component)) return -1;
+    if (buffer == nullptr || !resolve(table_or_format, index, &format, &component)) { return -1; }
     va_list args;
     va_start(args, index);
     int result = std::vsprintf(buffer, format, args);
@@ -198,7 +206,7 @@ void imsg_set_sink(imsg_sink_fn sink, void *ctx) {
 }
 
 int imsg_get_desired_verbosity(void) {
-    if (g_trace_loaded.load(std::memory_order_acquire)) return g_verbosity.load(std::memory_order_relaxed);
+    if (g_trace_loaded.load(std::memory_order_acquire)) { return g_verbosity.load(std::memory_order_relaxed); }
     std::lock_guard<std::mutex> lock(g_mutex);
     return trace_settings().verbosity;
 }
@@ -217,10 +225,11 @@ void imsg_set_trace_components(const char *list) {
 int imsg_should_trace(const char *component, int /*level*/) {
     std::lock_guard<std::mutex> lock(g_mutex);
     const TraceSettings &settings = trace_settings();
-    if (settings.all) return 1;
-    if (component == nullptr) return 0;
-    for (const std::string &name : settings.components)
-        if (name == component) return 1;
+    if (settings.all) { return 1; }
+    if (component == nullptr) { return 0; }
+    for (const std::string &name : settings.components) {
+        if (name == component) { return 1; }
+    }
     return 0;
 }
 
@@ -242,22 +251,22 @@ extern "C" {
 
 imsg_list_t *imsg_list_create(void) {
     void *memory = tbsbase::heap_alloc(sizeof(imsg_list));
-    if (memory == nullptr) return nullptr;
+    if (memory == nullptr) { return nullptr; }
     return new (memory) imsg_list();
 }
 
 void imsg_list_destroy(imsg_list_t *list) {
-    if (list == nullptr) return;
-    for (char *text : list->texts) tbsbase::heap_free(text);
+    if (list == nullptr) { return; }
+    for (char *text : list->texts) { tbsbase::heap_free(text); }
     list->~imsg_list();
     tbsbase::heap_free(list);
 }
 
 tbs_status_t imsg_list_add_str(imsg_list_t *list, const char *text) {
-    if (list == nullptr || text == nullptr) return TBS_ST_INVALID_ARG;
+    if (list == nullptr || text == nullptr) { return TBS_ST_INVALID_ARG; }
     size_t length = std::strlen(text);
     auto *copy = static_cast<char *>(tbsbase::heap_alloc(length + 1));
-    if (copy == nullptr) return TBS_ST_NO_MEMORY;
+    if (copy == nullptr) { return TBS_ST_NO_MEMORY; }
     std::memcpy(copy, text, length + 1);
     try {
         list->texts.push_back(copy);
@@ -273,7 +282,7 @@ unsigned imsg_list_count(const imsg_list_t *list) {
 }
 
 const char *imsg_list_get(const imsg_list_t *list, unsigned index) {
-    if (list == nullptr || index >= list->texts.size()) return nullptr;
+    if (list == nullptr || index >= list->texts.size()) { return nullptr; }
     return list->texts[index];
 }
 

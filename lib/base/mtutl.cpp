@@ -32,9 +32,7 @@ size_t mtutl_fwrite(const void *buffer, size_t size, size_t count, FILE *stream)
         errno = EINVAL;
         return 0;
     }
-    if (size == 0 || count == 0) {
-        return 0;
-    }
+    if (size == 0 || count == 0) { return 0; }
     if (count > SIZE_MAX / size) {
         errno = EOVERFLOW;
         return 0;
@@ -47,16 +45,10 @@ size_t mtutl_fwrite(const void *buffer, size_t size, size_t count, FILE *stream)
         errno = 0;
         const size_t step = fwrite(bytes + written, 1, total - written, stream);
         written += step;
-        if (written == total) {
-            break;
-        }
-        if (!ferror(stream) || errno != EINTR || !can_resume(stream)) {
-            break;
-        }
+        if (written == total) { break; }
+        if (!ferror(stream) || errno != EINTR || !can_resume(stream)) { break; }
         idle_retries = step > 0 ? 0 : idle_retries + 1;
-        if (idle_retries >= kMaxIdleRetries) {
-            break;
-        }
+        if (idle_retries >= kMaxIdleRetries) { break; }
         clearerr(stream);
     }
     return written / size;

@@ -48,16 +48,12 @@ TestHooks &hooks() {
 tbs_status_t injected_failure() {
     TestHooks &h = hooks();
     std::lock_guard<std::mutex> guard(h.lock);
-    if (h.fail_countdown == 0 || --h.fail_countdown != 0) {
-        return TBS_ST_OK;
-    }
+    if (h.fail_countdown == 0 || --h.fail_countdown != 0) { return TBS_ST_OK; }
     return h.fail_status;
 }
 
 bool make_entry(const tbs_uuid_t &uuid, int indicator, const char *host, rgy_entry &out) {
-    if (std::strlen(host) > TBS_HOSTNAME_MAX) {
-        return false;
-    }
+    if (std::strlen(host) > TBS_HOSTNAME_MAX) { return false; }
     out.uuid = uuid;
     out.indicator = indicator;
     tbs_uuid_to_str(&uuid, out.uuid_text);
@@ -77,15 +73,11 @@ bool parse_entry_line(char *line, rgy_entry &out) {
         return false;
     }
     tbs_uuid_t uuid;
-    if (tbs_str_to_uuid(uuid_text, &uuid) != TBS_ST_OK) {
-        return false;
-    }
+    if (tbs_str_to_uuid(uuid_text, &uuid) != TBS_ST_OK) { return false; }
     char *end = nullptr;
     errno = 0;
     const long long indicator = std::strtoll(indicator_text, &end, 10);
-    if (errno != 0 || *end != '\0' || indicator < INT32_MIN || indicator > INT32_MAX) {
-        return false;
-    }
+    if (errno != 0 || *end != '\0' || indicator < INT32_MIN || indicator > INT32_MAX) { return false; }
     return make_entry(uuid, static_cast<int>(indicator), host, out);
 }
 
@@ -97,9 +89,7 @@ bool skipped_line(const char *line) {
 // Appends a copy of entry to the cursor's matches.
 tbs_status_t add_match(rgy_cursor &cursor, const rgy_entry &entry) {
     void *grown = stg_realloc(cursor.matches, (cursor.count + 1) * sizeof(rgy_entry));
-    if (grown == nullptr) {
-        return TBS_ST_NO_MEMORY;
-    }
+    if (grown == nullptr) { return TBS_ST_NO_MEMORY; }
     cursor.matches = static_cast<rgy_entry *>(grown);
     cursor.matches[cursor.count++] = entry;
     return TBS_ST_OK;
@@ -107,13 +97,9 @@ tbs_status_t add_match(rgy_cursor &cursor, const rgy_entry &entry) {
 
 tbs_status_t collect_file_matches(const tbs_uuid_t &key, rgy_cursor &cursor) {
     char path[4096];
-    if (tbs_product_config_dir(RGY_FILE_NAME, path, sizeof path) == nullptr) {
-        return TBS_ST_FAILED;
-    }
+    if (tbs_product_config_dir(RGY_FILE_NAME, path, sizeof path) == nullptr) { return TBS_ST_FAILED; }
     FILE *file = std::fopen(path, "r");
-    if (file == nullptr) {
-        return errno == ENOENT ? TBS_ST_OK : tbs_errno2status(errno);
-    }
+    if (file == nullptr) { return errno == ENOENT ? TBS_ST_OK : tbs_errno2status(errno); }
     tbs_status_t status = TBS_ST_OK;
     char line[kLineMax];
     while (status == TBS_ST_OK && std::fgets(line, sizeof line, file) != nullptr) {
@@ -121,9 +107,7 @@ tbs_status_t collect_file_matches(const tbs_uuid_t &key, rgy_cursor &cursor) {
             status = TBS_ST_FAILED;  // a line too long to be an entry
             break;
         }
-        if (skipped_line(line)) {
-            continue;
-        }
+        if (skipped_line(line)) { continue; }
         rgy_entry entry;
         if (!parse_entry_line(line, entry)) {
             status = TBS_ST_FAILED;
@@ -131,9 +115,7 @@ tbs_status_t collect_file_matches(const tbs_uuid_t &key, rgy_cursor &cursor) {
             status = add_match(cursor, entry);
         }
     }
-    if (status == TBS_ST_OK && std::ferror(file)) {
-        status = tbs_errno2status(errno != 0 ? errno : EIO);
-    }
+    if (status == TBS_ST_OK && std::ferror(file)) { status = tbs_errno2status(errno != 0 ? errno : EIO); }
     std::fclose(file);
     return status;
 }
@@ -144,9 +126,7 @@ tbs_status_t collect_test_matches(const tbs_uuid_t &key, rgy_cursor &cursor) {
     for (const rgy_entry &entry : h.entries) {
         if (tbs_uuid_eq(&entry.uuid, &key)) {
             const tbs_status_t status = add_match(cursor, entry);
-            if (status != TBS_ST_OK) {
-                return status;
-            }
+            if (status != TBS_ST_OK) { return status; }
         }
     }
     return TBS_ST_OK;
@@ -155,14 +135,10 @@ tbs_status_t collect_test_matches(const tbs_uuid_t &key, rgy_cursor &cursor) {
 // Opens a search: a cursor holding every entry that carries the key.
 tbs_status_t open_search(const tbs_uuid_t &key, rgy_cursor **out) {
     auto *cursor = static_cast<rgy_cursor *>(stg_malloc(sizeof(rgy_cursor)));
-    if (cursor == nullptr) {
-        return TBS_ST_NO_MEMORY;
-    }
+    if (cursor == nullptr) { return TBS_ST_NO_MEMORY; }
     *cursor = rgy_cursor{nullptr, 0, 0};
     tbs_status_t status = collect_file_matches(key, *cursor);
-    if (status == TBS_ST_OK) {
-        status = collect_test_matches(key, *cursor);
-    }
+    if (status == TBS_ST_OK) { status = collect_test_matches(key, *cursor); }
     if (status != TBS_ST_OK) {
         rgy_close_cursor(&cursor);
         return status;
@@ -186,9 +162,7 @@ TBS_API tbs_status_t rgy_findbyuuid_entry(int entry_class, int flags, int key_at
                                           const void *key, rgy_cursor_t **cursor, int fetch, rgy_entry_t **entry,
                                           int *indicator) {
     const tbs_status_t injected = injected_failure();
-    if (injected != TBS_ST_OK) {
-        return injected;
-    }
+    if (injected != TBS_ST_OK) { return injected; }
     if (!valid_search(entry_class, flags, key_attribute, key_size, key, cursor, fetch, entry, indicator)) {
         return TBS_ST_INVALID_ARG;
     }
@@ -196,9 +170,7 @@ TBS_API tbs_status_t rgy_findbyuuid_entry(int entry_class, int flags, int key_at
         tbs_uuid_t uuid;
         std::memcpy(&uuid, key, sizeof uuid);
         const tbs_status_t status = open_search(uuid, cursor);
-        if (status != TBS_ST_OK) {
-            return status;
-        }
+        if (status != TBS_ST_OK) { return status; }
     }
     rgy_cursor *search = *cursor;
     if (search->next >= search->count) {
@@ -222,12 +194,8 @@ TBS_API tbs_status_t rgy_findbyuuid_entry(int entry_class, int flags, int key_at
 
 TBS_API tbs_status_t rgy_getstring_from_entry_const(const rgy_entry_t *entry, int attribute, const char **text) {
     const tbs_status_t injected = injected_failure();
-    if (injected != TBS_ST_OK) {
-        return injected;
-    }
-    if (entry == nullptr || text == nullptr) {
-        return TBS_ST_INVALID_ARG;
-    }
+    if (injected != TBS_ST_OK) { return injected; }
+    if (entry == nullptr || text == nullptr) { return TBS_ST_INVALID_ARG; }
     switch (attribute) {
     case RGY_ATTR_UUID: *text = entry->uuid_text; return TBS_ST_OK;
     case RGY_ATTR_HOST: *text = entry->host; return TBS_ST_OK;
@@ -236,37 +204,27 @@ TBS_API tbs_status_t rgy_getstring_from_entry_const(const rgy_entry_t *entry, in
 }
 
 TBS_API void rgy_close_cursor(rgy_cursor_t **cursor) {
-    if (cursor == nullptr || *cursor == nullptr) {
-        return;
-    }
+    if (cursor == nullptr || *cursor == nullptr) { return; }
     stg_free((*cursor)->matches);
     stg_free(*cursor);
     *cursor = nullptr;
 }
 
 TBS_API void rgy_delete_entry(rgy_entry_t **entry) {
-    if (entry == nullptr || *entry == nullptr) {
-        return;
-    }
+    if (entry == nullptr || *entry == nullptr) { return; }
     stg_free(*entry);
     *entry = nullptr;
 }
 
 TBS_API tbs_status_t rgy_test_add_entry(const tbs_uuid_t *uuid, int indicator, const char *host) {
-    if (uuid == nullptr || host == nullptr) {
-        return TBS_ST_INVALID_ARG;
-    }
+    if (uuid == nullptr || host == nullptr) { return TBS_ST_INVALID_ARG; }
     rgy_entry entry;
-    if (!make_entry(*uuid, indicator, host, entry)) {
-        return TBS_ST_INVALID_ARG;
-    }
+    if (!make_entry(*uuid, indicator, host, entry)) { return TBS_ST_INVALID_ARG; }
     TestHooks &h = hooks();
     std::lock_guard<std::mutex> guard(h.lock);
     try {
         h.entries.push_back(entry);
-    } catch (const std::bad_alloc &) {
-        return TBS_ST_NO_MEMORY;
-    }
+    } catch (const std::bad_alloc &) { return TBS_ST_NO_MEMORY; }
     return TBS_ST_OK;
 }
 

@@ -144,7 +144,7 @@ struct stg_area {
     // exhausted.
     char *add_chunk(size_t size) {
         void *memory = std::malloc(sizeof(AreaChunk) + size);
-        if (memory == nullptr) return nullptr;
+        if (memory == nullptr) { return nullptr; }
         auto *chunk = static_cast<AreaChunk *>(memory);
         chunk->next = chunks;
         chunks = chunk;
@@ -154,21 +154,21 @@ struct stg_area {
 
     // size bytes aligned for any type; null when the heap is exhausted.
     void *piece(size_t size) {
-        if (size > SIZE_MAX / 2) return nullptr;
+        if (size > SIZE_MAX / 2) { return nullptr; }
         const size_t rounded = ((size == 0 ? 1 : size) + kPieceAlignment - 1) / kPieceAlignment * kPieceAlignment;
         const size_t taken = rounded + kPieceGap;
         if (taken > room) {
             if (taken > kLargestChunk / 4) {
                 char *own = add_chunk(rounded);
-                if (own != nullptr) ASAN_UNPOISON_MEMORY_REGION(own, size);
+                if (own != nullptr) { ASAN_UNPOISON_MEMORY_REGION(own, size); }
                 return own;
             }
             const size_t chunk_size = taken > next_chunk_size ? taken : next_chunk_size;
             char *fresh = add_chunk(chunk_size);
-            if (fresh == nullptr) return nullptr;
+            if (fresh == nullptr) { return nullptr; }
             unused = fresh;
             room = chunk_size;
-            if (next_chunk_size < kLargestChunk) next_chunk_size *= 2;
+            if (next_chunk_size < kLargestChunk) { next_chunk_size *= 2; }
         }
         char *piece = unused;
         unused += taken;
@@ -192,14 +192,14 @@ bool allocation_allowed() { return count_allocation(thread_counts()); }
 
 void *heap_alloc(size_t size) {
     ThreadCounts &counts = thread_counts();
-    if (!count_allocation(counts)) return nullptr;
+    if (!count_allocation(counts)) { return nullptr; }
     void *block = std::malloc(size == 0 ? 1 : size);
-    if (block != nullptr) add(counts.live, 1l);
+    if (block != nullptr) { add(counts.live, 1l); }
     return block;
 }
 
 void heap_free(void *block) {
-    if (block == nullptr) return;
+    if (block == nullptr) { return; }
     add(thread_counts().live, -1l);
     std::free(block);
 }
@@ -217,7 +217,7 @@ stg_area_t *stg_create_area(size_t size_hint) {
 }
 
 void stg_delete_area(stg_area_t **area) {
-    if (area == nullptr || *area == nullptr || *area == STG_AREA_TEMP) return;
+    if (area == nullptr || *area == nullptr || *area == STG_AREA_TEMP) { return; }
     (*area)->release_chunks();
     add(thread_counts().live, -(*area)->pieces);
     (*area)->~stg_area();
@@ -226,10 +226,10 @@ void stg_delete_area(stg_area_t **area) {
 }
 
 void *stg_alloc(stg_area_t *area, size_t size) {
-    if (area == nullptr) return nullptr;
-    if (area == STG_AREA_TEMP) return stg_malloc(size);
+    if (area == nullptr) { return nullptr; }
+    if (area == STG_AREA_TEMP) { return stg_malloc(size); }
     ThreadCounts &counts = thread_counts();
-    if (!count_allocation(counts)) return nullptr;
+    if (!count_allocation(counts)) { return nullptr; }
     void *piece = area->piece(size);
     if (piece != nullptr) {
         ++area->pieces;
@@ -240,15 +240,15 @@ void *stg_alloc(stg_area_t *area, size_t size) {
 
 void *stg_calloc(stg_area_t *area, size_t size) {
     void *block = stg_alloc(area, size);
-    if (block != nullptr) std::memset(block, 0, size);
+    if (block != nullptr) { std::memset(block, 0, size); }
     return block;
 }
 
 char *stg_area_strdup(stg_area_t *area, const char *text) {
-    if (text == nullptr) return nullptr;
+    if (text == nullptr) { return nullptr; }
     size_t length = std::strlen(text);
     auto *copy = static_cast<char *>(stg_alloc(area, length + 1));
-    if (copy != nullptr) std::memcpy(copy, text, length + 1);
+    if (copy != nullptr) { std::memcpy(copy, text, length + 1); }
     return copy;
 }
 
@@ -257,8 +257,8 @@ void *stg_malloc(size_t size) { return heap_alloc(size); }
 char *stg_strdup(const char *text) { return stg_area_strdup(STG_AREA_TEMP, text); }
 
 void *stg_realloc(void *block, size_t size) {
-    if (block == nullptr) return stg_malloc(size);
-    if (!tbsbase::allocation_allowed()) return nullptr;
+    if (block == nullptr) { return stg_malloc(size); }
+    if (!tbsbase::allocation_allowed()) { return nullptr; }
     return std::realloc(block, size == 0 ? 1 : size);
 }
 
@@ -274,8 +274,9 @@ unsigned long stg_allocation_count(void) {
     Registry &r = registry();
     std::lock_guard<std::mutex> lock(r.mutex);
     unsigned long total = r.ended_allocations;
-    for (const ThreadCounts *counts = r.threads; counts != nullptr; counts = counts->next)
+    for (const ThreadCounts *counts = r.threads; counts != nullptr; counts = counts->next) {
         total += counts->allocations.load(std::memory_order_relaxed);
+    }
     return total;
 }
 
@@ -283,8 +284,9 @@ unsigned long stg_live_block_count(void) {
     Registry &r = registry();
     std::lock_guard<std::mutex> lock(r.mutex);
     long total = r.ended_live;
-    for (const ThreadCounts *counts = r.threads; counts != nullptr; counts = counts->next)
+    for (const ThreadCounts *counts = r.threads; counts != nullptr; counts = counts->next) {
         total += counts->live.load(std::memory_order_relaxed);
+    }
     return static_cast<unsigned long>(total);
 }
 

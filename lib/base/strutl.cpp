@@ -8,7 +8,7 @@
 namespace {
 
 void clear_text(char *destination, size_t size) {
-    if (destination != nullptr && size > 0) destination[0] = '\0';
+    if (destination != nullptr && size > 0) { destination[0] = '\0'; }
 }
 
 bool is_whitespace(unsigned char c) {
@@ -16,7 +16,7 @@ bool is_whitespace(unsigned char c) {
 }
 
 const unsigned char *skip_whitespace(const unsigned char *p) {
-    while (is_whitespace(*p)) ++p;
+    while (is_whitespace(*p)) { ++p; }
     return p;
 }
 
@@ -40,7 +40,7 @@ tbs_status_t strutl_cpy_buf(char *destination, const char *source, size_t size) 
 }
 
 tbs_status_t strutl_concat(char *destination, size_t size, unsigned count, ...) {
-    if (destination == nullptr) return TBS_ST_INVALID_ARG;
+    if (destination == nullptr) { return TBS_ST_INVALID_ARG; }
     va_list args;
     va_start(args, count);
     tbs_status_t status = size > 0 ? TBS_ST_OK : TBS_ST_FAILED;
@@ -71,14 +71,14 @@ tbs_status_t strutl_concat(char *destination, size_t size, unsigned count, ...) 
 }
 
 int strutl_cmp_ignore_whitespace(const char *a, const char *b) {
-    if (a == nullptr || b == nullptr) return a == b ? 0 : (a == nullptr ? -1 : 1);
+    if (a == nullptr || b == nullptr) { return a == b ? 0 : (a == nullptr ? -1 : 1); }
     const unsigned char *p = reinterpret_cast<const unsigned char *>(a);
     const unsigned char *q = reinterpret_cast<const unsigned char *>(b);
     for (;;) {
         p = skip_whitespace(p);
         q = skip_whitespace(q);
-        if (*p != *q) return *p < *q ? -1 : 1;
-        if (*p == '\0') return 0;
+        if (*p != *q) { return *p < *q ? -1 : 1; }
+        if (*p == '\0') { return 0; }
         ++p;
         ++q;
     }
@@ -86,15 +86,15 @@ int strutl_cmp_ignore_whitespace(const char *a, const char *b) {
 
 char *strutl_u32tostr(uint32_t value, unsigned base, char *buffer, size_t size) {
     static const char kDigits[] = "0123456789abcdefghijklmnopqrstuvwxyz";
-    if (buffer == nullptr || base < 2 || base > 36) return nullptr;
+    if (buffer == nullptr || base < 2 || base > 36) { return nullptr; }
     char reversed[32];
     size_t length = 0;
     do {
         reversed[length++] = kDigits[value % base];
         value /= base;
     } while (value != 0);
-    if (length >= size) return nullptr;
-    for (size_t i = 0; i < length; ++i) buffer[i] = reversed[length - 1 - i];
+    if (length >= size) { return nullptr; }
+    for (size_t i = 0; i < length; ++i) { buffer[i] = reversed[length - 1 - i]; }
     buffer[length] = '\0';
     return buffer;
 }

@@ -17,15 +17,11 @@ bool is_digit_start(char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <=
 // rest of the text is the number and it fits in unsigned long long.
 bool parse_magnitude(const char *text, int base, unsigned long long *value) {
     // strtoull would accept blanks and a sign; the word must start with a digit.
-    if (!is_digit_start(text[0])) {
-        return false;
-    }
+    if (!is_digit_start(text[0])) { return false; }
     char *end = nullptr;
     errno = 0;
     unsigned long long v = strtoull(text, &end, base);
-    if (errno != 0 || end == text || *end != '\0') {
-        return false;
-    }
+    if (errno != 0 || end == text || *end != '\0') { return false; }
     *value = v;
     return true;
 }
@@ -35,31 +31,21 @@ bool parse_magnitude(const char *text, int base, unsigned long long *value) {
 extern "C" {
 
 tbs_status_t strutl_strtoul(const char *text, int base, uint32_t *out) {
-    if (text == nullptr || out == nullptr || !valid_base(base)) {
-        return TBS_ST_INVALID_ARG;
-    }
+    if (text == nullptr || out == nullptr || !valid_base(base)) { return TBS_ST_INVALID_ARG; }
     unsigned long long v = 0;
-    if (!parse_magnitude(text, base, &v) || v > UINT32_MAX) {
-        return TBS_ST_FAILED;
-    }
+    if (!parse_magnitude(text, base, &v) || v > UINT32_MAX) { return TBS_ST_FAILED; }
     *out = static_cast<uint32_t>(v);
     return TBS_ST_OK;
 }
 
 tbs_status_t strutl_strtol(const char *text, int base, int32_t *out) {
-    if (text == nullptr || out == nullptr || !valid_base(base)) {
-        return TBS_ST_INVALID_ARG;
-    }
+    if (text == nullptr || out == nullptr || !valid_base(base)) { return TBS_ST_INVALID_ARG; }
     bool negative = text[0] == '-';
     const char *digits = (text[0] == '-' || text[0] == '+') ? text + 1 : text;
     unsigned long long v = 0;
-    if (!parse_magnitude(digits, base, &v)) {
-        return TBS_ST_FAILED;
-    }
+    if (!parse_magnitude(digits, base, &v)) { return TBS_ST_FAILED; }
     const unsigned long long limit = negative ? 2147483648ULL : 2147483647ULL;
-    if (v > limit) {
-        return TBS_ST_FAILED;
-    }
+    if (v > limit) { return TBS_ST_FAILED; }
     *out = negative ? static_cast<int32_t>(-static_cast<long long>(v)) : static_cast<int32_t>(v);
     return TBS_ST_OK;
 }

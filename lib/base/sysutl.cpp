@@ -9,9 +9,7 @@ extern "C" int sysutl_fsync_fptr(FILE *stream) {
         errno = EINVAL;
         return -1;
     }
-    if (fflush(stream) != 0) {
-        return -1;
-    }
+    if (fflush(stream) != 0) { return -1; }
     int fd = fileno(stream);
     if (fd < 0) {
         // An in-memory stream has nothing that could reach storage.
@@ -19,8 +17,6 @@ extern "C" int sysutl_fsync_fptr(FILE *stream) {
         return -1;
     }
     int rc;
-    do {
-        rc = fsync(fd);
-    } while (rc != 0 && errno == EINTR);
+    do { rc = fsync(fd); } while (rc != 0 && errno == EINTR);
     return rc == 0 ? 0 : -1;
 }

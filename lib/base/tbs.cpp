@@ -20,10 +20,10 @@ const char *directory_from(const char *variable, const char *fallback) {
 }
 
 char *join(const char *directory, const char *name, char *buffer, size_t size) {
-    if (buffer == nullptr || size == 0) return nullptr;
+    if (buffer == nullptr || size == 0) { return nullptr; }
     int length = name != nullptr && *name != '\0' ? std::snprintf(buffer, size, "%s/%s", directory, name)
                                                   : std::snprintf(buffer, size, "%s", directory);
-    if (length < 0 || static_cast<size_t>(length) >= size) return nullptr;
+    if (length < 0 || static_cast<size_t>(length) >= size) { return nullptr; }
     return buffer;
 }
 
@@ -40,8 +40,9 @@ const char *tbs_strerror(tbs_status_t status) {
     case TBS_ST_INVALID_ARG: return "invalid argument";
     default: break;
     }
-    if (status > TBS_ERRNO_BASE && status - TBS_ERRNO_BASE < 4096)
+    if (status > TBS_ERRNO_BASE && status - TBS_ERRNO_BASE < 4096) {
         return imsg_strerror(static_cast<int>(status - TBS_ERRNO_BASE));
+    }
     return "unknown status";
 }
 

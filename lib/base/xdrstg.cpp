@@ -31,21 +31,13 @@ StgStream *stream_of(XDR *xdrs) { return static_cast<StgStream *>(xdrs->x_privat
 // Makes room for length more bytes at the position, doubling the buffer as
 // often as needed within kMaxCapacity.
 bool make_room(XDR *xdrs, StgStream *stream, size_t length) {
-    if (length > kMaxCapacity - stream->position) {
-        return false;
-    }
+    if (length > kMaxCapacity - stream->position) { return false; }
     const size_t needed = stream->position + length;
-    if (needed <= stream->capacity) {
-        return true;
-    }
+    if (needed <= stream->capacity) { return true; }
     size_t capacity = stream->capacity;
-    while (capacity < needed) {
-        capacity = capacity > kMaxCapacity / 2 ? kMaxCapacity : capacity * 2;
-    }
+    while (capacity < needed) { capacity = capacity > kMaxCapacity / 2 ? kMaxCapacity : capacity * 2; }
     char *buffer = static_cast<char *>(stg_malloc(capacity));
-    if (buffer == nullptr) {
-        return false;
-    }
+    if (buffer == nullptr) { return false; }
     std::memcpy(buffer, stream->buffer, stream->end);
     stg_free(stream->buffer);
     stream->buffer = buffer;
@@ -56,19 +48,13 @@ bool make_room(XDR *xdrs, StgStream *stream, size_t length) {
 
 void advance(StgStream *stream, size_t length) {
     stream->position += length;
-    if (stream->position > stream->end) {
-        stream->end = stream->position;
-    }
+    if (stream->position > stream->end) { stream->end = stream->position; }
 }
 
 bool_t op_putbytes(XDR *xdrs, const char *addr, u_int length) {
     StgStream *stream = stream_of(xdrs);
-    if (stream == nullptr || !make_room(xdrs, stream, length)) {
-        return FALSE;
-    }
-    if (length > 0) {
-        std::memcpy(stream->buffer + stream->position, addr, length);
-    }
+    if (stream == nullptr || !make_room(xdrs, stream, length)) { return FALSE; }
+    if (length > 0) { std::memcpy(stream->buffer + stream->position, addr, length); }
     advance(stream, length);
     return TRUE;
 }
@@ -91,9 +77,7 @@ u_int op_getpostn(XDR *xdrs) {
 // field can be rewritten in place.
 bool_t op_setpostn(XDR *xdrs, u_int position) {
     StgStream *stream = stream_of(xdrs);
-    if (stream == nullptr || position > stream->end) {
-        return FALSE;
-    }
+    if (stream == nullptr || position > stream->end) { return FALSE; }
     stream->position = position;
     return TRUE;
 }
@@ -107,9 +91,7 @@ int32_t *op_inline(XDR *xdrs, u_int length) {
         return nullptr;
     }
     char *run = stream->buffer + stream->position;
-    if (reinterpret_cast<uintptr_t>(run) % alignof(int32_t) != 0) {
-        return nullptr;
-    }
+    if (reinterpret_cast<uintptr_t>(run) % alignof(int32_t) != 0) { return nullptr; }
     advance(stream, length);
     return reinterpret_cast<int32_t *>(run);
 }
@@ -136,18 +118,12 @@ const XDR::xdr_ops kStgOps = {
 TBS_EXTERN_C_BEGIN
 
 tbs_status_t xdrstg_create(XDR *xdrs, u_int size, int flags) {
-    if (xdrs == nullptr) {
-        return TBS_ST_INVALID_ARG;
-    }
+    if (xdrs == nullptr) { return TBS_ST_INVALID_ARG; }
     std::memset(xdrs, 0, sizeof *xdrs);
     xdrs->x_op = XDR_ENCODE;
     xdrs->x_ops = &kStgOps;
-    if (flags != 0) {
-        return TBS_ST_INVALID_ARG;
-    }
-    if (size > kMaxCapacity) {
-        return TBS_ST_NO_MEMORY;
-    }
+    if (flags != 0) { return TBS_ST_INVALID_ARG; }
+    if (size > kMaxCapacity) { return TBS_ST_NO_MEMORY; }
     const size_t capacity = size < kMinCapacity ? kMinCapacity : size;
     auto *stream = static_cast<StgStream *>(stg_malloc(sizeof(StgStream)));
     char *buffer = stream == nullptr ? nullptr : static_cast<char *>(stg_malloc(capacity));
@@ -162,9 +138,7 @@ tbs_status_t xdrstg_create(XDR *xdrs, u_int size, int flags) {
 }
 
 void xdrstg_destroy(XDR *xdrs) {
-    if (xdrs != nullptr && xdrs->x_ops == &kStgOps) {
-        op_destroy(xdrs);
-    }
+    if (xdrs != nullptr && xdrs->x_ops == &kStgOps) { op_destroy(xdrs); }
 }
 
 TBS_EXTERN_C_END

@@ -5,26 +5,14 @@
 
 #include "pxinfo_fileutl_internal.h"
 #include "pxinfo_frame_internal.h"
+#include "pxinfo_xdr_internal.h"
 
 namespace {
 
-constexpr const char *kSource = "lib/pxinfo/pxinfo_fileutl";
-
-// Messages of the "pxinfo" catalog.
-constexpr int kMsgNoReadStream = 7;
-constexpr int kMsgNoWriteStream = 8;
+constexpr const char *kSource = pxinfo::source::kFileutl;
 
 // The pass-through value that health files hand to the record routines.
 constexpr int kHealthFileExtra = 12;
-
-// Adapters giving the record routines the element-routine shape that
-// xdr_ez_free expects, without casting function pointers.
-bool_t free_epoch_status(XDR *xdrs, void *record, int extra) {
-    return xdr_pxinfo_family_epoch_status_t(xdrs, static_cast<pxinfo_family_epoch_status_t *>(record), extra);
-}
-bool_t free_sync_status(XDR *xdrs, void *record, int extra) {
-    return xdr_pxinfo_family_sync_status_t(xdrs, static_cast<pxinfo_family_sync_status_t *>(record), extra);
-}
 
 // Refuses the check with one of its trace texts.
 tbs_status_t refuse(const char *reason) {
@@ -37,16 +25,12 @@ tbs_status_t refuse(const char *reason) {
 // of the sync entries are not examined.
 tbs_status_t pxinfo_verify_data(const pxinfo_family_sync_status_t *sync, const pxinfo_family_epoch_status_t *epoch,
                                 bool epoch_only) {
-    if (epoch->count < 2 || epoch->replicas == nullptr) {
-        return refuse("insufficient replica-level epoch data\n");
-    }
+    if (epoch->count < 2 || epoch->replicas == nullptr) { return refuse("insufficient replica-level epoch data\n"); }
     if (!epoch_only) {
         if (sync->count != epoch->count) {
             return refuse("inconsistent replica data counts in sync and epoch structures\n");
         }
-        if (sync->replicas == nullptr) {
-            return refuse("insufficient replica-level sync data\n");
-        }
+        if (sync->replicas == nullptr) { return refuse("insufficient replica-level sync data\n"); }
         if (sync->timestamp != epoch->timestamp) {
             return refuse("inconsistent timestamps on epoch and sync structs\n");
         }
@@ -61,9 +45,7 @@ tbs_status_t pxinfo_verify_data(const pxinfo_family_sync_status_t *sync, const p
 }
 
 void destroy_stream(XDR *xdrs) {
-    if (xdrs->x_ops != nullptr && xdrs->x_ops->x_destroy != nullptr) {
-        XDR_DESTROY(xdrs);
-    }
+    if (xdrs->x_ops != nullptr && xdrs->x_ops->x_destroy != nullptr) { XDR_DESTROY(xdrs); }
 }
 
 void clear_epoch_status(pxinfo_family_epoch_status_t *epoch) {
@@ -81,15 +63,16 @@ void clear_sync_status(pxinfo_family_sync_status_t *sync) {
 }  // namespace
 
 extern "C" tbs_status_t pxinfo_xdrstdio_create(int op, FILE *file, XDR *xdrs) {
-    pxinfo::TraceScope scope("pxinfo_xdrstdio_create", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (static_cast<unsigned>(op) > XDR_DECODE || file == nullptr || xdrs == nullptr) {
         return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
     }
     xdrs->x_ops = nullptr;
     xdrstdio_create(xdrs, file, static_cast<enum xdr_op>(op));
     if (xdrs->x_ops == nullptr) {
-        pxinfo::print_msg(false, IMSG_SEV_ERROR, _pxinfo_pxinfo_msg_table,
-                          op == XDR_DECODE ? kMsgNoReadStream : kMsgNoWriteStream);
+        const pxinfo::PxinfoMsg message =
+            op == XDR_DECODE ? pxinfo::PxinfoMsg::kNoReadStream : pxinfo::PxinfoMsg::kNoWriteStream;
+        pxinfo::print_msg(false, IMSG_SEV_ERROR, message);
         return PXINFO_FAIL(scope, TBS_ST_FAILED);
     }
     return TBS_ST_OK;
@@ -97,19 +80,13 @@ extern "C" tbs_status_t pxinfo_xdrstdio_create(int op, FILE *file, XDR *xdrs) {
 
 extern "C" tbs_status_t pxinfo_write_health_file(const pxinfo_family_sync_status_t *sync,
                                                  const pxinfo_family_epoch_status_t *epoch, FILE *file) {
-    pxinfo::TraceScope scope("pxinfo_write_health_file", kSource);
-    if (sync == nullptr || epoch == nullptr) {
-        return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
-    }
+    PXINFO_TRACE_SCOPE(scope, kSource);
+    if (sync == nullptr || epoch == nullptr) { return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG); }
     tbs_status_t status = pxinfo_verify_data(sync, epoch, false);
-    if (status != TBS_ST_OK) {
-        return PXINFO_FAIL(scope, status);
-    }
+    if (status != TBS_ST_OK) { return PXINFO_FAIL(scope, status); }
     XDR xdrs;
     status = pxinfo_xdrstdio_create(XDR_ENCODE, file, &xdrs);
-    if (status != TBS_ST_OK) {
-        return PXINFO_FAIL(scope, status);
-    }
+    if (status != TBS_ST_OK) { return PXINFO_FAIL(scope, status); }
     // Encoding only reads the records; the routines take them non-const
     // because the same routine also decodes and frees.
     auto *epoch_record = const_cast<pxinfo_family_epoch_status_t *>(epoch);
@@ -120,23 +97,17 @@ extern "C" tbs_status_t pxinfo_write_health_file(const pxinfo_family_sync_status
     }
     // The stdio stream flushes the file when it is destroyed.
     destroy_stream(&xdrs);
-    if (status != TBS_ST_OK) {
-        return PXINFO_FAIL(scope, status);
-    }
+    if (status != TBS_ST_OK) { return PXINFO_FAIL(scope, status); }
     return TBS_ST_OK;
 }
 
 extern "C" tbs_status_t pxinfo_read_health_file(pxinfo_family_sync_status_t *sync, pxinfo_family_epoch_status_t *epoch,
                                                 FILE *file, int epoch_only) {
-    pxinfo::TraceScope scope("pxinfo_read_health_file", kSource);
-    if (sync == nullptr || epoch == nullptr) {
-        return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
-    }
+    PXINFO_TRACE_SCOPE(scope, kSource);
+    if (sync == nullptr || epoch == nullptr) { return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG); }
     XDR xdrs;
     tbs_status_t status = pxinfo_xdrstdio_create(XDR_DECODE, file, &xdrs);
-    if (status != TBS_ST_OK) {
-        return PXINFO_FAIL(scope, status);
-    }
+    if (status != TBS_ST_OK) { return PXINFO_FAIL(scope, status); }
     clear_epoch_status(epoch);
     clear_sync_status(sync);
     if (!xdr_pxinfo_family_epoch_status_t(&xdrs, epoch, kHealthFileExtra)) {
@@ -148,30 +119,26 @@ extern "C" tbs_status_t pxinfo_read_health_file(pxinfo_family_sync_status_t *syn
         pxinfo_free_family_sync_status_from_file(sync);
     }
     destroy_stream(&xdrs);
-    if (status != TBS_ST_OK) {
-        return PXINFO_FAIL(scope, status);
-    }
+    if (status != TBS_ST_OK) { return PXINFO_FAIL(scope, status); }
     // On a failed check the records stay filled for the caller to release.
     status = pxinfo_verify_data(sync, epoch, epoch_only != 0);
-    if (status != TBS_ST_OK) {
-        return PXINFO_FAIL(scope, status);
-    }
+    if (status != TBS_ST_OK) { return PXINFO_FAIL(scope, status); }
     return TBS_ST_OK;
 }
 
 extern "C" void pxinfo_free_family_epoch_status_from_file(pxinfo_family_epoch_status_t *epoch) {
-    pxinfo::TraceScope scope("pxinfo_free_family_epoch_status_from_file", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (epoch != nullptr) {
-        xdr_ez_free(epoch, free_epoch_status, 0);
+        xdr_ez_free(epoch, pxinfo::xdr::untyped<xdr_pxinfo_family_epoch_status_t>, 0);
         // Nothing is left to point at: a second release is harmless.
         clear_epoch_status(epoch);
     }
 }
 
 extern "C" void pxinfo_free_family_sync_status_from_file(pxinfo_family_sync_status_t *sync) {
-    pxinfo::TraceScope scope("pxinfo_free_family_sync_status_from_file", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (sync != nullptr) {
-        xdr_ez_free(sync, free_sync_status, 0);
+        xdr_ez_free(sync, pxinfo::xdr::untyped<xdr_pxinfo_family_sync_status_t>, 0);
         clear_sync_status(sync);
     }
 }

@@ -13,22 +13,15 @@
 
 #include "fileutl.h"
 #include "pxinfo_frame_internal.h"
+#include "pxinfo_xdr_internal.h"
 #include "stg.h"
 #include "tbs_uuid.h"
 #include "xdr_ez.h"
 
 namespace {
 
-constexpr const char *kSource = "lib/pxinfo/pxinfo_kv_pkt";
-const imsg_msg_table_t &kMessages = _pxinfo_kv_pkt_pxinfo_msg_table;
-
-// Indexes of the catalog's messages.
-constexpr int kMsgBadMagic = 0;
-constexpr int kMsgBadChecksum = 2;
-constexpr int kMsgVersionMismatch = 3;
-constexpr int kMsgDecodeError = 4;
-constexpr int kMsgEncodeError = 5;
-constexpr int kMsgNoVersionForFeatureLevel = 6;
+constexpr const char *kSource = pxinfo::source::kKvPkt;
+using pxinfo::KvPktMsg;
 
 struct ProtocolVersion {
     int major;
@@ -51,12 +44,6 @@ constexpr uint32_t kDefaultAuxCount = 1;
 // ---------------------------------------------------------------------------
 // Layouts as the reader and writer see them.
 
-// A record routine taking its record untyped, as xdr_ez_free wants it.
-template <typename Record, bool_t (*Routine)(XDR *, Record *, int)>
-bool_t untyped_routine(XDR *xdrs, void *record, int extra) {
-    return Routine(xdrs, static_cast<Record *>(record), extra);
-}
-
 struct Layout {
     pxinfo_kv_pkt_header_type_t type;
     size_t record_size;
@@ -67,13 +54,11 @@ struct Layout {
 };
 
 constexpr Layout kLayout0 = {PXINFO_KV_PKT_HEADER_TYPE_0, sizeof(pxinfo_kv_pkt_header_0_t),
-                             untyped_routine<pxinfo_kv_pkt_header_0_t, xdr_pxinfo_kv_pkt_header_0_t>, false,
-                             "sync header(type 0)"};
+                             pxinfo::xdr::untyped<xdr_pxinfo_kv_pkt_header_0_t>, false, "sync header(type 0)"};
 constexpr Layout kLayout2 = {PXINFO_KV_PKT_HEADER_TYPE_2, sizeof(pxinfo_kv_pkt_header_2_t),
-                             untyped_routine<pxinfo_kv_pkt_header_2_t, xdr_pxinfo_kv_pkt_header_2_t>, true,
-                             "sync header(type 2)"};
+                             pxinfo::xdr::untyped<xdr_pxinfo_kv_pkt_header_2_t>, true, "sync header(type 2)"};
 constexpr Layout kLayout3 = {PXINFO_KV_PKT_HEADER_TYPE_3, sizeof(pxinfo_kv_pkt_header_t),
-                             untyped_routine<pxinfo_kv_pkt_header_t, xdr_pxinfo_kv_pkt_header_t>, true, "sync header"};
+                             pxinfo::xdr::untyped<xdr_pxinfo_kv_pkt_header_t>, true, "sync header"};
 
 // The layouts the reader and writer use; null for layout 1, which no major
 // version selects.
@@ -90,26 +75,13 @@ const Layout *find_layout(pxinfo_kv_pkt_header_type_t type) {
 // Copies owned by a header: every block comes from the base services' heap
 // and is released one by one.
 
-// A zero-filled array of count elements; null when storage is exhausted or
-// the size cannot be represented.
-template <typename Element>
-Element *allocate_array(int32_t count) {
-    const size_t n = static_cast<size_t>(count);
-    if (n > SIZE_MAX / sizeof(Element)) {
-        return nullptr;
-    }
-    return static_cast<Element *>(stg_calloc(STG_AREA_TEMP, n * sizeof(Element)));
-}
-
 bool is_non_empty(const char *text) { return text != nullptr && text[0] != '\0'; }
 
 // Copies text into *copy; a null text stays null. False when storage is
 // exhausted.
 bool copy_text(const char *text, char **copy) {
     *copy = nullptr;
-    if (text == nullptr) {
-        return true;
-    }
+    if (text == nullptr) { return true; }
     *copy = stg_strdup(text);
     return *copy != nullptr;
 }
@@ -119,29 +91,19 @@ bool copy_text(const char *text, char **copy) {
 // release_targets; false when storage is exhausted.
 bool copy_targets(const pxinfo_kv_pkt_tgt_desc_t *targets, int32_t count, pxinfo_kv_pkt_tgt_desc_t **copy) {
     *copy = nullptr;
-    if (count <= 0) {
-        return true;
-    }
-    *copy = allocate_array<pxinfo_kv_pkt_tgt_desc_t>(count);
-    if (*copy == nullptr) {
-        return false;
-    }
+    if (count <= 0) { return true; }
+    *copy = pxinfo::allocate_array<pxinfo_kv_pkt_tgt_desc_t>(STG_AREA_TEMP, static_cast<size_t>(count));
+    if (*copy == nullptr) { return false; }
     for (int32_t i = 0; i < count; ++i) {
         (*copy)[i].replica_uuid = targets[i].replica_uuid;
-        if (is_non_empty(targets[i].name) && !copy_text(targets[i].name, &(*copy)[i].name)) {
-            return false;
-        }
+        if (is_non_empty(targets[i].name) && !copy_text(targets[i].name, &(*copy)[i].name)) { return false; }
     }
     return true;
 }
 
 void release_targets(pxinfo_kv_pkt_tgt_desc_t *targets, int32_t count) {
-    if (targets == nullptr) {
-        return;
-    }
-    for (int32_t i = 0; i < count; ++i) {
-        stg_free(targets[i].name);
-    }
+    if (targets == nullptr) { return; }
+    for (int32_t i = 0; i < count; ++i) { stg_free(targets[i].name); }
     stg_free(targets);
 }
 
@@ -150,16 +112,10 @@ void release_targets(pxinfo_kv_pkt_tgt_desc_t *targets, int32_t count) {
 template <typename To, typename From, typename Convert>
 bool copy_replicas(const From *replicas, int32_t count, To **copy, Convert convert) {
     *copy = nullptr;
-    if (count <= 0) {
-        return true;
-    }
-    *copy = allocate_array<To>(count);
-    if (*copy == nullptr) {
-        return false;
-    }
-    for (int32_t i = 0; i < count; ++i) {
-        convert(replicas[i], (*copy)[i]);
-    }
+    if (count <= 0) { return true; }
+    *copy = pxinfo::allocate_array<To>(STG_AREA_TEMP, static_cast<size_t>(count));
+    if (*copy == nullptr) { return false; }
+    for (int32_t i = 0; i < count; ++i) { convert(replicas[i], (*copy)[i]); }
     return true;
 }
 
@@ -218,18 +174,14 @@ bool widen_older_record(const Record &record, pxinfo_kv_pkt_header_t *header) {
     header->oplog_desc_type = PXINFO_KV_OPLOG_DESC_NONE;
     header->replica_count = record.replica_count;
     header->aux_int2 = 0;
-    if (!copy_targets(record.targets, record.target_count, &header->targets)) {
-        return false;
-    }
+    if (!copy_targets(record.targets, record.target_count, &header->targets)) { return false; }
     const auto widen_replica = [](const auto &from, pxinfo_kv_pkt_rep_desc_t &to) {
         to.replica_uuid = from.replica_uuid;
         to.start_epoch = from.start_epoch;
         to.end_epoch = 0;
         to.ref_value = ref_value_of(from);
     };
-    if (!copy_replicas(record.replicas, record.replica_count, &header->replicas, widen_replica)) {
-        return false;
-    }
+    if (!copy_replicas(record.replicas, record.replica_count, &header->replicas, widen_replica)) { return false; }
     return copy_older_aux_string(record, &header->aux_string);
 }
 
@@ -238,13 +190,9 @@ bool copy_newest_record(const pxinfo_kv_pkt_header_t &record, pxinfo_kv_pkt_head
     header->targets = nullptr;
     header->replicas = nullptr;
     header->aux_string = nullptr;
-    if (!copy_targets(record.targets, record.target_count, &header->targets)) {
-        return false;
-    }
+    if (!copy_targets(record.targets, record.target_count, &header->targets)) { return false; }
     const auto copy_replica = [](const pxinfo_kv_pkt_rep_desc_t &from, pxinfo_kv_pkt_rep_desc_t &to) { to = from; };
-    if (!copy_replicas(record.replicas, record.replica_count, &header->replicas, copy_replica)) {
-        return false;
-    }
+    if (!copy_replicas(record.replicas, record.replica_count, &header->replicas, copy_replica)) { return false; }
     return !is_non_empty(record.aux_string) || copy_text(record.aux_string, &header->aux_string);
 }
 
@@ -296,9 +244,7 @@ class CheckStream {
   public:
     CheckStream() { std::memset(&xdrs_, 0, sizeof xdrs_); }
     ~CheckStream() {
-        if (created_) {
-            xdrstg_destroy(&xdrs_);
-        }
+        if (created_) { xdrstg_destroy(&xdrs_); }
     }
     CheckStream(const CheckStream &) = delete;
     CheckStream &operator=(const CheckStream &) = delete;
@@ -318,15 +264,15 @@ class CheckStream {
 tbs_status_t read_magic_and_major_version(XDR *xdrs, bool quiet, int *major_version) {
     u_long magic = 0;
     if (!xdr_u_long(xdrs, &magic)) {
-        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgDecodeError, "magic");
+        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, KvPktMsg::kDecodeError, "magic");
         return TBS_ST_FAILED;
     }
     if (static_cast<uint32_t>(magic) != PXINFO_KV_PKT_MAGIC) {
-        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgBadMagic);
+        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, KvPktMsg::kBadMagic);
         return TBS_ST_FAILED;
     }
     if (!xdr_int(xdrs, major_version)) {
-        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgDecodeError, "major version");
+        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, KvPktMsg::kDecodeError, "major version");
         return TBS_ST_FAILED;
     }
     return TBS_ST_OK;
@@ -337,32 +283,32 @@ tbs_status_t read_magic_and_major_version(XDR *xdrs, bool quiet, int *major_vers
 tbs_status_t verify_checksum(XDR *xdrs, bool quiet, int major_version, const Layout &layout, void *record) {
     u_long stored = 0;
     if (!xdr_u_long(xdrs, &stored)) {
-        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgDecodeError, "header checksum");
+        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, KvPktMsg::kDecodeError, "header checksum");
         return TBS_ST_FAILED;
     }
     CheckStream check;
     const tbs_status_t status = check.create();
     if (status != TBS_ST_OK) {
-        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgEncodeError, "buffer creation");
+        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, KvPktMsg::kEncodeError, "buffer creation");
         return status;
     }
     u_long magic = PXINFO_KV_PKT_MAGIC;
     if (!xdr_u_long(check.xdrs(), &magic)) {
-        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgEncodeError, "magic");
+        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, KvPktMsg::kEncodeError, "magic");
         return TBS_ST_FAILED;
     }
     if (!xdr_int(check.xdrs(), &major_version)) {
-        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgDecodeError, "major version");
+        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, KvPktMsg::kDecodeError, "major version");
         return TBS_ST_FAILED;
     }
     if (!layout.routine(check.xdrs(), record, 0)) {
-        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgEncodeError, "sync header for checking");
+        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, KvPktMsg::kEncodeError, "sync header for checking");
         return TBS_ST_FAILED;
     }
     uint32_t computed = 0;
     fileutl_crc_buffer(check.xdrs()->x_base, XDR_GETPOS(check.xdrs()), &computed);
     if (computed != static_cast<uint32_t>(stored)) {
-        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgBadChecksum, static_cast<unsigned long>(computed),
+        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, KvPktMsg::kBadChecksum, static_cast<unsigned long>(computed),
                           static_cast<unsigned long>(static_cast<uint32_t>(stored)));
         return TBS_ST_FAILED;
     }
@@ -373,40 +319,30 @@ tbs_status_t verify_checksum(XDR *xdrs, bool quiet, int major_version, const Lay
 // on entry; on failure it may hold a partial copy.
 tbs_status_t read_header_from(XDR *xdrs, bool quiet, int *major_version, pxinfo_kv_pkt_header_t *header) {
     tbs_status_t status = read_magic_and_major_version(xdrs, quiet, major_version);
-    if (status != TBS_ST_OK) {
-        return status;
-    }
+    if (status != TBS_ST_OK) { return status; }
     pxinfo_kv_pkt_header_type_t type = PXINFO_KV_PKT_HEADER_TYPE_0;
     status = pxinfo_kv_pkt_major_version_to_header_type(*major_version, quiet, &type);
-    if (status != TBS_ST_OK) {
-        return status;
-    }
+    if (status != TBS_ST_OK) { return status; }
     const Layout *layout = find_layout(type);
     if (layout == nullptr) {
         pxinfo::log_int_error(kSource, __LINE__, "pxinfo_kv_pkt_read_header");
         return TBS_ST_FAILED;
     }
     DecodedRecord record(*layout);
-    if (!record.allocated()) {
-        return TBS_ST_NO_MEMORY;
-    }
+    if (!record.allocated()) { return TBS_ST_NO_MEMORY; }
     if (!layout->routine(xdrs, record.get(), 0)) {
-        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, kMessages, kMsgDecodeError, layout->decode_failure_name);
+        pxinfo::print_msg(quiet, IMSG_SEV_ERROR, KvPktMsg::kDecodeError, layout->decode_failure_name);
         return TBS_ST_FAILED;
     }
     if (layout->has_checksum) {
         status = verify_checksum(xdrs, quiet, *major_version, *layout, record.get());
-        if (status != TBS_ST_OK) {
-            return status;
-        }
+        if (status != TBS_ST_OK) { return status; }
     }
     status = build_caller_header(*layout, record.get(), header);
-    if (status != TBS_ST_OK) {
-        return status;
-    }
+    if (status != TBS_ST_OK) { return status; }
     if (*major_version == PXINFO_KV_PKT_SOFTWARE_MAJOR_VERSION &&
         header->minor_version != PXINFO_KV_PKT_SOFTWARE_MINOR_VERSION) {
-        pxinfo::print_msg(quiet, IMSG_SEV_WARNING, kMessages, kMsgVersionMismatch, PXINFO_KV_PKT_SOFTWARE_MAJOR_VERSION,
+        pxinfo::print_msg(quiet, IMSG_SEV_WARNING, KvPktMsg::kVersionMismatch, PXINFO_KV_PKT_SOFTWARE_MAJOR_VERSION,
                           PXINFO_KV_PKT_SOFTWARE_MINOR_VERSION, *major_version,
                           static_cast<int>(header->minor_version));
     }
@@ -461,13 +397,9 @@ class NarrowedRecord {
         record_.sync_type = header.sync_type;
         record_.aux_int = header.aux_int;
         record_.replica_count = header.replica_count;
-        if (!copy_targets(header.targets, header.target_count, &record_.targets)) {
-            return false;
-        }
+        if (!copy_targets(header.targets, header.target_count, &record_.targets)) { return false; }
         const auto narrow = [](const pxinfo_kv_pkt_rep_desc_t &from, auto &to) { narrow_replica(from, to); };
-        if (!copy_replicas(header.replicas, header.replica_count, &record_.replicas, narrow)) {
-            return false;
-        }
+        if (!copy_replicas(header.replicas, header.replica_count, &record_.replicas, narrow)) { return false; }
         return copy_narrowed_aux_string(header, record_);
     }
     void *get() { return &record_; }
@@ -479,11 +411,9 @@ class NarrowedRecord {
 template <typename Record>
 tbs_status_t encode_narrowed(const pxinfo_kv_pkt_header_t &header, const Layout &layout, XDR *xdrs) {
     NarrowedRecord<Record> record;
-    if (!record.build(header)) {
-        return TBS_ST_NO_MEMORY;
-    }
+    if (!record.build(header)) { return TBS_ST_NO_MEMORY; }
     if (!layout.routine(xdrs, record.get(), 0)) {
-        pxinfo::print_msg(false, IMSG_SEV_ERROR, kMessages, kMsgEncodeError, "sync header");
+        pxinfo::print_msg(false, IMSG_SEV_ERROR, KvPktMsg::kEncodeError, "sync header");
         return TBS_ST_FAILED;
     }
     return TBS_ST_OK;
@@ -497,7 +427,7 @@ tbs_status_t encode_record(const pxinfo_kv_pkt_header_t &header, const Layout &l
     }
     // Encoding leaves the caller's header as it was.
     if (!layout.routine(xdrs, const_cast<pxinfo_kv_pkt_header_t *>(&header), 0)) {
-        pxinfo::print_msg(false, IMSG_SEV_ERROR, kMessages, kMsgEncodeError, "sync header");
+        pxinfo::print_msg(false, IMSG_SEV_ERROR, KvPktMsg::kEncodeError, "sync header");
         return TBS_ST_FAILED;
     }
     return TBS_ST_OK;
@@ -511,7 +441,7 @@ tbs_status_t append_checksum(XDR *xdrs, u_int start) {
     fileutl_crc_buffer(xdrs->x_base + start, end - start, &checksum);
     u_long word = checksum;
     if (!xdr_u_long(xdrs, &word)) {
-        pxinfo::print_msg(false, IMSG_SEV_ERROR, kMessages, kMsgEncodeError, "header crc");
+        pxinfo::print_msg(false, IMSG_SEV_ERROR, KvPktMsg::kEncodeError, "header crc");
         return TBS_ST_FAILED;
     }
     return TBS_ST_OK;
@@ -531,9 +461,7 @@ extern "C" tbs_status_t pxinfo_kv_pkt_read_header(FILE *stream, XDR *xdrs, int q
     std::memset(header, 0, sizeof *header);
     xdrstdio_create(xdrs, stream, XDR_DECODE);
     const tbs_status_t status = read_header_from(xdrs, quiet != 0, major_version, header);
-    if (status != TBS_ST_OK) {
-        pxinfo_free_kv_pkt_hdr(header);
-    }
+    if (status != TBS_ST_OK) { pxinfo_free_kv_pkt_hdr(header); }
     return status;
 }
 
@@ -542,12 +470,8 @@ extern "C" tbs_status_t pxinfo_kv_pkt_read_import_header_no_xdr(FILE *stream, in
     XDR xdrs;
     std::memset(&xdrs, 0, sizeof xdrs);
     const tbs_status_t status = pxinfo_kv_pkt_read_header(stream, &xdrs, quiet, major_version, header);
-    if (stream != nullptr) {
-        fseek(stream, 0, SEEK_SET);
-    }
-    if (xdrs.x_ops != nullptr) {
-        XDR_DESTROY(&xdrs);
-    }
+    if (stream != nullptr) { fseek(stream, 0, SEEK_SET); }
+    if (xdrs.x_ops != nullptr) { XDR_DESTROY(&xdrs); }
     return status;
 }
 
@@ -557,9 +481,7 @@ extern "C" tbs_status_t pxinfo_kv_pkt_finish_import_header_no_xdr(FILE *, pxinfo
 }
 
 extern "C" void pxinfo_free_kv_pkt_hdr(pxinfo_kv_pkt_header_t *header) {
-    if (header != nullptr) {
-        release_copied_header(*header);
-    }
+    if (header != nullptr) { release_copied_header(*header); }
 }
 
 // ---------------------------------------------------------------------------
@@ -573,41 +495,36 @@ extern "C" tbs_status_t pxinfo_kv_pkt_write_header(const pxinfo_kv_pkt_header_t 
     }
     pxinfo_kv_pkt_header_type_t type = PXINFO_KV_PKT_HEADER_TYPE_0;
     tbs_status_t status = pxinfo_kv_pkt_major_version_to_header_type(major_version, 0, &type);
-    if (status != TBS_ST_OK) {
-        return status;
-    }
+    if (status != TBS_ST_OK) { return status; }
     const Layout *layout = find_layout(type);
     if (layout == nullptr) {
         pxinfo::log_int_error(kSource, __LINE__, "pxinfo_kv_pkt_write_header");
         return TBS_ST_FAILED;
     }
     // The checksum is computed over the stream's own buffer.
-    if (layout->has_checksum && xdrs->x_base == nullptr) {
-        return TBS_ST_INVALID_ARG;
-    }
+    if (layout->has_checksum && xdrs->x_base == nullptr) { return TBS_ST_INVALID_ARG; }
     *size = 0;
     const u_int start = XDR_GETPOS(xdrs);
     u_long magic = PXINFO_KV_PKT_MAGIC;
     if (!xdr_u_long(xdrs, &magic)) {
-        pxinfo::print_msg(false, IMSG_SEV_ERROR, kMessages, kMsgEncodeError, "magic");
+        pxinfo::print_msg(false, IMSG_SEV_ERROR, KvPktMsg::kEncodeError, "magic");
         return TBS_ST_FAILED;
     }
     if (!xdr_int(xdrs, &major_version)) {
-        pxinfo::print_msg(false, IMSG_SEV_ERROR, kMessages, kMsgEncodeError, "major version");
+        pxinfo::print_msg(false, IMSG_SEV_ERROR, KvPktMsg::kEncodeError, "major version");
         return TBS_ST_FAILED;
     }
     status = encode_record(*header, *layout, xdrs);
-    if (status != TBS_ST_OK) {
-        return status;
-    }
+    if (status != TBS_ST_OK) { return status; }
     if (!layout->has_checksum) {
+        // The size of a layout-0 header counts from the stream's start, not
+        // from where the header began: a header written after other bytes
+        // reports them too, as the product's writers expect.
         *size = XDR_GETPOS(xdrs);
         return TBS_ST_OK;
     }
     status = append_checksum(xdrs, start);
-    if (status != TBS_ST_OK) {
-        return status;
-    }
+    if (status != TBS_ST_OK) { return status; }
     *size = XDR_GETPOS(xdrs) - start;
     return TBS_ST_OK;
 }
@@ -619,18 +536,14 @@ extern "C" tbs_status_t pxinfo_kv_pkt_write_header(const pxinfo_kv_pkt_header_t 
 extern "C" void pxinfo_map_flevel_to_protocol_versions(int feature_level, int *major_version, int *minor_version) {
     const unsigned level = static_cast<unsigned>(feature_level);
     if (level < sizeof kProtocolVersionOfFeatureLevel / sizeof kProtocolVersionOfFeatureLevel[0]) {
-        if (major_version != nullptr) {
-            *major_version = kProtocolVersionOfFeatureLevel[level].major;
-        }
-        if (minor_version != nullptr) {
-            *minor_version = kProtocolVersionOfFeatureLevel[level].minor;
-        }
+        if (major_version != nullptr) { *major_version = kProtocolVersionOfFeatureLevel[level].major; }
+        if (minor_version != nullptr) { *minor_version = kProtocolVersionOfFeatureLevel[level].minor; }
         return;
     }
-    if (minor_version != nullptr) {
-        *minor_version = 0;
-    }
+    if (minor_version != nullptr) { *minor_version = 0; }
+    const imsg_msg_table_t &catalog = _pxinfo_kv_pkt_pxinfo_msg_table;
+    const int index = static_cast<int>(KvPktMsg::kNoVersionForFeatureLevel);
     // The assertion reports the line right after the internal error's.
-    tbs_log_int_error("pxinfo_kv_pkt", &kMessages, kMsgNoVersionForFeatureLevel, kSource, __LINE__, 0, feature_level);
+    tbs_log_int_error(catalog.component_name, &catalog, index, kSource, __LINE__, 0, feature_level);
     PXINFO_ASSERT_FAIL("FALSE", kSource);
 }

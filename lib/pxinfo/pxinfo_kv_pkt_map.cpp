@@ -9,10 +9,6 @@
 
 namespace {
 
-const imsg_msg_table_t &kMessages = _pxinfo_kv_pkt_pxinfo_msg_table;
-
-constexpr int kMsgUnknownVersion = 1;
-
 // Sync types of the header and the file types they stand for.
 constexpr int kSyncTypeUpdate = 1;
 constexpr int kSyncTypeCreation = 2;
@@ -38,13 +34,11 @@ extern "C" tbs_status_t pxinfo_kv_pkt_major_version_to_header_type(int major_ver
                                                                    pxinfo_kv_pkt_header_type_t *header_type) {
     const unsigned version = static_cast<unsigned>(major_version);
     if (version < table_size(kLayoutOfMajorVersion)) {
-        if (header_type == nullptr) {
-            return TBS_ST_INVALID_ARG;
-        }
+        if (header_type == nullptr) { return TBS_ST_INVALID_ARG; }
         *header_type = kLayoutOfMajorVersion[version];
         return TBS_ST_OK;
     }
-    pxinfo::print_msg(quiet != 0, IMSG_SEV_ERROR, kMessages, kMsgUnknownVersion, major_version);
+    pxinfo::print_msg(quiet != 0, IMSG_SEV_ERROR, pxinfo::KvPktMsg::kUnknownVersion, major_version);
     return TBS_ST_FAILED;
 }
 
@@ -68,26 +62,18 @@ extern "C" int pxinfo_kv_pkt_file_type_to_sync_type(pxinfo_file_type_t file_type
 // Stdio wrappers.
 
 extern "C" size_t pxinfo_kv_pkt_fread(void *buffer, size_t size, size_t count, FILE *stream) {
-    if (stream == nullptr) {
-        return 0;
-    }
+    if (stream == nullptr) { return 0; }
     return fread(buffer, size, count, stream);
 }
 
 extern "C" size_t pxinfo_kv_pkt_fwrite(const void *buffer, size_t size, size_t count, FILE *stream) {
-    if (stream == nullptr) {
-        return 0;
-    }
+    if (stream == nullptr) { return 0; }
     return fwrite(buffer, size, count, stream);
 }
 
 extern "C" long pxinfo_kv_pkt_fseek(long offset, FILE *stream) {
-    if (stream == nullptr) {
-        return -1;
-    }
+    if (stream == nullptr) { return -1; }
     const long before = ftell(stream);
-    if (fseek(stream, offset, SEEK_CUR) != 0) {
-        return -1;
-    }
+    if (fseek(stream, offset, SEEK_CUR) != 0) { return -1; }
     return ftell(stream) - before;
 }

@@ -1,8 +1,11 @@
 // The library's three message catalogs. Texts are the product's own, kept byte
 // for byte; messages are addressed by index, never by catalog number.
-#include <cstdint>
-
 #include "pxinfo_msg.h"
+
+#include <cstdint>
+#include <iterator>
+
+#include "pxinfo_msg_internal.h"
 
 namespace {
 
@@ -94,6 +97,10 @@ const char *const kShpOrderTexts[] = {
 const uint16_t kShpOrderNumbers[] = {1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15, 16, 17,
                                      18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31, 32, 33, 34,
                                      35, 36, 37, 38, 39, 40, 41, 42, 43, 44, 45, 46, 47, 48, 49, 50};
+
+static_assert(std::size(kPxinfoTexts) == static_cast<size_t>(pxinfo::PxinfoMsg::kCount), "one name a message");
+static_assert(std::size(kKvPktTexts) == static_cast<size_t>(pxinfo::KvPktMsg::kCount), "one name a message");
+static_assert(std::size(kShpOrderTexts) == static_cast<size_t>(pxinfo::ShpOrderMsg::kCount), "one name a message");
 
 template <size_t N, size_t M>
 constexpr imsg_msg_table_t make_table(const char *component, uint16_t set_number, const char *const (&texts)[N],

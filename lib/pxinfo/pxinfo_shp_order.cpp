@@ -52,9 +52,7 @@ uint32_t host_hash(const char *host) {
 void index_put(Table &index, pxinfo_shp_destination_t *destination, uint32_t hash) {
     uint32_t mask = index.capacity - 1;
     uint32_t i = hash & mask;
-    while (index.hashes[i] != 0) {
-        i = (i + 1) & mask;
-    }
+    while (index.hashes[i] != 0) { i = (i + 1) & mask; }
     index.hashes[i] = hash;
     index.slots[i] = destination;
     ++index.used;
@@ -62,17 +60,13 @@ void index_put(Table &index, pxinfo_shp_destination_t *destination, uint32_t has
 
 // Makes room for one more destination; false when storage is exhausted.
 bool index_reserve_one(Table &index) {
-    if ((index.used + 1) * 8 <= index.capacity * 7) {
-        return true;
-    }
+    if ((index.used + 1) * 8 <= index.capacity * 7) { return true; }
     uint32_t capacity = index.capacity == 0 ? kIndexInitialCapacity : index.capacity * 2;
     // One block: the destinations' array, then the hashes'.
     const size_t slots_size = static_cast<size_t>(capacity) * sizeof(pxinfo_shp_destination_t *);
     const size_t hashes_size = static_cast<size_t>(capacity) * sizeof(uint32_t);
     void *block = stg_malloc(slots_size + hashes_size);
-    if (block == nullptr) {
-        return false;
-    }
+    if (block == nullptr) { return false; }
     auto *hashes = reinterpret_cast<uint32_t *>(static_cast<char *>(block) + slots_size);
     std::memset(hashes, 0, hashes_size);
     Table grown{index.order, index.outer};
@@ -81,9 +75,7 @@ bool index_reserve_one(Table &index) {
     grown.capacity = capacity;
     grown.last_found = index.last_found;
     for (uint32_t i = 0; i < index.capacity; ++i) {
-        if (index.hashes[i] != 0) {
-            index_put(grown, index.slots[i], index.hashes[i]);
-        }
+        if (index.hashes[i] != 0) { index_put(grown, index.slots[i], index.hashes[i]); }
     }
     stg_free(index.slots);
     index = grown;
@@ -94,13 +86,9 @@ bool index_reserve_one(Table &index) {
 // for none.
 pxinfo_shp_destination_t *next_destination(const pxinfo_shp_order_t *order,
                                            const pxinfo_shp_destination_t *destination) {
-    if (destination == nullptr) {
-        return nullptr;
-    }
+    if (destination == nullptr) { return nullptr; }
     const llist_d_link_t *next = destination->link.next;
-    if (next == nullptr || next == LLIST_D_END(&order->destinations)) {
-        return nullptr;
-    }
+    if (next == nullptr || next == LLIST_D_END(&order->destinations)) { return nullptr; }
     return static_cast<pxinfo_shp_destination_t *>(next->element);
 }
 
@@ -110,9 +98,7 @@ pxinfo_shp_destination_t *index_find(Table &index, const char *host, uint32_t ha
         index.last_found = next;
         return next;
     }
-    if (index.capacity == 0) {
-        return nullptr;
-    }
+    if (index.capacity == 0) { return nullptr; }
     uint32_t mask = index.capacity - 1;
     for (uint32_t i = hash & mask; index.hashes[i] != 0; i = (i + 1) & mask) {
         if (index.hashes[i] == hash && strcmp(index.slots[i]->host, host) == 0) {
@@ -127,9 +113,7 @@ pxinfo_shp_destination_t *walk_for_destination(const pxinfo_shp_order_t *order, 
     const llist_d_head_t *head = &order->destinations;
     for (llist_d_link_t *l = head->first; l != nullptr && l != LLIST_D_END(head); l = l->next) {
         auto *d = static_cast<pxinfo_shp_destination_t *>(l->element);
-        if (strcmp(d->host, host) == 0) {
-            return d;
-        }
+        if (strcmp(d->host, host) == 0) { return d; }
     }
     return nullptr;
 }
@@ -140,12 +124,10 @@ bool host_fits(const char *host) { return strlen(host) < PXINFO_SHP_HOST_SIZE; }
 // text, false when storage is exhausted (after the message).
 bool copy_text(stg_area_t *area, const char *text, char **copy) {
     *copy = nullptr;
-    if (text == nullptr) {
-        return true;
-    }
+    if (text == nullptr) { return true; }
     *copy = stg_area_strdup(area, text);
     if (*copy == nullptr) {
-        print_out_of_storage();
+        print_shared(IMSG_SEV_ERROR, kComponent, tbs::SharedMsg::kOutOfMemory);
         return false;
     }
     return true;
@@ -155,9 +137,7 @@ bool copy_text(stg_area_t *area, const char *text, char **copy) {
 template <typename T>
 T *new_element(const pxinfo_shp_order_t *order) {
     auto *element = static_cast<T *>(stg_calloc(order->area, sizeof(T)));
-    if (element == nullptr) {
-        print_out_of_storage();
-    }
+    if (element == nullptr) { print_shared(IMSG_SEV_ERROR, kComponent, tbs::SharedMsg::kOutOfMemory); }
     return element;
 }
 
@@ -169,13 +149,9 @@ void copy_host(char (&target)[PXINFO_SHP_HOST_SIZE], const char *host) {
 
 tbs_status_t create_hop(pxinfo_shp_order_t *order, const char *file_name, const char *host, uint32_t time,
                         const char *time_string, llist_d_head_t *route, uint32_t *count) {
-    if (!check_host_length(file_name, host)) {
-        return TBS_ST_FAILED;
-    }
+    if (!check_host_length(file_name, host)) { return TBS_ST_FAILED; }
     auto *hop = new_element<pxinfo_shp_hop_t>(order);
-    if (hop == nullptr || !copy_text(order->area, time_string, &hop->time_string)) {
-        return TBS_ST_FAILED;
-    }
+    if (hop == nullptr || !copy_text(order->area, time_string, &hop->time_string)) { return TBS_ST_FAILED; }
     copy_host(hop->host, host);
     hop->time = time;
     llist_d_insert(route, hop, &hop->link, LLIST_D_TAIL);
@@ -185,9 +161,7 @@ tbs_status_t create_hop(pxinfo_shp_order_t *order, const char *file_name, const 
 
 tbs_status_t create_text(pxinfo_shp_order_t *order, const char *text, llist_d_head_t *list, uint32_t *count) {
     auto *element = new_element<pxinfo_shp_text_t>(order);
-    if (element == nullptr || !copy_text(order->area, text, &element->text)) {
-        return TBS_ST_FAILED;
-    }
+    if (element == nullptr || !copy_text(order->area, text, &element->text)) { return TBS_ST_FAILED; }
     llist_d_insert(list, element, &element->link, LLIST_D_TAIL);
     ++*count;
     return TBS_ST_OK;
@@ -201,35 +175,27 @@ tbs_status_t check_failure_destination(pxinfo_shp_order_t *order, const char *fi
     *mark_failed = nullptr;
     pxinfo_shp_destination_t *d = find_destination(order, destination);
     if (d == nullptr) {
-        print_error(kMsgFailureUnknownDestination, file_name, destination);
+        print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kFailureUnknownDestination, file_name, destination);
         return TBS_ST_FAILED;
     }
     if (d->delivery_string != nullptr) {
         if (accept_r_after_delivery == 0 || type != 0) {
-            print_error(kMsgConflictingDeliveryFailure, file_name, destination);
+            print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kConflictingDeliveryFailure, file_name, destination);
             return TBS_ST_FAILED;
         }
         return TBS_ST_OK;
     }
-    if (type != 0) {
-        *mark_failed = d;
-    }
+    if (type != 0) { *mark_failed = d; }
     return TBS_ST_OK;
 }
 
 }  // namespace
 
-void print_out_of_storage() {
-    imsg_print_shared(IMSG_SEV_ERROR, kComponent, &_tbs_cmsg_tbs_msg_table, kSharedMsgOutOfStorage);
-}
-
 const char *errno_text() { return tbs_strerror(tbs_errno2status(errno)); }
 
 bool check_host_length(const char *file_name, const char *host) {
-    if (host_fits(host)) {
-        return true;
-    }
-    print_error(kMsgHostnameTooLong, file_name, host);
+    if (host_fits(host)) { return true; }
+    print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kHostnameTooLong, file_name, host);
     return false;
 }
 
@@ -255,13 +221,9 @@ using namespace pxinfo::shp;
 extern "C" {
 
 tbs_status_t pxinfo_shp_new_order(pxinfo_shp_order_t **order) {
-    if (order == nullptr) {
-        return TBS_ST_INVALID_ARG;
-    }
+    if (order == nullptr) { return TBS_ST_INVALID_ARG; }
     stg_area_t *area = stg_create_area(kAreaSizeHint);
-    if (area == nullptr) {
-        return TBS_ST_FAILED;
-    }
+    if (area == nullptr) { return TBS_ST_FAILED; }
     pxinfo_shp_order_t *o = static_cast<pxinfo_shp_order_t *>(stg_calloc(area, sizeof(pxinfo_shp_order_t)));
     *order = o;
     if (o == nullptr) {
@@ -280,9 +242,7 @@ tbs_status_t pxinfo_shp_new_order(pxinfo_shp_order_t **order) {
 }
 
 tbs_status_t pxinfo_shp_destroy_order(pxinfo_shp_order_t **order) {
-    if (order == nullptr || *order == nullptr) {
-        return TBS_ST_OK;
-    }
+    if (order == nullptr || *order == nullptr) { return TBS_ST_OK; }
     // The record lives in its own area: take the handle out before deleting.
     stg_area_t *area = (*order)->area;
     stg_delete_area(&area);
@@ -292,14 +252,10 @@ tbs_status_t pxinfo_shp_destroy_order(pxinfo_shp_order_t **order) {
 
 tbs_status_t pxinfo_shp_create_destination(pxinfo_shp_order_t *order, const char *file_name, const char *host,
                                            int report_duplicate, pxinfo_shp_destination_t **destination) {
-    if (order == nullptr || host == nullptr) {
-        return TBS_ST_INVALID_ARG;
-    }
+    if (order == nullptr || host == nullptr) { return TBS_ST_INVALID_ARG; }
     // The element is handed back only to a caller that asks for it.
     pxinfo_shp_destination_t *unused = nullptr;
-    if (destination == nullptr) {
-        destination = &unused;
-    }
+    if (destination == nullptr) { destination = &unused; }
     Table *index = read_index_of(order);
     const uint32_t hash = index != nullptr ? host_hash(host) : 0;
     pxinfo_shp_destination_t *existing =
@@ -307,91 +263,71 @@ tbs_status_t pxinfo_shp_create_destination(pxinfo_shp_order_t *order, const char
     if (existing != nullptr) {
         *destination = existing;
         if (report_duplicate != 0) {
-            print_error(kMsgDuplicateDestination, file_name, host);
+            print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kDuplicateDestination, file_name, host);
             return TBS_ST_FAILED;
         }
         return TBS_ST_OK;
     }
-    if (!check_host_length(file_name, host)) {
-        return TBS_ST_FAILED;
-    }
+    if (!check_host_length(file_name, host)) { return TBS_ST_FAILED; }
     if (index != nullptr && !index_reserve_one(*index)) {
-        print_out_of_storage();
+        print_shared(IMSG_SEV_ERROR, kComponent, tbs::SharedMsg::kOutOfMemory);
         return TBS_ST_FAILED;
     }
     auto *d = new_element<pxinfo_shp_destination_t>(order);
-    if (d == nullptr) {
-        return TBS_ST_FAILED;
-    }
+    if (d == nullptr) { return TBS_ST_FAILED; }
     copy_host(d->host, host);  // failed, delivery time, string and route stay zero
     llist_d_insert(&order->destinations, d, &d->link, LLIST_D_TAIL);
     ++order->destination_count;
-    if (index != nullptr) {
-        index_put(*index, d, hash);
-    }
+    if (index != nullptr) { index_put(*index, d, hash); }
     *destination = d;
     return TBS_ST_OK;
 }
 
 tbs_status_t pxinfo_shp_create_arrival(pxinfo_shp_order_t *order, const char *file_name, const char *host,
                                        uint32_t time, const char *time_string) {
-    if (order == nullptr || host == nullptr) {
-        return TBS_ST_INVALID_ARG;
-    }
+    if (order == nullptr || host == nullptr) { return TBS_ST_INVALID_ARG; }
     return create_hop(order, file_name, host, time, time_string, &order->arrival_route, &order->arrival_count);
 }
 
 tbs_status_t pxinfo_shp_create_return(pxinfo_shp_order_t *order, const char *file_name, const char *host, uint32_t time,
                                       const char *time_string) {
-    if (order == nullptr || host == nullptr) {
-        return TBS_ST_INVALID_ARG;
-    }
+    if (order == nullptr || host == nullptr) { return TBS_ST_INVALID_ARG; }
     tbs_status_t status =
         create_hop(order, file_name, host, time, time_string, &order->return_route, &order->return_count);
-    if (status == TBS_ST_OK) {
-        order->has_return_route = 1;
-    }
+    if (status == TBS_ST_OK) { order->has_return_route = 1; }
     return status;
 }
 
 tbs_status_t pxinfo_shp_create_notification(pxinfo_shp_order_t *order, const char *, const char *address) {
-    if (order == nullptr || address == nullptr) {
-        return TBS_ST_INVALID_ARG;
-    }
+    if (order == nullptr || address == nullptr) { return TBS_ST_INVALID_ARG; }
     return create_text(order, address, &order->notification_addresses, &order->notification_count);
 }
 
 tbs_status_t pxinfo_shp_create_comment(pxinfo_shp_order_t *order, const char *, const char *text) {
-    if (order == nullptr || text == nullptr) {
-        return TBS_ST_INVALID_ARG;
-    }
+    if (order == nullptr || text == nullptr) { return TBS_ST_INVALID_ARG; }
     return create_text(order, text, &order->comment_lines, &order->comment_count);
 }
 
 tbs_status_t pxinfo_shp_record_delivery(pxinfo_shp_order_t *order, const char *file_name, const char *route,
                                         const char *destination, uint32_t time, const char *time_string) {
-    if (order == nullptr || route == nullptr || destination == nullptr) {
-        return TBS_ST_INVALID_ARG;
-    }
+    if (order == nullptr || route == nullptr || destination == nullptr) { return TBS_ST_INVALID_ARG; }
     pxinfo_shp_destination_t *d = find_destination(order, destination);
     if (d == nullptr) {
-        print_error(kMsgDeliveryUnknownDestination, file_name, destination);
+        print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kDeliveryUnknownDestination, file_name, destination);
         return TBS_ST_FAILED;
     }
     if (d->delivery_string != nullptr) {
-        print_error(kMsgDuplicateDelivery, file_name, destination);
+        print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kDuplicateDelivery, file_name, destination);
         return TBS_ST_FAILED;
     }
     if (d->failed != 0) {
-        print_error(kMsgConflictingDeliveryFailure, file_name, destination);
+        print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kConflictingDeliveryFailure, file_name, destination);
         return TBS_ST_FAILED;
     }
-    if (!check_host_length(file_name, route)) {
-        return TBS_ST_FAILED;
-    }
+    if (!check_host_length(file_name, route)) { return TBS_ST_FAILED; }
     char *copy = stg_area_strdup(order->area, time_string);
     if (copy == nullptr) {
-        print_out_of_storage();
+        print_shared(IMSG_SEV_ERROR, kComponent, tbs::SharedMsg::kOutOfMemory);
         return TBS_ST_FAILED;
     }
     d->delivery_time = time;
@@ -403,33 +339,25 @@ tbs_status_t pxinfo_shp_record_delivery(pxinfo_shp_order_t *order, const char *f
 tbs_status_t pxinfo_shp_record_failure(pxinfo_shp_order_t *order, const char *file_name, uint32_t type,
                                        const char *route, const char *destination, uint32_t time,
                                        const char *time_string, int accept_r_after_delivery) {
-    if (order == nullptr || route == nullptr || destination == nullptr) {
-        return TBS_ST_INVALID_ARG;
-    }
-    if (!check_host_length(file_name, route) || !check_host_length(file_name, destination)) {
-        return TBS_ST_FAILED;
-    }
+    if (order == nullptr || route == nullptr || destination == nullptr) { return TBS_ST_INVALID_ARG; }
+    if (!check_host_length(file_name, route) || !check_host_length(file_name, destination)) { return TBS_ST_FAILED; }
     pxinfo_shp_destination_t *mark_failed = nullptr;
+    // An order travelling back on its return route records failures for
+    // hosts it does not list as destinations, unchecked and without a message.
     if (order->has_return_route == 0) {
         tbs_status_t status =
             check_failure_destination(order, file_name, type, destination, accept_r_after_delivery, &mark_failed);
-        if (status != TBS_ST_OK) {
-            return status;
-        }
+        if (status != TBS_ST_OK) { return status; }
     }
     auto *failure = new_element<pxinfo_shp_failure_t>(order);
-    if (failure == nullptr || !copy_text(order->area, time_string, &failure->time_string)) {
-        return TBS_ST_FAILED;
-    }
+    if (failure == nullptr || !copy_text(order->area, time_string, &failure->time_string)) { return TBS_ST_FAILED; }
     failure->type = type != 0 ? 1 : 0;
     failure->time = time;
     copy_host(failure->route, route);
     copy_host(failure->destination, destination);
     llist_d_insert(&order->failed_attempts, failure, &failure->link, LLIST_D_TAIL);
     ++order->failure_count;
-    if (mark_failed != nullptr) {
-        mark_failed->failed = 1;
-    }
+    if (mark_failed != nullptr) { mark_failed->failed = 1; }
     return TBS_ST_OK;
 }
 

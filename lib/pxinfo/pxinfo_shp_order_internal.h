@@ -1,5 +1,5 @@
-// Shared internals of the shipping-order code: the catalog's message indexes,
-// message helpers, the destination look-up, and the section keyword table
+// Shared internals of the shipping-order code: message helpers, the
+// destination look-up, and the section keyword table
 // with its writers and parsers. Never installed.
 #ifndef PXINFO_SHP_ORDER_INTERNAL_H
 #define PXINFO_SHP_ORDER_INTERNAL_H
@@ -16,71 +16,12 @@ namespace shp {
 // The component on whose behalf shared messages are printed.
 constexpr const char *kComponent = "pxinfo_shp_order";
 
-// Indexes in the "pxinfo_shp_order" catalog.
-enum Msg : int {
-    kMsgDuplicateDestination = 0,
-    kMsgHostnameTooLong = 1,
-    kMsgDeliveryUnknownDestination = 2,
-    kMsgDuplicateDelivery = 3,
-    kMsgConflictingDeliveryFailure = 4,
-    kMsgFailureUnknownDestination = 5,
-    kMsgInvalidDateTime = 6,
-    kMsgWriteFailed = 7,
-    kMsgSyntaxError = 8,
-    kMsgMissingSectionKeyword = 9,
-    kMsgExtraIdentifier = 10,
-    kMsgMissingIdentifier = 11,
-    kMsgInvalidIdentifier = 12,
-    kMsgExtraCreationDate = 13,
-    kMsgMissingCreationTime = 14,
-    kMsgMissingCreationString = 15,
-    kMsgExtraExpirationDate = 16,
-    kMsgMissingExpirationTime = 17,
-    kMsgMissingExpirationString = 18,
-    kMsgExtraStorageClass = 19,
-    kMsgMissingStorageClass = 20,
-    kMsgExtraOriginalPath = 21,
-    kMsgMissingOriginalPath = 22,
-    kMsgExtraLocalPath = 23,
-    kMsgMissingLocalPath = 24,
-    kMsgMultipleDestinations = 25,
-    kMsgMissingDestinationHost = 26,
-    kMsgMultipleArrivalRoutes = 27,
-    kMsgMissingHop = 28,
-    kMsgMissingHopTime = 29,
-    kMsgMissingHopString = 30,
-    kMsgMissingDeliveryTime = 31,
-    kMsgMissingDeliveryString = 32,
-    kMsgMissingRoute = 33,
-    kMsgMissingDestination = 34,
-    kMsgMultipleFailures = 35,
-    kMsgMissingFailureType = 36,
-    kMsgUnknownFailureType = 37,
-    kMsgMissingFailureTime = 38,
-    kMsgMissingFailureString = 39,
-    kMsgMultipleNotifications = 40,
-    kMsgMissingAddress = 41,
-    kMsgMultipleComments = 42,
-    kMsgUnknownVersion = 43,
-    kMsgUnknownSection = 44,
-    kMsgInvalidOrder = 45,
-    kMsgCannotParse = 46,
-    kMsgCannotRead = 47,
-    kMsgLineTooLong = 48,
-    kMsgMultipleReturnRoutes = 49,
-};
+// The frame's printing functions, also for the exported functions, which
+// use this namespace.
+using pxinfo::print_msg;
+using pxinfo::print_shared;
+using pxinfo::ShpOrderMsg;
 
-// Shared messages of the base services' table.
-constexpr int kSharedMsgCannotSync = 21;
-constexpr int kSharedMsgOutOfStorage = 39;
-
-// Prints a catalog message with severity 6.
-template <typename... Args>
-void print_error(Msg index, Args... args) {
-    print_msg(false, IMSG_SEV_ERROR, _pxinfo_shp_order_pxinfo_msg_table, index, args...);
-}
-// Prints the base services' out-of-storage message for this component.
-void print_out_of_storage();
 // The text of the current errno value.
 const char *errno_text();
 
@@ -140,6 +81,12 @@ struct SectionKeyword {
     SectionParser parse_cont;   // a continuation line
 };
 
+// The file's first two lines. The writer writes kHeaderLine; the reader also
+// accepts the older product's kOlderHeaderLine.
+constexpr const char *kHeaderLine = "# Korvane Plexion Shipping Order";
+constexpr const char *kOlderHeaderLine = "# Quenta Shipping Order";
+constexpr const char *kVersionLine = "# Version 1.0";
+
 constexpr int kSectionCount = 13;
 // The 13 sections in the order in which they are written.
 extern const SectionKeyword shp_ord_keywords[kSectionCount];
@@ -160,9 +107,11 @@ tbs_status_t pxinfo_shp_ord_write_notification(FILE *, const char *, const pxinf
 tbs_status_t pxinfo_shp_ord_write_comment(FILE *, const char *, const pxinfo_shp_order_t *);
 
 // Section parsers.
-#define PXINFO_SHP_PARSER(name)                                                                      \
-    tbs_status_t name(cl_handle_t *handle, const char *line, const char *file_name, int line_number, \
-                      pxinfo_shp_order_t *order, int first_continuation)
+// Every parser has the same parameters, and few use them all.
+#define PXINFO_SHP_PARSER(name)                                                                 \
+    tbs_status_t name([[maybe_unused]] cl_handle_t *handle, [[maybe_unused]] const char *line,  \
+                      [[maybe_unused]] const char *file_name, [[maybe_unused]] int line_number, \
+                      [[maybe_unused]] pxinfo_shp_order_t *order, [[maybe_unused]] int first_continuation)
 PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_first_identifier);
 PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_first_creation_date);
 PXINFO_SHP_PARSER(pxinfo_shp_ord_parse_first_expiration);

@@ -13,8 +13,6 @@ namespace shp {
 
 namespace {
 
-constexpr const char *kHeaderLine = "# Korvane Plexion Shipping Order";
-constexpr const char *kVersionLine = "# Version 1.0";
 constexpr const char *kIndent = "    ";
 
 // One line of the file; false after message 7 when the stream refuses it.
@@ -25,7 +23,7 @@ bool put_line(FILE *stream, const char *file_name, const char *format, ...) {
     int rc = vfprintf(stream, format, args);
     va_end(args);
     if (rc < 0) {
-        print_error(kMsgWriteFailed, file_name, errno_text());
+        print_msg(false, IMSG_SEV_ERROR, ShpOrderMsg::kWriteFailed, file_name, errno_text());
         return false;
     }
     return true;
@@ -45,9 +43,7 @@ T *element_of(llist_d_link_t *link) {
 template <typename T, typename Fn>
 bool each(const llist_d_head_t *head, Fn line) {
     for (llist_d_link_t *l = head->first; l != nullptr && l != LLIST_D_END(head); l = l->next) {
-        if (!line(element_of<T>(l))) {
-            return false;
-        }
+        if (!line(element_of<T>(l))) { return false; }
     }
     return true;
 }
@@ -105,17 +101,13 @@ tbs_status_t pxinfo_shp_ord_write_creation_date(FILE *stream, const char *file_n
 }
 
 tbs_status_t pxinfo_shp_ord_write_expiration(FILE *stream, const char *file_name, const pxinfo_shp_order_t *order) {
-    if (order->expiration_string == nullptr) {
-        return TBS_ST_OK;
-    }
+    if (order->expiration_string == nullptr) { return TBS_ST_OK; }
     return result(put_line(stream, file_name, "%s %lu %s\n", keyword(kRowExpiration), as_ulong(order->expiration_time),
                            order->expiration_string));
 }
 
 tbs_status_t pxinfo_shp_ord_write_storage(FILE *stream, const char *file_name, const pxinfo_shp_order_t *order) {
-    if (order->storage_class == nullptr) {
-        return TBS_ST_OK;
-    }
+    if (order->storage_class == nullptr) { return TBS_ST_OK; }
     return result(put_line(stream, file_name, "%s %s\n", keyword(kRowStorage), order->storage_class));
 }
 
@@ -141,18 +133,14 @@ tbs_status_t pxinfo_shp_ord_write_arrival_route(FILE *stream, const char *file_n
 }
 
 tbs_status_t pxinfo_shp_ord_write_return_route(FILE *stream, const char *file_name, const pxinfo_shp_order_t *order) {
-    if (order->has_return_route == 0) {
-        return TBS_ST_OK;
-    }
+    if (order->has_return_route == 0) { return TBS_ST_OK; }
     return write_route(stream, file_name, kRowReturn, &order->return_route);
 }
 
 tbs_status_t pxinfo_shp_ord_write_delivery(FILE *stream, const char *file_name, const pxinfo_shp_order_t *order) {
     bool ok = put_line(stream, file_name, "%s\n", keyword(kRowDeliveries)) &&
               each<pxinfo_shp_destination_t>(&order->destinations, [&](const pxinfo_shp_destination_t *d) {
-                  if (d->delivery_string == nullptr) {
-                      return true;
-                  }
+                  if (d->delivery_string == nullptr) { return true; }
                   return put_line(stream, file_name, "%s%lu %s %s %s\n", kIndent, as_ulong(d->delivery_time),
                                   d->delivery_string, d->delivery_route, d->host);
               });
@@ -182,21 +170,16 @@ tbs_status_t pxinfo_shp_ord_write_comment(FILE *stream, const char *file_name, c
 using namespace pxinfo::shp;
 
 extern "C" tbs_status_t pxinfo_shp_write_order(FILE *stream, const char *file_name, const pxinfo_shp_order_t *order) {
-    if (stream == nullptr || file_name == nullptr || order == nullptr) {
-        return TBS_ST_INVALID_ARG;
-    }
+    if (stream == nullptr || file_name == nullptr || order == nullptr) { return TBS_ST_INVALID_ARG; }
     if (!put_line(stream, file_name, "%s\n", kHeaderLine) || !put_line(stream, file_name, "%s\n", kVersionLine)) {
         return TBS_ST_FAILED;
     }
     for (const SectionKeyword &section : shp_ord_keywords) {
         tbs_status_t status = section.write(stream, file_name, order);
-        if (status != TBS_ST_OK) {
-            return status;
-        }
+        if (status != TBS_ST_OK) { return status; }
     }
     if (sysutl_fsync_fptr(stream) != 0) {
-        imsg_print_shared(IMSG_SEV_ERROR, kComponent, &_tbs_cmsg_tbs_msg_table, kSharedMsgCannotSync, file_name,
-                          errno_text());
+        print_shared(IMSG_SEV_ERROR, kComponent, tbs::SharedMsg::kCannotSync, file_name, errno_text());
         return TBS_ST_FAILED;
     }
     return TBS_ST_OK;

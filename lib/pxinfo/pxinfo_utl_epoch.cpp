@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr const char *kSource = pxinfo::kUtlSource;
+constexpr const char *kSource = pxinfo::source::kUtl;
 
 using Entry = pxinfo_epoch_row_entry_t;
 
@@ -25,15 +25,15 @@ using Entry = pxinfo_epoch_row_entry_t;
 // 2^31 or more is behind.
 int compare_epochs(pxinfo_epoch_num_t packet_epoch, pxinfo_epoch_num_t target_epoch) {
     uint32_t difference = packet_epoch - target_epoch;
-    if (difference == 0) return PXINFO_EPOCH_CMP_EQUAL;
+    if (difference == 0) { return PXINFO_EPOCH_CMP_EQUAL; }
     return difference >= 0x80000000u ? PXINFO_EPOCH_CMP_LESS : PXINFO_EPOCH_CMP_GREATER;
 }
 
 // Folds one replica's result into the overall one: ahead and behind together
 // make mixed, and mixed stays.
 int combine(int overall, int current) {
-    if (overall == PXINFO_EPOCH_CMP_MIXED || current == PXINFO_EPOCH_CMP_EQUAL) return overall;
-    if (overall == PXINFO_EPOCH_CMP_EQUAL || overall == current) return current;
+    if (overall == PXINFO_EPOCH_CMP_MIXED || current == PXINFO_EPOCH_CMP_EQUAL) { return overall; }
+    if (overall == PXINFO_EPOCH_CMP_EQUAL || overall == current) { return current; }
     return PXINFO_EPOCH_CMP_MIXED;
 }
 
@@ -80,7 +80,7 @@ class RowComparison {
     // exhausted.
     bool create_table(unsigned target_count) {
         table_ = hash_str_create(target_count, sizeof(const Entry *), HASH_STR_UNIQUE);
-        target_epochs_ = static_cast<pxinfo_epoch_num_t *>(stg_malloc(sizeof(pxinfo_epoch_num_t) * target_count));
+        target_epochs_ = pxinfo::allocate_array<pxinfo_epoch_num_t>(STG_AREA_TEMP, target_count);
         return table_ != nullptr && target_epochs_ != nullptr;
     }
     tbs_status_t index_target(unsigned count, const Entry *entries);
@@ -137,8 +137,9 @@ class RowComparison {
 const char *RowComparison::key_at_turn(const Entry &entry, const AheadKey &ahead) {
     if (ahead.text != nullptr && entry.replica.type == PXINFO_COMPONENT_VAULT &&
         std::memcmp(&entry.replica.u.vault, &ahead.vault, sizeof ahead.vault) == 0 &&
-        !pxinfo::trace_gate(pxinfo::kTraceEntryExit))
+        !pxinfo::trace_gate(pxinfo::kTraceEntryExit)) {
         return ahead.text;
+    }
     return pxinfo_selector_to_str(&entry.replica, key_);
 }
 
@@ -147,11 +148,11 @@ void RowComparison::form_ahead(const Entry *group, unsigned size, AheadKey *keys
     const char *texts[kGroup];
     for (unsigned i = 0; i < size; ++i) {
         // An entry is 832 bytes: the one a group later is fetched now.
-        if (end - group > i + kGroup) __builtin_prefetch(&group[i + kGroup]);
+        if (end - group > i + kGroup) { __builtin_prefetch(&group[i + kGroup]); }
         const pxinfo_selector_t &replica = group[i].replica;
         keys[i].text =
             replica.type == PXINFO_COMPONENT_VAULT ? pxinfo::selector_text(&replica, keys[i].buffer) : nullptr;
-        if (keys[i].text != nullptr) keys[i].vault = replica.u.vault;
+        if (keys[i].text != nullptr) { keys[i].vault = replica.u.vault; }
         texts[i] = keys[i].text;
     }
     hash_str_prefetch(table_, texts, size);
@@ -164,15 +165,16 @@ template <typename VisitGroup>
 tbs_status_t RowComparison::walk(unsigned count, const Entry *entries, VisitGroup visit_group) {
     auto size_at = [count](unsigned start) { return count - start < kGroup ? count - start : kGroup; };
     auto keys_at = [this](unsigned start) { return ahead_[(start / kGroup) % kGroupsAhead]; };
-    for (unsigned start = 0; start < count && start < kHintDistance; start += kGroup)
+    for (unsigned start = 0; start < count && start < kHintDistance; start += kGroup) {
         form_ahead(entries + start, size_at(start), keys_at(start), entries + count);
+    }
     for (unsigned start = 0; start < count; start += kGroup) {
         if (count - start > kHintDistance) {
             unsigned later = start + kHintDistance;
             form_ahead(entries + later, size_at(later), keys_at(later), entries + count);
         }
         tbs_status_t status = visit_group(entries + start, size_at(start), keys_at(start));
-        if (status != TBS_ST_OK) return status;
+        if (status != TBS_ST_OK) { return status; }
     }
     return TBS_ST_OK;
 }
@@ -182,10 +184,10 @@ tbs_status_t RowComparison::index_target(unsigned count, const Entry *entries) {
     return walk(count, entries, [this](const Entry *group, unsigned size, const AheadKey *keys) {
         const bool alone = runs_alone(size, keys);
         for (unsigned i = 0; i < size; ++i) {
-            if (!alone && excluded(group[i])) continue;
+            if (!alone && excluded(group[i])) { continue; }
             const char *key = alone ? keys[i].text : key_at_turn(group[i], keys[i]);
             void **slot = nullptr;
-            if (key == nullptr || hash_str_enter(table_, key, nullptr, &slot) != 0) return TBS_ST_INVALID_ARG;
+            if (key == nullptr || hash_str_enter(table_, key, nullptr, &slot) != 0) { return TBS_ST_INVALID_ARG; }
             *slot = const_cast<Entry *>(&group[i]);
             target_epochs_[&group[i] - target_entries_] = group[i].epoch;
         }
@@ -200,8 +202,8 @@ tbs_status_t RowComparison::index_target(unsigned count, const Entry *entries) {
 // sink may run, and the copy of the target epochs is not read any more.
 bool RowComparison::runs_alone(unsigned size, const AheadKey *keys) {
     bool alone = excluded_ == nullptr && !pxinfo::trace_gate(pxinfo::kTraceEntryExit);
-    for (unsigned i = 0; i < size && alone; ++i) alone = keys[i].text != nullptr;
-    if (!alone) epochs_copied_ = false;
+    for (unsigned i = 0; i < size && alone; ++i) { alone = keys[i].text != nullptr; }
+    if (!alone) { epochs_copied_ = false; }
     return alone;
 }
 
@@ -214,14 +216,14 @@ tbs_status_t RowComparison::walk_packet(unsigned count, const Entry *entries) {
         const bool together = alone && functor_.handle_miscompare == nullptr;
         for (unsigned i = 0; i < size && together; ++i) {
             partners[i] = take_partner(keys[i].text);
-            if (partners[i] != nullptr) __builtin_prefetch(&target_epochs_[partners[i] - target_entries_]);
+            if (partners[i] != nullptr) { __builtin_prefetch(&target_epochs_[partners[i] - target_entries_]); }
         }
         for (unsigned i = 0; i < size; ++i) {
-            if (excluded(group[i])) continue;
+            if (excluded(group[i])) { continue; }
             const char *key = together ? keys[i].text : key_at_turn(group[i], keys[i]);
-            if (key == nullptr) return TBS_ST_INVALID_ARG;
+            if (key == nullptr) { return TBS_ST_INVALID_ARG; }
             tbs_status_t status = match_packet_entry(group[i], key, together ? partners[i] : take_partner(key));
-            if (status != TBS_ST_OK) return status;
+            if (status != TBS_ST_OK) { return status; }
         }
         return TBS_ST_OK;
     });
@@ -236,13 +238,14 @@ const Entry *RowComparison::take_partner(const char *key) {
 // Compares the entry's epoch with its partner's (0 when it has none), calls
 // the functor when the packet is ahead and folds the result in.
 tbs_status_t RowComparison::match_packet_entry(const Entry &entry, const char *key, const Entry *partner) {
-    if (partner == nullptr)
+    if (partner == nullptr) {
         pxinfo::trace_detail(pxinfo::kTraceFine, "Replica %s is not known by the target replica\n", key);
+    }
     int current = compare_epochs(entry.epoch, partner != nullptr ? target_epoch(partner) : 0);
     if (current == PXINFO_EPOCH_CMP_GREATER && functor_.handle_miscompare != nullptr) {
         epochs_copied_ = false;
         tbs_status_t status = functor_.handle_miscompare(&entry, partner, functor_.context);
-        if (status != TBS_ST_OK) return PXINFO_FAIL_OP(scope_, status, "functor.handle_miscompare");
+        if (status != TBS_ST_OK) { return PXINFO_FAIL_OP(scope_, status, "functor.handle_miscompare"); }
     }
     combine_traced(result_, current);
     return TBS_ST_OK;
@@ -264,10 +267,14 @@ void RowComparison::walk_target_only() {
 // the families cannot be compared.
 bool decided_by_family(const Entry &packet_first, const Entry &target_first, int *result, tbs_status_t *status) {
     int order = pxinfo_selector_family_cmp(&packet_first.replica, &target_first.replica);
-    if (order == 0) return false;
-    if (order == 1) *result = PXINFO_EPOCH_CMP_GREATER;
-    else if (order == -1) *result = PXINFO_EPOCH_CMP_LESS;
-    else *status = TBS_ST_FAILED;
+    if (order == 0) { return false; }
+    if (order == 1) {
+        *result = PXINFO_EPOCH_CMP_GREATER;
+    } else if (order == -1) {
+        *result = PXINFO_EPOCH_CMP_LESS;
+    } else {
+        *status = TBS_ST_FAILED;
+    }
     return true;
 }
 
@@ -279,54 +286,56 @@ tbs_status_t pxinfo_epoch_row_compare(unsigned packet_count, const pxinfo_epoch_
                                       unsigned target_count, const pxinfo_epoch_row_entry_t *target_entries,
                                       const pxinfo_selector_t *excluded, pxinfo_miscompare_functor_t functor,
                                       int *result) {
-    pxinfo::TraceScope scope("pxinfo_epoch_row_compare", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (result == nullptr || (packet_count > 0 && packet_entries == nullptr) ||
-        (target_count > 0 && target_entries == nullptr))
+        (target_count > 0 && target_entries == nullptr)) {
         return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
+    }
     // An empty row names no family, so only two listed rows are checked.
     if (packet_count > 0 && target_count > 0) {
         tbs_status_t status = TBS_ST_OK;
-        if (decided_by_family(packet_entries[0], target_entries[0], result, &status)) return PXINFO_FAIL(scope, status);
+        if (decided_by_family(packet_entries[0], target_entries[0], result, &status)) {
+            return PXINFO_FAIL(scope, status);
+        }
     }
     pxinfo::trace_detail(pxinfo::kTraceFine,
                          "%d rows in packet epoch row table and %d rows in target replica epoch row table.\n",
                          static_cast<int>(packet_count), static_cast<int>(target_count));
 
     RowComparison comparison(scope, excluded, functor, result);
-    if (!comparison.create_table(target_count)) return PXINFO_FAIL(scope, TBS_ST_NO_MEMORY);
+    if (!comparison.create_table(target_count)) { return PXINFO_FAIL(scope, TBS_ST_NO_MEMORY); }
     *result = PXINFO_EPOCH_CMP_EQUAL;
     tbs_status_t status = comparison.index_target(target_count, target_entries);
-    if (status == TBS_ST_OK) status = comparison.walk_packet(packet_count, packet_entries);
-    if (status == TBS_ST_OK) comparison.walk_target_only();
+    if (status == TBS_ST_OK) { status = comparison.walk_packet(packet_count, packet_entries); }
+    if (status == TBS_ST_OK) { comparison.walk_target_only(); }
     return PXINFO_FAIL(scope, status);
 }
 
 tbs_status_t pxinfo_create_new_epoch_row(const pxinfo_epoch_row_t *source, pxinfo_epoch_row_t *destination) {
-    pxinfo::TraceScope scope("pxinfo_create_new_epoch_row", kSource);
-    if (source == nullptr || destination == nullptr || (source->count > 0 && source->entries == nullptr))
+    PXINFO_TRACE_SCOPE(scope, kSource);
+    if (source == nullptr || destination == nullptr || (source->count > 0 && source->entries == nullptr)) {
         return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
+    }
     size_t count = source->count > 0 ? static_cast<size_t>(source->count) : 0;
     *destination = *source;
-    if (count > static_cast<size_t>(-1) / sizeof(Entry)) return PXINFO_FAIL(scope, TBS_ST_NO_MEMORY);
-    auto *entries = static_cast<Entry *>(stg_malloc(count * sizeof(Entry)));
-    if (entries == nullptr) return PXINFO_FAIL(scope, TBS_ST_NO_MEMORY);
-    std::memset(entries, 0, count * sizeof(Entry));
-    if (count > 0) std::memcpy(entries, source->entries, count * sizeof(Entry));
+    auto *entries = pxinfo::allocate_array<Entry>(STG_AREA_TEMP, count);
+    if (entries == nullptr) { return PXINFO_FAIL(scope, TBS_ST_NO_MEMORY); }
+    if (count > 0) { std::memcpy(entries, source->entries, count * sizeof(Entry)); }
     destination->entries = entries;
     return TBS_ST_OK;
 }
 
 tbs_status_t pxinfo_free_new_epoch_row_entry(pxinfo_epoch_row_t *row) {
-    pxinfo::TraceScope scope("pxinfo_free_new_epoch_row_entry", kSource);
-    if (row == nullptr) return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
-    if (row->entries != nullptr) stg_free(row->entries);
+    PXINFO_TRACE_SCOPE(scope, kSource);
+    if (row == nullptr) { return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG); }
+    if (row->entries != nullptr) { stg_free(row->entries); }
     return TBS_ST_OK;
 }
 
 void pxinfo_make_null_row(pxinfo_epoch_row_t *row) {
     // Traced on entry only: there is nothing to report on the way out.
-    pxinfo::trace_entry("pxinfo_make_null_row");
-    if (row == nullptr) return;
+    pxinfo::trace_entry(__func__);
+    if (row == nullptr) { return; }
     row->name[0] = '\0';
     row->host[0] = '\0';
     row->count = 0;

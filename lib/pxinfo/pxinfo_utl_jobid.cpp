@@ -9,11 +9,10 @@ namespace {
 
 // Index of "Cannot interpret the string ... as a synchronization manager job
 // identifier." in the pxinfo catalog.
-constexpr int kMsgJobIdIgnored = 11;
 
 void fill_pair(pxinfo_sync_job_id_pair_t *pair, const tbs_uuid_t &job_uuid, pxinfo_sync_job_id_t local_jobid,
                pxinfo_sync_job_id_validity_t validity) {
-    if (pair == nullptr) return;
+    if (pair == nullptr) { return; }
     pair->job_uuid = job_uuid;
     pair->local_jobid = local_jobid;
     pair->validity = validity;
@@ -23,7 +22,7 @@ void fill_pair(pxinfo_sync_job_id_pair_t *pair, const tbs_uuid_t &job_uuid, pxin
 
 tbs_status_t pxinfo_str_to_sync_job_id(const char *text, unsigned int &local_jobid) {
     int32_t value = 0;
-    if (text == nullptr || strutl_strtol(text, 0, &value) != TBS_ST_OK) return TBS_ST_INVALID_ARG;
+    if (text == nullptr || strutl_strtol(text, 0, &value) != TBS_ST_OK) { return TBS_ST_INVALID_ARG; }
     local_jobid = static_cast<unsigned int>(value);
     return TBS_ST_OK;
 }
@@ -32,35 +31,35 @@ extern "C" {
 
 void pxinfo_sync_job_ids_to_id_pair(const tbs_uuid_t *job_uuid, const pxinfo_sync_job_id_t *local_jobid,
                                     pxinfo_sync_job_id_pair_t *pair) {
-    if (job_uuid == nullptr || local_jobid == nullptr) return;
+    if (job_uuid == nullptr || local_jobid == nullptr) { return; }
     fill_pair(pair, *job_uuid, *local_jobid, PXINFO_JOB_ID_BOTH);
 }
 
 void pxinfo_sync_job_uuid_to_id_pair(const tbs_uuid_t *job_uuid, pxinfo_sync_job_id_pair_t *pair) {
-    if (job_uuid == nullptr) return;
+    if (job_uuid == nullptr) { return; }
     fill_pair(pair, *job_uuid, 0, PXINFO_JOB_ID_UUID);
 }
 
 void pxinfo_sync_job_local_id_to_id_pair(const pxinfo_sync_job_id_t *local_jobid, pxinfo_sync_job_id_pair_t *pair) {
-    if (local_jobid == nullptr) return;
+    if (local_jobid == nullptr) { return; }
     fill_pair(pair, TBS_UUID_NULL, *local_jobid, PXINFO_JOB_ID_LOCAL);
 }
 
 void pxinfo_sync_job_id_pair_copy(const pxinfo_sync_job_id_pair_t *source, pxinfo_sync_job_id_pair_t *destination) {
-    if (source == nullptr || destination == nullptr) return;
+    if (source == nullptr || destination == nullptr) { return; }
     *destination = *source;
 }
 
 tbs_status_t pxinfo_sync_job_id_to_str(pxinfo_sync_job_id_t local_jobid, char *buffer) {
     char digits[16];
-    if (buffer == nullptr) return TBS_ST_INVALID_ARG;
-    if (strutl_u32tostr(local_jobid, 10, digits, sizeof digits) == nullptr) return TBS_ST_FAILED;
-    if (strutl_cpy_buf(buffer, digits, PXINFO_JOB_ID_STR_SIZE) != TBS_ST_OK) return PXINFO_ST_JOB_ID_TOO_LONG;
+    if (buffer == nullptr) { return TBS_ST_INVALID_ARG; }
+    if (strutl_u32tostr(local_jobid, 10, digits, sizeof digits) == nullptr) { return TBS_ST_FAILED; }
+    if (strutl_cpy_buf(buffer, digits, PXINFO_JOB_ID_STR_SIZE) != TBS_ST_OK) { return PXINFO_ST_JOB_ID_TOO_LONG; }
     return TBS_ST_OK;
 }
 
 tbs_status_t pxinfo_str_to_sync_job_id_pair(const char *text, pxinfo_sync_job_id_pair_t *pair) {
-    if (text == nullptr || pair == nullptr) return TBS_ST_INVALID_ARG;
+    if (text == nullptr || pair == nullptr) { return TBS_ST_INVALID_ARG; }
     tbs_uuid_t job_uuid;
     if (tbs_str_to_uuid(text, &job_uuid) == TBS_ST_OK) {
         pxinfo_sync_job_uuid_to_id_pair(&job_uuid, pair);
@@ -73,7 +72,7 @@ tbs_status_t pxinfo_str_to_sync_job_id_pair(const char *text, pxinfo_sync_job_id
     pxinfo_sync_job_id_t local_jobid = 0;
     tbs_status_t status = pxinfo_str_to_sync_job_id(text, local_jobid);
     if (status != TBS_ST_OK) {
-        pxinfo::print_msg(false, IMSG_SEV_WARNING, _pxinfo_pxinfo_msg_table, kMsgJobIdIgnored, text);
+        pxinfo::print_msg(false, IMSG_SEV_WARNING, pxinfo::PxinfoMsg::kJobIdIgnored, text);
         return status;
     }
     pxinfo_sync_job_local_id_to_id_pair(&local_jobid, pair);

@@ -4,15 +4,13 @@
 
 #include "pxinfo_frame_internal.h"
 #include "pxinfo_utl_maps_internal.h"
-#include "pxinfo_utl_shared_msg_internal.h"
 #include "strutl.h"
 
 namespace {
 
-constexpr const char *kSource = "lib/pxinfo/pxinfo_utl";
+constexpr const char *kSource = pxinfo::source::kUtl;
 
 // Message "Invalid file_type! " of the "pxinfo" catalog.
-constexpr int kMsgInvalidFileType = 9;
 
 // True when a reference argument was bound to nothing: C callers reach the
 // C++ entry point with a plain pointer, which may be null. The empty asm keeps
@@ -41,9 +39,9 @@ const pxinfo_id_and_name_map_entry_t pxinfo_ship_file_type_map[] = {
 extern "C" {
 
 PXINFO_API tbs_status_t pxinfo_str_to_int_id(const pxinfo_id_and_name_map_entry_t *table, const char *name, int *id) {
-    pxinfo::TraceScope scope("pxinfo_str_to_int_id", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (table == nullptr || name == nullptr || name[0] == '\0' || id == nullptr) {
-        pxinfo::print_shared_error(pxinfo::kSharedMsgMissingArgument, scope.name());
+        pxinfo::print_shared(IMSG_SEV_ERROR, pxinfo::kTraceComponent, tbs::SharedMsg::kMissingArgument, scope.name());
         return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
     }
     for (const pxinfo_id_and_name_map_entry_t *entry = table; !is_terminator(*entry); ++entry) {
@@ -56,15 +54,11 @@ PXINFO_API tbs_status_t pxinfo_str_to_int_id(const pxinfo_id_and_name_map_entry_
 }
 
 PXINFO_API tbs_status_t pxinfo_str_to_ship_filetype(const char *name, pxinfo_file_type_t *type) {
-    pxinfo::TraceScope scope("pxinfo_str_to_ship_filetype", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     int id = 0;
     const tbs_status_t status = pxinfo_str_to_int_id(pxinfo_ship_file_type_map, name, type != nullptr ? &id : nullptr);
-    if (status == TBS_ST_NOT_FOUND) {
-        pxinfo::print_msg(false, IMSG_SEV_ERROR, _pxinfo_pxinfo_msg_table, kMsgInvalidFileType);
-    }
-    if (status == TBS_ST_OK) {
-        *type = static_cast<pxinfo_file_type_t>(id);
-    }
+    if (status == TBS_ST_NOT_FOUND) { pxinfo::print_msg(false, IMSG_SEV_ERROR, pxinfo::PxinfoMsg::kInvalidFileType); }
+    if (status == TBS_ST_OK) { *type = static_cast<pxinfo_file_type_t>(id); }
     return status;
 }
 
@@ -72,22 +66,16 @@ PXINFO_API tbs_status_t pxinfo_str_to_ship_filetype(const char *name, pxinfo_fil
 
 PXINFO_API tbs_status_t pxinfo_int_id_to_str(stg_area_t *area, const pxinfo_id_and_name_map_entry_t *table,
                                              int position, char *&name) {
-    pxinfo::TraceScope scope("pxinfo_int_id_to_str", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (table == nullptr || is_unbound(name)) {
-        pxinfo::print_shared_error(pxinfo::kSharedMsgMissingArgument, scope.name());
+        pxinfo::print_shared(IMSG_SEV_ERROR, pxinfo::kTraceComponent, tbs::SharedMsg::kMissingArgument, scope.name());
         return PXINFO_FAIL(scope, TBS_ST_NOT_FOUND);
     }
-    if (position < 0) {
-        return PXINFO_FAIL(scope, TBS_ST_NOT_FOUND);
-    }
+    if (position < 0) { return PXINFO_FAIL(scope, TBS_ST_NOT_FOUND); }
     for (int i = 0; i < position; ++i) {
-        if (is_terminator(table[i])) {
-            return PXINFO_FAIL(scope, TBS_ST_NOT_FOUND);
-        }
+        if (is_terminator(table[i])) { return PXINFO_FAIL(scope, TBS_ST_NOT_FOUND); }
     }
-    if (is_terminator(table[position])) {
-        return PXINFO_FAIL(scope, TBS_ST_NOT_FOUND);
-    }
+    if (is_terminator(table[position])) { return PXINFO_FAIL(scope, TBS_ST_NOT_FOUND); }
     name = stg_area_strdup(area, table[position].name);
     return TBS_ST_OK;
 }

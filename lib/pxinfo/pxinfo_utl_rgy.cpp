@@ -3,12 +3,11 @@
 
 #include "fileutl.h"
 #include "pxinfo_frame_internal.h"
-#include "pxinfo_utl_shared_msg_internal.h"
 #include "tbs_uuid.h"
 
 namespace {
 
-constexpr const char *kSource = "lib/pxinfo/pxinfo_utl";
+constexpr const char *kSource = pxinfo::source::kUtl;
 
 bool is_vault_selector(const pxinfo_selector_t *selector) {
     return selector != nullptr && selector->type == PXINFO_COMPONENT_VAULT;
@@ -20,7 +19,7 @@ tbs_status_t read_oid(const char *function_name, const pxinfo_selector_t *select
                       tbs_oid_t pxinfo_selector_vault_t::*field) {
     pxinfo::TraceScope scope(function_name, kSource);
     if (!is_vault_selector(selector) || oid == nullptr) {
-        pxinfo::print_shared_error(pxinfo::kSharedMsgInternalError, function_name);
+        pxinfo::print_shared(IMSG_SEV_ERROR, pxinfo::kTraceComponent, tbs::SharedMsg::kInternalError, function_name);
         return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
     }
     *oid = selector->u.vault.*field;
@@ -44,18 +43,14 @@ tbs_status_t search_registry(const pxinfo::TraceScope &scope, const tbs_uuid_t &
         if (cursor == nullptr) {
             break;  // every entry visited
         }
-        if (indicator != RGY_IND_ACTIVE) {
-            continue;
-        }
+        if (indicator != RGY_IND_ACTIVE) { continue; }
         const char *host = nullptr;
         status = rgy_getstring_from_entry_const(entry, RGY_ATTR_HOST, &host);
         if (status != TBS_ST_OK) {
             PXINFO_FAIL_OP(scope, status, "rgy_getstring_from_entry_const");
             break;
         }
-        if (fileutl_is_localhost(host)) {
-            is_local = 1;
-        }
+        if (fileutl_is_localhost(host)) { is_local = 1; }
     }
     rgy_close_cursor(&cursor);
     return status;
@@ -75,29 +70,21 @@ PXINFO_API tbs_status_t pxinfo_selector_to_vault_oid(const pxinfo_selector_t *se
 
 PXINFO_API tbs_status_t pxinfo_selector_to_oids(const pxinfo_selector_t *selector, tbs_oid_t *replica_oid,
                                                 tbs_oid_t *vault_oid) {
-    pxinfo::TraceScope scope("pxinfo_selector_to_oids", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     tbs_status_t status = pxinfo_selector_to_replica_oid(selector, replica_oid);
-    if (status == TBS_ST_OK) {
-        status = pxinfo_selector_to_vault_oid(selector, vault_oid);
-    }
+    if (status == TBS_ST_OK) { status = pxinfo_selector_to_vault_oid(selector, vault_oid); }
     return PXINFO_FAIL(scope, status);
 }
 
 PXINFO_API tbs_status_t pxinfo_is_local_vault_replica(const pxinfo_selector_t *selector, int *is_local,
                                                       rgy_entry_t **entry_out) {
-    pxinfo::TraceScope scope("pxinfo_is_local_vault_replica", kSource);
-    if (entry_out != nullptr) {
-        *entry_out = nullptr;
-    }
-    if (is_local == nullptr) {
-        return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
-    }
+    PXINFO_TRACE_SCOPE(scope, kSource);
+    if (entry_out != nullptr) { *entry_out = nullptr; }
+    if (is_local == nullptr) { return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG); }
     *is_local = 0;
     tbs_oid_t replica_oid;
     tbs_status_t status = pxinfo_selector_to_replica_oid(selector, &replica_oid);
-    if (status != TBS_ST_OK) {
-        return PXINFO_FAIL_OP(scope, status, "pxinfo_selector_to_replica_oid");
-    }
+    if (status != TBS_ST_OK) { return PXINFO_FAIL_OP(scope, status, "pxinfo_selector_to_replica_oid"); }
     tbs_uuid_t uuid;
     tbs_oid_to_uuid(&replica_oid, &uuid);
     if (pxinfo::trace_gate(pxinfo::kTraceDetail)) {

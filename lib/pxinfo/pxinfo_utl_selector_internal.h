@@ -8,10 +8,6 @@
 
 namespace pxinfo {
 
-// The source path that failure traces and internal errors of the selector,
-// job identifier and epoch row code name.
-constexpr const char *kUtlSource = "lib/pxinfo/pxinfo_utl";
-
 // The text of a name field, or null when the field holds no terminator
 // within its own size (such a field has no text form).
 template <size_t N>

@@ -8,11 +8,10 @@
 #include "hash.h"
 #include "pxinfo_frame_internal.h"
 #include "pxinfo_utl_selector.h"
-#include "pxinfo_utl_shared_msg_internal.h"
 
 namespace {
 
-constexpr const char *kSource = "lib/pxinfo/pxinfo_utl";
+constexpr const char *kSource = pxinfo::source::kUtl;
 
 // A last status of the base services that counts as good besides 0.
 constexpr int32_t kLastStatusAcceptable = 1033;
@@ -46,15 +45,9 @@ Walk apply_attempt(const pxinfo_sync_attempt_data_t &attempt, ReplicaSet &seen) 
         if (pxinfo_selector_to_replica_str(&attempt.replicas[i].replica, text) == nullptr) {
             return Walk::kBroken;  // no text form: the record cannot be judged
         }
-        if (seen.contains(text)) {
-            continue;
-        }
-        if (attempt.attempted != 0 && attempt.succeeded == 0) {
-            return Walk::kFailedAttempt;
-        }
-        if (!seen.add(text)) {
-            return Walk::kBroken;
-        }
+        if (seen.contains(text)) { continue; }
+        if (attempt.attempted != 0 && attempt.succeeded == 0) { return Walk::kFailedAttempt; }
+        if (!seen.add(text)) { return Walk::kBroken; }
     }
     return Walk::kGoOn;
 }
@@ -94,31 +87,25 @@ extern "C" {
 
 PXINFO_API pxinfo_sync_status_value_t
 pxinfo_compute_replica_sync_status_value(const pxinfo_replica_sync_status_t *record) {
-    pxinfo::TraceScope scope("pxinfo_compute_replica_sync_status_value", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (record == nullptr) {
         pxinfo::log_int_error(kSource, __LINE__, scope.name());
         PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
         return PXINFO_SYNC_STATUS_UNKNOWN;
     }
-    if (record->last_status != 0 && record->last_status != kLastStatusAcceptable) {
-        return PXINFO_SYNC_STATUS_UNKNOWN;
-    }
-    if (record->count <= 0) {
-        return PXINFO_SYNC_STATUS_OK;
-    }
+    if (record->last_status != 0 && record->last_status != kLastStatusAcceptable) { return PXINFO_SYNC_STATUS_UNKNOWN; }
+    if (record->count <= 0) { return PXINFO_SYNC_STATUS_OK; }
     bool broken = false;
     const pxinfo_sync_status_value_t value = judge_attempts(*record, broken);
-    if (broken) {
-        PXINFO_FAIL(scope, TBS_ST_FAILED);
-    }
+    if (broken) { PXINFO_FAIL(scope, TBS_ST_FAILED); }
     return value;
 }
 
 PXINFO_API pxinfo_sync_status_value_t
 pxinfo_compute_family_sync_status_value(const pxinfo_family_sync_status_t *record) {
-    pxinfo::TraceScope scope("pxinfo_compute_family_sync_status_value", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (record == nullptr) {
-        pxinfo::print_shared_error(pxinfo::kSharedMsgInternalError, scope.name());
+        pxinfo::print_shared(IMSG_SEV_ERROR, pxinfo::kTraceComponent, tbs::SharedMsg::kInternalError, scope.name());
         PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
         return PXINFO_SYNC_STATUS_INVALID;
     }
@@ -129,7 +116,7 @@ pxinfo_compute_family_sync_status_value(const pxinfo_family_sync_status_t *recor
         case PXINFO_SYNC_STATUS_UNKNOWN: value = PXINFO_SYNC_STATUS_UNKNOWN; break;
         case PXINFO_SYNC_STATUS_FAILED: return PXINFO_SYNC_STATUS_FAILED;
         default:
-            pxinfo::print_shared_error(pxinfo::kSharedMsgInternalError, scope.name());
+            pxinfo::print_shared(IMSG_SEV_ERROR, pxinfo::kTraceComponent, tbs::SharedMsg::kInternalError, scope.name());
             PXINFO_FAIL(scope, TBS_ST_FAILED);
             return PXINFO_SYNC_STATUS_INVALID;
         }
@@ -138,12 +125,10 @@ pxinfo_compute_family_sync_status_value(const pxinfo_family_sync_status_t *recor
 }
 
 PXINFO_API tbs_status_t pxinfo_sync_window_to_date_time(uint32_t hours, uint32_t end_time, uint32_t *start_time) {
-    pxinfo::TraceScope scope("pxinfo_sync_window_to_date_time", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     // Unsigned arithmetic wraps modulo 2^32, as the window's length is defined.
     const uint32_t window = hours * kSecondsPerHour;
-    if (start_time == nullptr || window <= hours) {
-        return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
-    }
+    if (start_time == nullptr || window <= hours) { return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG); }
     const uint32_t end = end_time != 0 ? end_time : static_cast<uint32_t>(std::time(nullptr));
     *start_time = end - window;
     if (*start_time >= end) {
@@ -159,7 +144,7 @@ PXINFO_API int pxinfo_sync_attempt_data_cmp_by_time(const void *a, const void *b
 }
 
 PXINFO_API int pxinfo_st_is_sleep_point(pxinfo_st_progress_t point, const pxinfo_st_sleep_points_t *table, int *value) {
-    pxinfo::TraceScope scope("pxinfo_st_is_sleep_point", kSource);
+    PXINFO_TRACE_SCOPE(scope, kSource);
     if (value == nullptr || table == nullptr) {
         pxinfo::log_int_error(kSource, __LINE__, scope.name());
         return 0;
@@ -175,24 +160,13 @@ PXINFO_API int pxinfo_st_is_sleep_point(pxinfo_st_progress_t point, const pxinfo
 
 PXINFO_API tbs_status_t pxinfo_copy_st_sleepers(const pxinfo_st_sleep_points_t *source, stg_area_t *area,
                                                 pxinfo_st_sleep_points_t *destination) {
-    pxinfo::TraceScope scope("pxinfo_copy_st_sleepers", kSource);
-    if (source == nullptr || destination == nullptr) {
-        return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG);
-    }
+    PXINFO_TRACE_SCOPE(scope, kSource);
+    if (source == nullptr || destination == nullptr) { return PXINFO_FAIL(scope, TBS_ST_INVALID_ARG); }
     destination->count = source->count;
-    if (source->count == 0) {
-        return TBS_ST_OK;
-    }
-    const size_t size = static_cast<size_t>(source->count) * sizeof(pxinfo_one_sleep_point_t);
-    if (size / sizeof(pxinfo_one_sleep_point_t) != source->count) {
-        destination->points = nullptr;
-        return PXINFO_FAIL(scope, TBS_ST_NO_MEMORY);
-    }
-    destination->points = static_cast<pxinfo_one_sleep_point_t *>(stg_alloc(area, size));
-    if (destination->points == nullptr) {
-        return PXINFO_FAIL(scope, TBS_ST_NO_MEMORY);
-    }
-    std::memcpy(destination->points, source->points, size);
+    if (source->count == 0) { return TBS_ST_OK; }
+    destination->points = pxinfo::allocate_array<pxinfo_one_sleep_point_t>(area, source->count);
+    if (destination->points == nullptr) { return PXINFO_FAIL(scope, TBS_ST_NO_MEMORY); }
+    std::memcpy(destination->points, source->points, source->count * sizeof(pxinfo_one_sleep_point_t));
     return TBS_ST_OK;
 }
 

@@ -53,9 +53,7 @@ void write_row(FILE *log, const char *label, const pxinfo_epoch_row_t &row) {
     }
     for (int32_t i = 0; i < row.count; ++i) {
         tbs_oid_t oid;
-        if (pxinfo_selector_to_replica_oid(&row.entries[i].replica, &oid) != TBS_ST_OK) {
-            continue;
-        }
+        if (pxinfo_selector_to_replica_oid(&row.entries[i].replica, &oid) != TBS_ST_OK) { continue; }
         tbs_oid_str_t oid_text;
         std::fprintf(log, "\n%s=%u", tbs_oid_to_str(&oid, oid_text), row.entries[i].epoch);
     }
@@ -67,13 +65,9 @@ extern "C" {
 
 PXINFO_API int pxinfo_do_gm_logging(void) {
     char path[kPathSize];
-    if (tbs_product_config_dir(kSwitchFile, path, sizeof path) == nullptr || !fileutl_exists(path, 1)) {
-        return 0;
-    }
+    if (tbs_product_config_dir(kSwitchFile, path, sizeof path) == nullptr || !fileutl_exists(path, 1)) { return 0; }
     FILE *file = fopen64(path, "r");
-    if (file == nullptr) {
-        return 0;
-    }
+    if (file == nullptr) { return 0; }
     char line[kSwitchLineSize];
     const bool read = std::fgets(line, sizeof line, file) != nullptr;
     std::fclose(file);
@@ -98,7 +92,7 @@ PXINFO_API void pxinfo_log_gm_sync_entry(tbs_uuid_t family_uuid, const char *loc
     FILE *log = have_path ? fopen64(path, "a+") : nullptr;
     if (log == nullptr) {
         if (pxinfo::trace_gate(pxinfo::kTraceDetail)) {
-            imsg_print(IMSG_SEV_WARNING, "Couldn't open logfile\n", -1);
+            pxinfo::print_text(IMSG_SEV_WARNING, "Couldn't open logfile\n");
         }
         return;
     }
@@ -108,9 +102,7 @@ PXINFO_API void pxinfo_log_gm_sync_entry(tbs_uuid_t family_uuid, const char *loc
                                text_size(exporting_replica_name) + text_size(packet_name) + text_size(error) +
                                row_size(packet_epoch_row) + row_size(replica_epoch_row);
     void *buffer = stg_malloc(buffer_size);
-    if (buffer != nullptr) {
-        setvbuf(log, static_cast<char *>(buffer), _IOFBF, buffer_size);
-    }
+    if (buffer != nullptr) { setvbuf(log, static_cast<char *>(buffer), _IOFBF, buffer_size); }
 
     std::fprintf(log, "familu_uuid: %s", family_text);
     std::fprintf(log, "\nlocal_tag: %s", text_or_unavailable(local_tag));

@@ -71,16 +71,12 @@ PXINFO_XDR_OUTER(xdr_pxinfo_selector_bb_t, pxinfo_selector_bb_t, xdr_pxinfo_sele
 // The tag, then the arm it names. Any other tag carries no body; a decoded
 // selector with such a tag gets an all-zero body rather than stale bytes.
 bool_t xdr_pxinfo_selector_t(XDR *xdrs, pxinfo_selector_t *selector, int extra) {
-    if (!xdr_pxinfo_component_type_t(xdrs, &selector->type, extra)) {
-        return FALSE;
-    }
+    if (!xdr_pxinfo_component_type_t(xdrs, &selector->type, extra)) { return FALSE; }
     switch (selector->type) {
     case PXINFO_COMPONENT_VAULT: return xdr_pxinfo_selector_vault_t(xdrs, &selector->u.vault, extra);
     case PXINFO_COMPONENT_BB: return xdr_pxinfo_selector_bb_t(xdrs, &selector->u.bb, extra);
     default:
-        if (xdrs->x_op == XDR_DECODE) {
-            std::memset(&selector->u, 0, sizeof selector->u);
-        }
+        if (xdrs->x_op == XDR_DECODE) { std::memset(&selector->u, 0, sizeof selector->u); }
         return TRUE;
     }
 }

@@ -22,11 +22,10 @@ inline bool_t as_bool(bool ok) { return ok ? TRUE : FALSE; }
 // Calls a coding routine that takes extra, or one that does not (the
 // enumeration, scalar and message routines take only the stream and value).
 template <auto Routine, typename T>
-bool invoke(XDR *xdrs, T *value, int extra) {
+bool invoke(XDR *xdrs, T *value, [[maybe_unused]] int extra) {
     if constexpr (std::is_invocable_v<decltype(Routine), XDR *, T *, int>) {
         return Routine(xdrs, value, extra) != 0;
     } else {
-        (void)extra;
         return Routine(xdrs, value) != 0;
     }
 }
@@ -37,52 +36,52 @@ bool_t outer(XDR *xdrs, T *record, int extra) {
     return as_bool(invoke<Inner>(xdrs, record, extra));
 }
 
-// The element routine handed to the xdr_ez_ helpers, with their exact type,
-// so that no function pointer is ever called through another type.
-template <auto Routine, typename T>
-bool_t element_thunk(XDR *xdrs, void *element, int extra) {
-    return as_bool(invoke<Routine>(xdrs, static_cast<T *>(element), extra));
+// The record type of a coding routine: what its second parameter points to.
+template <typename Routine>
+struct RecordOf;
+template <typename T>
+struct RecordOf<bool_t (*)(XDR *, T *, int)> {
+    using type = T;
+};
+template <typename T>
+struct RecordOf<bool_t (*)(XDR *, T *)> {
+    using type = T;
+};
+template <auto Routine>
+using record_of_t = typename RecordOf<decltype(Routine)>::type;
+
+// A coding routine with its record untyped: the xdr_ez_proc_t shape that the
+// xdr_ez_ helpers and xdr_ez_free take, so that no function pointer is ever
+// called through another type. The one typed-to-untyped adapter, used by the
+// library, the tests, the fuzzers and the benchmarks.
+template <auto Routine>
+bool_t untyped(XDR *xdrs, void *record, int extra) {
+    return as_bool(invoke<Routine>(xdrs, static_cast<record_of_t<Routine> *>(record), extra));
 }
 
-// An enumeration as one xdr_enum word, through a local so that the value is
-// never accessed as another type; any value, member or not, passes.
+// Codes *value as the word of Routine through a local of the word's type,
+// so that the value is never accessed as another type.
+template <typename Word, bool_t (*Routine)(XDR *, Word *), typename T>
+bool_t code_as(XDR *xdrs, T *value) {
+    Word word = static_cast<Word>(*value);
+    if (!Routine(xdrs, &word)) { return FALSE; }
+    if (xdrs->x_op == XDR_DECODE) { *value = static_cast<T>(word); }
+    return TRUE;
+}
+
+// An enumeration as one xdr_enum word; any value, member or not, passes.
 template <typename E>
 bool_t code_enum(XDR *xdrs, E *value) {
     static_assert(sizeof(E) == sizeof(enum_t), "enumerations are 32-bit");
-    enum_t word = static_cast<enum_t>(*value);
-    if (!xdr_enum(xdrs, &word)) {
-        return FALSE;
-    }
-    if (xdrs->x_op == XDR_DECODE) {
-        *value = static_cast<E>(word);
-    }
-    return TRUE;
+    return code_as<enum_t, xdr_enum>(xdrs, value);
 }
 
 // A 32-bit "long" as xdr_long codes it: one signed word, whatever the width
 // of long on the platform.
-inline bool_t code_long(XDR *xdrs, int32_t *value) {
-    long word = *value;
-    if (!xdr_long(xdrs, &word)) {
-        return FALSE;
-    }
-    if (xdrs->x_op == XDR_DECODE) {
-        *value = static_cast<int32_t>(word);
-    }
-    return TRUE;
-}
+inline bool_t code_long(XDR *xdrs, int32_t *value) { return code_as<long, xdr_long>(xdrs, value); }
 
 // A 32-bit "u_long" as xdr_u_long codes it: one unsigned word.
-inline bool_t code_u_long(XDR *xdrs, uint32_t *value) {
-    u_long word = *value;
-    if (!xdr_u_long(xdrs, &word)) {
-        return FALSE;
-    }
-    if (xdrs->x_op == XDR_DECODE) {
-        *value = static_cast<uint32_t>(word);
-    }
-    return TRUE;
-}
+inline bool_t code_u_long(XDR *xdrs, uint32_t *value) { return code_as<u_long, xdr_u_long>(xdrs, value); }
 
 // Runs the same array routine on a freeing stream: releases what a decode
 // allocated, with the number of elements it allocated.
@@ -136,13 +135,12 @@ class Fields {
         u_int n = limit;
         void *block = *elements;
         const bool callers_block = block != nullptr;
-        const xdr_ez_proc_t routine = &element_thunk<Routine, Elem>;
+        static_assert(std::is_same_v<record_of_t<Routine>, Elem>, "the routine codes the element type");
+        const xdr_ez_proc_t routine = &untyped<Routine>;
         const bool ok = xdr_ez_array(xdrs_, &block, &n, limit, sizeof(Elem), routine, extra_) != 0;
         *elements = static_cast<Elem *>(block);
         if (xdrs_->x_op == XDR_DECODE && (!ok || n != limit)) {
-            if (*elements != nullptr && !callers_block) {
-                release_array(xdrs_, elements, n, routine, extra_);
-            }
+            if (*elements != nullptr && !callers_block) { release_array(xdrs_, elements, n, routine, extra_); }
             return false;
         }
         return ok;
@@ -152,7 +150,8 @@ class Fields {
     template <auto Routine, typename Elem>
     bool pointer(Elem **element) const {
         void *block = *element;
-        const bool ok = xdr_ez_pointer(xdrs_, &block, sizeof(Elem), &element_thunk<Routine, Elem>, extra_) != 0;
+        static_assert(std::is_same_v<record_of_t<Routine>, Elem>, "the routine codes the element type");
+        const bool ok = xdr_ez_pointer(xdrs_, &block, sizeof(Elem), &untyped<Routine>, extra_) != 0;
         *element = static_cast<Elem *>(block);
         return ok;
     }
@@ -160,8 +159,8 @@ class Fields {
     // A fixed number of inline elements, no count word.
     template <auto Routine, typename Elem, size_t N>
     bool vector(Elem (&elements)[N]) const {
-        return xdr_ez_vector(xdrs_, elements, static_cast<u_int>(N), sizeof(Elem), &element_thunk<Routine, Elem>,
-                             extra_) != 0;
+        static_assert(std::is_same_v<record_of_t<Routine>, Elem>, "the routine codes the element type");
+        return xdr_ez_vector(xdrs_, elements, static_cast<u_int>(N), sizeof(Elem), &untyped<Routine>, extra_) != 0;
     }
 
   private:
@@ -174,9 +173,7 @@ class Fields {
 inline bool_t null_proc_back(XDR *xdrs, int *value) { return as_bool(xdr_int(xdrs, value)); }
 
 inline bool_t null_proc_over(XDR *xdrs, long *value) {
-    if (!xdr_long(xdrs, value)) {
-        return FALSE;
-    }
+    if (!xdr_long(xdrs, value)) { return FALSE; }
     return as_bool(xdrs->x_op != XDR_DECODE || (*value & 0xFF) == 0);
 }
 

@@ -30,9 +30,7 @@ void to_big_endian(uint32_t value, unsigned char *bytes) {
 // One unit from the file; false on a short read, with *value untouched.
 bool read_unit(XDR *xdrs, uint32_t *value) {
     unsigned char bytes[kUnitSize];
-    if (pxinfo_kv_pkt_fread(bytes, kUnitSize, 1, stream_file(xdrs)) != 1) {
-        return false;
-    }
+    if (pxinfo_kv_pkt_fread(bytes, kUnitSize, 1, stream_file(xdrs)) != 1) { return false; }
     *value = from_big_endian(bytes);
     return true;
 }
@@ -49,9 +47,7 @@ bool write_unit(XDR *xdrs, uint32_t value) {
 // extensions are the same).
 bool_t xdrio_getlong(XDR *xdrs, long *target) {
     uint32_t value = 0;
-    if (!read_unit(xdrs, &value)) {
-        return FALSE;
-    }
+    if (!read_unit(xdrs, &value)) { return FALSE; }
     *target = static_cast<long>(value);
     return TRUE;
 }
@@ -61,16 +57,12 @@ bool_t xdrio_putlong(XDR *xdrs, const long *value) {
 }
 
 bool_t xdrio_getbytes(XDR *xdrs, char *address, u_int length) {
-    if (length == 0) {
-        return TRUE;
-    }
+    if (length == 0) { return TRUE; }
     return pxinfo_kv_pkt_fread(address, length, 1, stream_file(xdrs)) == 1 ? TRUE : FALSE;
 }
 
 bool_t xdrio_putbytes(XDR *xdrs, const char *address, u_int length) {
-    if (length == 0) {
-        return TRUE;
-    }
+    if (length == 0) { return TRUE; }
     return mtutl_fwrite(address, length, 1, stream_file(xdrs)) == 1 ? TRUE : FALSE;
 }
 
@@ -90,9 +82,7 @@ bool_t xdrio_control(XDR *, int, void *) { return FALSE; }
 // have those slots.
 [[maybe_unused]] bool_t xdrio_getint32(XDR *xdrs, int32_t *target) {
     uint32_t value = 0;
-    if (!read_unit(xdrs, &value)) {
-        return FALSE;
-    }
+    if (!read_unit(xdrs, &value)) { return FALSE; }
     *target = static_cast<int32_t>(value);
     return TRUE;
 }
@@ -126,9 +116,7 @@ constexpr Ops make_xdrio_ops() {
     ops.x_setpostn = xdrio_setpos;
     ops.x_inline = xdrio_inline;
     ops.x_destroy = xdrio_destroy;
-    if constexpr (HasControlSlot<Ops>::value) {
-        ops.x_control = xdrio_control;
-    }
+    if constexpr (HasControlSlot<Ops>::value) { ops.x_control = xdrio_control; }
     if constexpr (HasInt32Slots<Ops>::value) {
         ops.x_getint32 = xdrio_getint32;
         ops.x_putint32 = xdrio_putint32;
@@ -141,9 +129,7 @@ constexpr XdrOps kXdrioOps = make_xdrio_ops<XdrOps>();
 }  // namespace
 
 extern "C" void pxinfo_xdrio_create(XDR *xdrs, FILE *file, enum xdr_op op) {
-    if (xdrs == nullptr) {
-        return;
-    }
+    if (xdrs == nullptr) { return; }
     xdrs->x_op = op;
     xdrs->x_ops = &kXdrioOps;
     xdrs->x_private = file;

@@ -77,15 +77,9 @@ bool_t xdr_pxinfo_dep_info_list_v6_s(XDR *xdrs, pxinfo_dep_info_list_v6_t *recor
 // and the pointed-to dependency is coded whatever the count says.
 bool_t xdr_pxinfo_dep_info_list_v6_t(XDR *xdrs, pxinfo_dep_info_list_v6_t *record, int extra) {
     u_int word = 0;
-    if (xdrs->x_op == XDR_ENCODE) {
-        word = std::min<u_int>(record->count, 1);
-    }
-    if (!xdr_u_int(xdrs, &word)) {
-        return FALSE;
-    }
-    if (xdrs->x_op == XDR_DECODE) {
-        record->count = std::min<u_int>(word, 1);
-    }
+    if (xdrs->x_op == XDR_ENCODE) { word = std::min<u_int>(record->count, 1); }
+    if (!xdr_u_int(xdrs, &word)) { return FALSE; }
+    if (xdrs->x_op == XDR_DECODE) { record->count = std::min<u_int>(word, 1); }
     return pxinfo::xdr::as_bool(Fields(xdrs, extra).pointer<xdr_pxinfo_dep_info_t>(&record->deps));
 }
 

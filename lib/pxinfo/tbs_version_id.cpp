@@ -1,5 +1,6 @@
 // The version line: the library name padded to 33 columns, the version and
 // the build date, both supplied by the build.
+#include "pxinfo_frame_internal.h"
 #include "pxinfo_msg.h"
 
 namespace {
@@ -15,8 +16,8 @@ int libquentapxinfobase_sprintf_verid(char *buffer) {
 }
 
 int libquentapxinfobase_print_verid(void) {
-    return imsg_print(IMSG_SEV_OUTPUT, kVersionFormat, -1, kNameWidth, kLibraryName, PXINFO_VERSION_STRING,
-                      PXINFO_BUILD_DATE);
+    return pxinfo::print_text(IMSG_SEV_OUTPUT, kVersionFormat, kNameWidth, kLibraryName, PXINFO_VERSION_STRING,
+                              PXINFO_BUILD_DATE);
 }
 
 }  // extern "C"
