@@ -206,7 +206,7 @@ TEST(RecordGoldenBytes, Version6DependencyListHoldsAtMostOne) {
         pxinfo_dep_info_list_v6_t list{count, deps};
         EXPECT_EQ(wire(count == 0 ? 0u : 1u, 1, first), encoded(list_kind, &list));
         EXPECT_EQ(count, list.count);
-        const RecordRoutine inner{"", &pxfuzz::with_extra<pxinfo_dep_info_list_v6_t, &xdr_pxinfo_dep_info_list_v6_s>,
+        const RecordRoutine inner{"", &pxinfo::xdr::untyped<&xdr_pxinfo_dep_info_list_v6_s>,
                                   sizeof list};
         EXPECT_EQ(wire(count, 1, first), encoded(inner, &list)) << "the inner routine codes the count as it is";
         pxinfo_dep_info_list_v6_t none{count, nullptr};
@@ -288,15 +288,15 @@ TEST(RecordCallerArrays, AFailedDecodeKeepsTheCallersBlock) {
 // The null procedure's filters of the generator glue: the argument is one
 // int; the result one long, read only with a clear low byte.
 TEST(RecordGlue, NullProcedureFilters) {
-    using pxfuzz::without_extra;
+    using pxinfo::xdr::untyped;
     pxinfobase_xdr_makeprocs();
     pxinfobase_xdr_freeprocs();
     pxinfokvpktbase_xdr_makeprocs();
     pxinfokvpktbase_xdr_freeprocs();
-    const RecordRoutine backs[] = {{"", &without_extra<int, &xdr_pxinfobase_program_null_V1_back>, sizeof(int)},
-                                   {"", &without_extra<int, &xdr_pxinfokvpktbase_program_null_V1_back>, sizeof(int)}};
-    const RecordRoutine overs[] = {{"", &without_extra<long, &xdr_pxinfobase_program_null_V1_over>, sizeof(long)},
-                                   {"", &without_extra<long, &xdr_pxinfokvpktbase_program_null_V1_over>, sizeof(long)}};
+    const RecordRoutine backs[] = {{"", &untyped<&xdr_pxinfobase_program_null_V1_back>, sizeof(int)},
+                                   {"", &untyped<&xdr_pxinfokvpktbase_program_null_V1_back>, sizeof(int)}};
+    const RecordRoutine overs[] = {{"", &untyped<&xdr_pxinfobase_program_null_V1_over>, sizeof(long)},
+                                   {"", &untyped<&xdr_pxinfokvpktbase_program_null_V1_over>, sizeof(long)}};
     for (int i = 0; i < 2; ++i) {
         int argument = INT_MIN;
         EXPECT_EQ(wire(0x80000000u), round_trip(backs[i], &argument));
