@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <map>
 #include <random>
+#include <sstream>
 
 #include "fixtures.h"
 #include "pxinfo_utl_epoch.h"
@@ -83,30 +84,19 @@ void expect_as_model(const Columns &packet_columns, const Columns &target_column
     EXPECT_EQ(expected_calls, recorder.calls);
 }
 
-// Equal in any order, less, greater, mixed with every replica ahead still
-// reported, replicas in one row only, and epochs across the 32-bit wrap: 1
-// is after 2^32-1, and a difference of exactly 2^31 is behind either way.
+// Rows listed in a table, and rows longer than the comparison's look-ahead,
+// shuffled, replicas in either row or both, some listed twice in the packet row.
 TEST(EpochRowCompare, ResultsAndCallbackCallsAgreeWithTheModel) {
-    const std::pair<Columns, Columns> cases[] = {{{{1, 5}, {2, 3}}, {{2, 3}, {1, 5}}},
-                                                 {{{1, 5}, {2, 3}}, {{1, 5}, {2, 4}}},
-                                                 {{{1, 5}, {2, 5}}, {{1, 5}, {2, 4}}},
-                                                 {{{1, 3}, {2, 6}, {3, 6}}, {{1, 4}, {2, 5}, {3, 5}}},
-                                                 {{{1, 5}, {3, 0}}, {{1, 5}}},
-                                                 {{{1, 5}, {3, 7}}, {{1, 5}}},
-                                                 {{{1, 5}}, {{1, 5}, {3, 9}}},
-                                                 {{{1, 5}}, {{1, 5}, {3, 0}}},
-                                                 {{{1, 1}}, {{1, 4294967295u}}},
-                                                 {{{1, 4294967295u}}, {{1, 1}}},
-                                                 {{{1, 0x80000000u}}, {{1, 0}}},
-                                                 {{{1, 0}}, {{1, 0x80000000u}}},
-                                                 {{{1, 0x7fffffffu}}, {{1, 0}}},
-                                                 {{{1, 2}, {1, 3}}, {{1, 2}}},
-                                                 {{}, {}},
-                                                 {{}, {{1, 1}}}};
-    for (const auto &c : cases) expect_as_model(c.first, c.second);
+    for (const auto &fields : pxtest::data_rows("epoch_rows.tsv")) {
+        Columns rows[2];
+        for (int r = 0; r < 2; ++r) {
+            std::istringstream columns(fields[r]);
+            for (std::string column; columns >> column;)
+                rows[r].emplace_back(std::stoul(column), std::stoul(column.substr(column.find('=') + 1)));
+        }
+        expect_as_model(rows[0], rows[1]);
+    }
     EXPECT_EQ(PXINFO_EPOCH_CMP_MIXED, compare(row({{1, 3}, {2, 6}}), row({{1, 4}, {2, 5}})).second) << "no callback";
-    // Rows longer than the comparison's look-ahead, shuffled, replicas in
-    // either row or both, some listed twice in the packet row.
     std::mt19937 random(11);
     for (int round = 0; round < 40; ++round) {
         Columns packet, target;

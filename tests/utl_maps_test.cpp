@@ -8,8 +8,9 @@
 
 namespace {
 
-// Ids deliberately differ from positions; an empty name ends a table as a null one does.
-const pxinfo_id_and_name_map_entry_t kColours[] = {{7, "red"}, {3, "Green"}, {11, "blue"}, {5, ""}, {6, "six"}};
+// Ids deliberately differ from positions. A null name ends a table, as an
+// empty one (which ends the table of shipped file types) does.
+const pxinfo_id_and_name_map_entry_t kColours[] = {{7, "red"}, {3, "Green"}, {11, "blue"}, {5, nullptr}, {6, "six"}};
 
 // What a look-up by name gives, "status id", then the error lines printed.
 template <typename Id>

@@ -69,7 +69,7 @@ TEST(Selector, ConstructionChecksTextsAndTheirSizes) {
     pxinfo_selector_nullify(&made);
     pxinfo_selector_nullify(nullptr);  // only traced
     const pxinfo_selector_t zero = {};
-    EXPECT_EQ(0, std::memcmp(&zero, &made, sizeof made));
+    EXPECT_TRUE(std::memcmp(&zero, &made, sizeof made) == 0 && pxinfo_selector_is_null(&made));
 }
 
 TEST(Selector, TextFormsOfEachKindAndNoneWithoutAName) {
