@@ -168,7 +168,7 @@ TEST_F(Registry, FileEntriesComeBeforeTestEntriesAndADamagedFileFailsTheSearch) 
     for (char &c : upper_replica) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
     const std::string file = "# replicas of this site\n\n" + kReplica + " 1 first.invalid\n  " + kVault +
                              "\t1\tvault.invalid\n" + upper_replica + " 0 retired.invalid\n";
-    const std::string damaged[] = {"not-a-uuid 1 host\n", kReplica + " one host\n", kReplica + " 1\n"};
+    const std::string damaged[] = {"not-a-uuid 1 host\n", kReplica + " a host\n", kReplica + " 1\n"};
     add(kReplica, RGY_IND_ACTIVE, "added.invalid");
     const tbs_uuid_t key = uuid_of(kReplica);
     for (const std::string &text : {file, damaged[0], damaged[1], damaged[2]}) {
