@@ -56,6 +56,7 @@ TEST(Selector, ConstructionChecksTextsAndTheirSizes) {
         EXPECT_EQ(row.status, pxinfo_new_bb_selector(row.family, row.clan, "r", row.uuid, &made)) << row.uuid;
         EXPECT_EQ(row.type_after == 1 ? PXINFO_COMPONENT_BB : 7, made.type) << row.uuid;
     }
+    EXPECT_EQ(PXINFO_COMPONENT_BB, pxinfo_get_selector_type(&made));
     EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_new_bb_selector("f", "c", "r", "u", nullptr));
     const std::string line = "[6 pxinfo] internal error: Internal error in pxinfo_new_bb_selector.\n";
     EXPECT_EQ(line + line + line + line + line, messages.dump());
