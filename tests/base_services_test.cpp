@@ -201,6 +201,7 @@ TEST(Directories, JoinTheNameToTheConfiguredDirectory) {
     unsetenv("PXINFO_LOG_DIR");
     EXPECT_STREQ("/var/opt/quenta/log/gm_log", tbs_product_log_dir("gm_log", buffer, sizeof buffer));
     EXPECT_EQ(nullptr, tbs_product_log_dir("gm_log", buffer, 8));
+    EXPECT_EQ(0u, tbs_int_error_count()) << "the count of internal errors starts at zero, and none was logged here";
 }
 
 }  // namespace
