@@ -2,156 +2,113 @@
 // exhaustion, printing and copying into a list of the message service.
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
-#include "imsg.h"
 #include "pxinfo_utl_msglist.h"
 #include "pxinfo_utl_msglist_internal.h"
 #include "test_support.h"
 
 namespace {
 
-uintptr_t capacity_of(const pxinfo_msg_list_t &list) { return pxinfo::msg_array_header(list.msgs)->capacity; }
-
-std::vector<std::string> texts_of(const pxinfo_msg_list_t &list) {
-    std::vector<std::string> texts;
-    for (uint32_t i = 0; i < list.count; ++i) texts.push_back(list.msgs[i].text ? list.msgs[i].text : "<none>");
+// The texts of a list, "-" for none, each followed by '|'; "none" without an array.
+std::string texts_of(const pxinfo_msg_list_t &list) {
+    std::string texts = list.msgs == nullptr ? "none" : "";
+    if (list.msgs == nullptr) return texts;
+    for (uint32_t i = 0; i < list.count; ++i) texts += std::string(list.msgs[i].text ? list.msgs[i].text : "-") + "|";
     return texts;
 }
+uintptr_t capacity_of(const pxinfo_msg_list_t &list) { return pxinfo::msg_array_header(list.msgs)->capacity; }
 
-class MsgList : public ::testing::Test {
-  protected:
-    void SetUp() override { area_ = stg_create_area(0); }
-    void TearDown() override { stg_delete_area(&area_); }
-
-    // Gives the list an array of the temporary area holding one message, as
-    // arrays built elsewhere in the product may be.
-    void start_temporary_array() {
-        list_.msgs = pxinfo::new_msg_array(STG_AREA_TEMP, 1);
-        ASSERT_NE(nullptr, list_.msgs);
-        list_.msgs[0] = pxinfo_msg_t{const_cast<char *>("zero"), 4, IMSG_SEV_WARNING, {0, 0}};
-        list_.count = 1;
-    }
-
-    void append(const char *text, unsigned severity = IMSG_SEV_WARNING) {
-        ASSERT_EQ(TBS_ST_OK, pxinfo_add_msg_to_list(severity, text, area_, &list_));
-    }
-
-    stg_area_t *area_ = nullptr;
-    pxinfo_msg_list_t list_{0, nullptr};
-};
-
-TEST_F(MsgList, FiveAppendsDoubleTheCapacityAndKeepOrderSeverityAndTime) {
-    struct timeval before;
+TEST(MsgList, AppendsDoubleTheCapacityKeepCopiesAndRefuseBadArguments) {
+    stg_area_t *area = stg_create_area(0);
+    pxinfo_msg_list_t list{0, nullptr};
+    timeval before;
     gettimeofday(&before, nullptr);
-    std::vector<uintptr_t> capacities;
-    const char *texts[] = {"one", "two", "three", "four", "five"};
-    for (const char *text : texts) {
-        append(text, 10);
-        capacities.push_back(capacity_of(list_));
+    std::string capacities;
+    for (const char *text : {"one", "two", "three", "four", "fives"}) {
+        ASSERT_EQ(TBS_ST_OK, pxinfo_add_msg_to_list(10, text, area, &list));
+        capacities += std::to_string(capacity_of(list));
     }
-    EXPECT_EQ((std::vector<uintptr_t>{1, 2, 4, 4, 8}), capacities);
-    EXPECT_EQ(5u, list_.count);
-    EXPECT_EQ((std::vector<std::string>{"one", "two", "three", "four", "five"}), texts_of(list_));
-    const pxinfo::MsgArrayHeader *header = pxinfo::msg_array_header(list_.msgs);
-    EXPECT_EQ(sizeof(pxinfo_msg_t), header->record_size);
-    EXPECT_EQ(area_, pxinfo::msg_array_area(header));
-    EXPECT_EQ(4u, list_.msgs[4].text_len);
-    EXPECT_EQ(10, list_.msgs[4].severity);
-    EXPECT_GE(list_.msgs[4].time.tv_sec, before.tv_sec);
-    EXPECT_NE(texts[4], list_.msgs[4].text) << "the text is a copy";
-}
+    EXPECT_EQ("12448", capacities);
+    EXPECT_EQ("one|two|three|four|fives|", texts_of(list));
+    EXPECT_EQ(sizeof(pxinfo_msg_t), pxinfo::msg_array_header(list.msgs)->record_size);
+    EXPECT_EQ(area, pxinfo::msg_array_area(pxinfo::msg_array_header(list.msgs)));
+    EXPECT_EQ(5u, list.msgs[4].text_len);
+    EXPECT_EQ(10, list.msgs[4].severity);
+    EXPECT_GE(list.msgs[4].time.tv_sec, before.tv_sec);
+    const pxinfo_msg_list_t kept = list;
+    for (stg_area_t *bad : {static_cast<stg_area_t *>(nullptr), STG_AREA_TEMP, area})
+        for (unsigned severity : {11u, ~0u, 1u})
+            EXPECT_EQ(TBS_ST_INVALID_ARG,
+                      pxinfo_add_msg_to_list(severity, "x", bad, bad != area || severity != 1 ? &list : nullptr));
+    EXPECT_EQ(kept.count, list.count);
+    EXPECT_EQ(kept.msgs, list.msgs);
 
-TEST_F(MsgList, RefusedArgumentsLeaveTheListUnchanged) {
-    append("kept");
-    const pxinfo_msg_list_t before = list_;
-    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_add_msg_to_list(11, "x", area_, &list_));
-    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_add_msg_to_list(static_cast<unsigned>(-1), "x", area_, &list_));
-    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_add_msg_to_list(1, "x", nullptr, &list_));
-    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_add_msg_to_list(1, "x", STG_AREA_TEMP, &list_));
-    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_add_msg_to_list(1, "x", area_, nullptr));
-    EXPECT_EQ(before.count, list_.count);
-    EXPECT_EQ(before.msgs, list_.msgs);
-}
-
-TEST_F(MsgList, EveryExhaustedAllocationGivesNoMemoryAndLeavesAUsableList) {
-    // Two appends: array and text of the first, growth and text of the
-    // second. Each failure gives 1062, adds nothing, and the list stays usable.
+    stg_delete_area(&area);
+    area = stg_create_area(0);
+    // Every allocation failing in turn, of the array and text of a first
+    // append and the growth and text of a second: no memory, nothing added,
+    // and the list still takes a message.
     const size_t points = pxtest::sweep_allocation_failures(
         [&] {
-            list_ = pxinfo_msg_list_t{0, nullptr};
-            const tbs_status_t status = pxinfo_add_msg_to_list(4, "one", area_, &list_);
-            return status != TBS_ST_OK ? status : pxinfo_add_msg_to_list(4, "two", area_, &list_);
+            list = pxinfo_msg_list_t{0, nullptr};
+            const tbs_status_t status = pxinfo_add_msg_to_list(4, "one", area, &list);
+            return status != TBS_ST_OK ? status : pxinfo_add_msg_to_list(4, "two", area, &list);
         },
         [&](tbs_status_t status, unsigned long nth) {
-            EXPECT_EQ(TBS_ST_NO_MEMORY, status) << "allocation " << nth;
-            if (list_.msgs != nullptr) {
-                EXPECT_EQ((std::vector<std::string>(list_.count, "one")), texts_of(list_)) << "allocation " << nth;
-            }
-            append("next");
-            EXPECT_EQ("next", texts_of(list_).back());
-            // A fresh area for the next round, so that its blocks are counted
-            // as before the round.
-            stg_delete_area(&area_);
-            area_ = stg_create_area(0);
+            EXPECT_EQ(TBS_ST_NO_MEMORY, status) << nth;
+            EXPECT_EQ(nth % 2 == 1 ? "none" : nth == 2 ? "" : "one|", texts_of(list)) << nth;
+            EXPECT_EQ(TBS_ST_OK, pxinfo_add_msg_to_list(4, "next", area, &list));
+            EXPECT_EQ(nth < 4 ? "next|" : "one|next|", texts_of(list)) << nth;
+            stg_delete_area(&area);  // a fresh area, so that the block count is as before
+            area = stg_create_area(0);
         });
     EXPECT_EQ(4u, points);
-    EXPECT_EQ((std::vector<std::string>{"one", "two"}), texts_of(list_));
-}
+    EXPECT_EQ("one|two|", texts_of(list));
 
-TEST_F(MsgList, MessagesWithoutTextAreKeptButSkippedByPrintingAndCopying) {
-    append("first", IMSG_SEV_WARNING);
-    append(nullptr, IMSG_SEV_ERROR);
-    append("", IMSG_SEV_ERROR);
-    append("last", IMSG_SEV_ERROR);
-    ASSERT_EQ(4u, list_.count);
-    EXPECT_EQ(nullptr, list_.msgs[1].text);
-    EXPECT_EQ(0u, list_.msgs[1].text_len);
-
+    // Messages without a text are kept but neither printed nor copied.
+    list = pxinfo_msg_list_t{0, nullptr};
+    const std::pair<const char *, unsigned> appended[] = {
+        {"first", 4}, {nullptr, 6}, {"", 6}, {"second", 4}, {"last", 6}};
+    for (const auto &a : appended) ASSERT_EQ(TBS_ST_OK, pxinfo_add_msg_to_list(a.second, a.first, area, &list));
+    EXPECT_EQ("first|-||second|last|", texts_of(list));
+    EXPECT_EQ(0u, list.msgs[1].text_len);
     pxtest::CapturedMessages messages;
-    pxinfo_print_msg_list(&list_, 0);
-    ASSERT_EQ(2u, messages.lines().size()) << messages.dump();
-    EXPECT_EQ(IMSG_SEV_WARNING, messages.lines()[0].severity);
-    EXPECT_EQ("first", messages.lines()[0].text);
-    EXPECT_EQ(IMSG_SEV_ERROR, messages.lines()[1].severity);
-    EXPECT_EQ("last", messages.lines()[1].text);
-
+    pxinfo_print_msg_list(&list, 0);
+    pxinfo_print_msg_list(&list, 4);  // from the fifth on
+    EXPECT_EQ("[4 ] first[4 ] second[6 ] last[6 ] last", messages.dump());
     imsg_list_t *target = imsg_list_create();
-    pxinfo_msg_list_to_imsg_list(&list_, target);
-    ASSERT_EQ(2u, imsg_list_count(target));
-    EXPECT_STREQ("first", imsg_list_get(target, 0));
-    EXPECT_STREQ("last", imsg_list_get(target, 1));
-    pxinfo_msg_list_to_imsg_list(&list_, nullptr);
+    pxinfo_msg_list_to_imsg_list(&list, target);
+    pxinfo_msg_list_to_imsg_list(&list, nullptr);
     pxinfo_msg_list_to_imsg_list(nullptr, target);
-    EXPECT_EQ(2u, imsg_list_count(target));
+    ASSERT_EQ(3u, imsg_list_count(target));
+    EXPECT_STREQ("first", imsg_list_get(target, 0));
+    EXPECT_STREQ("last", imsg_list_get(target, 2));
     imsg_list_destroy(target);
+    stg_delete_area(&area);
 }
 
-TEST_F(MsgList, GrowthOfATemporaryArrayReleasesTheOldOne) {
-    // Arrays recorded in the temporary area are heap blocks: growing one
-    // frees it, and the new array comes from the temporary area too.
-    start_temporary_array();
-    const unsigned long live_with_one_array = stg_live_block_count();
-    append("first");
-    append("second");
-    append("third");
-    // Three texts in the area; the temporary arrays replace each other.
-    EXPECT_EQ(live_with_one_array + 3, stg_live_block_count()) << "old arrays must be released";
-    EXPECT_EQ(STG_AREA_TEMP, pxinfo::msg_array_area(pxinfo::msg_array_header(list_.msgs)));
-    EXPECT_EQ(4u, capacity_of(list_));
-    EXPECT_EQ((std::vector<std::string>{"zero", "first", "second", "third"}), texts_of(list_));
-    stg_free(pxinfo::msg_array_header(list_.msgs));
-}
-
-TEST_F(MsgList, FailedGrowthOfATemporaryArrayLeaksNothing) {
-    start_temporary_array();
-    const unsigned long live_before = stg_live_block_count();
-    stg_fail_allocation(1);
-    EXPECT_EQ(TBS_ST_NO_MEMORY, pxinfo_add_msg_to_list(4, "more", area_, &list_));
-    stg_fail_allocation(0);
-    EXPECT_EQ(nullptr, list_.msgs);
-    EXPECT_EQ(live_before - 1, stg_live_block_count());
+// An array of the temporary area, as arrays built elsewhere in the product
+// may be, is a heap block that growth must free, also when growth fails.
+TEST(MsgList, GrowingATemporaryArrayReleasesTheOldOne) {
+    stg_area_t *area = stg_create_area(0);
+    for (unsigned long failing : {0, 1}) {
+        pxinfo_msg_list_t list{1, pxinfo::new_msg_array(STG_AREA_TEMP, 1)};
+        ASSERT_NE(nullptr, list.msgs);
+        list.msgs[0] = pxinfo_msg_t{const_cast<char *>("zero"), 4, IMSG_SEV_WARNING, {0, 0}};
+        const unsigned long live = stg_live_block_count();
+        stg_fail_allocation(failing);
+        const char *texts[] = {"first", "second", "third"};
+        for (int i = 0; i < (failing ? 1 : 3); ++i) pxinfo_add_msg_to_list(4, texts[i], area, &list);
+        stg_fail_allocation(0);
+        // Three texts in the area, the temporary arrays replacing each other;
+        // or no array at all when growth failed.
+        EXPECT_EQ(failing ? live - 1 : live + 3, stg_live_block_count());
+        EXPECT_EQ(failing ? "none" : "zero|first|second|third|", texts_of(list));
+        if (failing) continue;
+        EXPECT_EQ(STG_AREA_TEMP, pxinfo::msg_array_area(pxinfo::msg_array_header(list.msgs)));
+        EXPECT_EQ(4u, capacity_of(list));
+        stg_free(pxinfo::msg_array_header(list.msgs));
+    }
+    stg_delete_area(&area);
 }
 
 }  // namespace
