@@ -285,7 +285,7 @@ class ToolTest(unittest.TestCase):
     def test_a_reader_never_sees_a_half_written_file(self):
         name = self.path("big.ord")
         versions = [("order", "new", "--force", "--output", name, "--created", "7 day-one",
-                     *["--destination=v%d-host%d.example.net" % (v, n) for n in range(600)]) for v in (1, 2)]
+                     *["--destination=v%d-host%d.example.net" % (v, n) for n in range(300)]) for v in (1, 2)]
         whole, seen, done = set(), set(), threading.Event()
         for version in versions:
             self.assertEqual(0, run(*version)[0])
@@ -297,7 +297,7 @@ class ToolTest(unittest.TestCase):
 
         polling = threading.Thread(target=reader)
         polling.start()
-        for n in range(12):
+        for n in range(10):
             run(*versions[n % 2])
         done.set()
         polling.join()
