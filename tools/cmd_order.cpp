@@ -271,9 +271,10 @@ int write_order_file(const std::string &path, const OrderPlan &plan, bool replac
     Subject subject(path, path);
     int status = kExitFailed;
     if (build_order(path, plan, order))
-        status = write_whole(path, replace, [&](FILE *stream) {
-            return pxinfo_shp_write_order(stream, path.c_str(), order) == TBS_ST_OK;
-        });
+        status = write_whole(
+            path, replace,
+            [&](FILE *stream) { return pxinfo_shp_write_order(stream, path.c_str(), order) == TBS_ST_OK; },
+            [&](int error) { fail(path, std::string("cannot create: ") + std::strerror(error)); });
     pxinfo_shp_destroy_order(&order);
     return status;
 }

@@ -157,13 +157,18 @@ bool sync_directory(const std::string &dir) {
 
 }  // namespace
 
-int write_whole(const std::string &path, bool replace, const std::function<bool(FILE *)> &fill) {
+int write_whole(const std::string &path, bool replace, const std::function<bool(FILE *)> &fill,
+                const std::function<void(int error)> &report) {
+    auto cannot = [&](int error) {
+        if (report) report(error);
+        else cannot_write(path, error);
+    };
     const std::string target = replace ? replaced_file(path) : path;
     const std::string dir = directory_of(target);
     std::string temporary;
     int fd = create_temporary(dir, temporary);
     if (fd < 0) {
-        cannot_write(path, errno);
+        cannot(errno);
         return kExitFailed;
     }
     // A replacement takes the mode of the file it replaces before it holds
@@ -185,7 +190,7 @@ int write_whole(const std::string &path, bool replace, const std::function<bool(
     if (!reported && error == 0) {
         placed = replace ? ::rename(temporary.c_str(), target.c_str()) == 0 : link_new(temporary, target);
         if (placed && !sync_directory(dir)) {
-            cannot_write(path, errno);
+            cannot(errno);
             return kExitFailed;
         }
         if (!placed) error = errno;
@@ -196,7 +201,7 @@ int write_whole(const std::string &path, bool replace, const std::function<bool(
         complain_exists(path);
         return kExitExists;
     }
-    if (!reported) cannot_write(path, error);
+    if (!reported) cannot(error);
     return kExitFailed;
 }
 

@@ -80,9 +80,11 @@ class Area {
 // renamed over path when replace is set (keeping the replaced file's mode),
 // otherwise linked as path, which refuses a path that exists by then; a new
 // file gets 0666 less the umask. On any failure the temporary file is removed,
-// path is left as it was, and a message names path. Returns kExitOk,
+// path is left as it was, and a message names path: cannot_write's, or what
+// report prints for the error of a step of its own. Returns kExitOk,
 // kExitFailed, or kExitExists when path exists and replace was not set.
-int write_whole(const std::string &path, bool replace, const std::function<bool(FILE *)> &fill);
+int write_whole(const std::string &path, bool replace, const std::function<bool(FILE *)> &fill,
+                const std::function<void(int error)> &report = nullptr);
 // write_whole with the bytes as content.
 int write_file(const std::string &path, bool replace, const void *bytes, size_t size);
 // Prints that path cannot be written, for the reason error; returns false.
