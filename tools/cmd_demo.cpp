@@ -67,8 +67,9 @@ std::vector<std::string> demo_outputs() {
 void step(int number, const char *title) { std::printf("\n%d. %s\n", number, title); }
 
 // Exporting site: boston writes three update packets, each made against the
-// epochs the one before it reached, and a shipping order for each.
-bool export_packets(const DemoFamily &family, const std::string &dir, std::vector<std::string> &packets) {
+// epochs the one before it reached, and a shipping order for each. Returns
+// the exit status of the first write that did not succeed.
+int export_packets(const DemoFamily &family, const std::string &dir, bool replace, std::vector<std::string> &packets) {
     step(1, "The exporting site (boston) writes three update packets and their shipping orders");
     uint32_t now = static_cast<uint32_t>(std::time(nullptr));
     for (uint32_t n = 1; n <= 3; ++n) {
@@ -83,7 +84,8 @@ bool export_packets(const DemoFamily &family, const std::string &dir, std::vecto
         plan.replicas.push_back({family.replicas[1].uuid, 40, 40, 0});
         plan.replicas.push_back({family.replicas[2].uuid, 70, 70, 0});
         std::string packet = dir + "/boston-" + std::to_string(n) + ".pkt";
-        if (!write_packet_file(packet, plan)) { return false; }
+        int status = write_packet_file(packet, plan, replace);
+        if (status != kExitOk) { return status; }
 
         OrderPlan order;
         tbs_str_to_uuid(("00000000-0000-4000-8000-00000000000" + std::to_string(n)).c_str(), &order.identifier);
@@ -94,12 +96,12 @@ bool export_packets(const DemoFamily &family, const std::string &dir, std::vecto
         order.destinations = {family.replicas[1].host, family.replicas[2].host};
         order.comment_lines = {"packet " + std::to_string(n) + " of the demo family"};
         std::string order_path = dir + "/boston-" + std::to_string(n) + ".ord";
-        if (!write_order_file(order_path, order)) { return false; }
+        if ((status = write_order_file(order_path, order, replace)) != kExitOk) { return status; }
         std::printf("   wrote %s (sequence %u, boston at epoch %u) and %s\n", packet.c_str(), n,
                     plan.replicas[0].start_epoch, order_path.c_str());
         packets.push_back(packet);
     }
-    return true;
+    return kExitOk;
 }
 
 // Receiving site: what is each file?
@@ -210,7 +212,7 @@ void build_epoch_records(const DemoFamily &family, int32_t now, EpochRecords &re
     records.family.replicas = records.replicas.data();
 }
 
-bool record_health(const DemoFamily &family, const std::string &dir) {
+int record_health(const DemoFamily &family, const std::string &dir, bool replace) {
     step(5, "It derives sync status values from the attempt records");
     int32_t now = static_cast<int32_t>(std::time(nullptr));
     SyncRecords sync;
@@ -224,13 +226,10 @@ bool record_health(const DemoFamily &family, const std::string &dir) {
     EpochRecords epoch;
     build_epoch_records(family, now, epoch);
     std::string path = dir + "/demo-family.health";
-    {
-        File out(path, "wb");
-        if (out.get() == nullptr || pxinfo_write_health_file(&sync.family, &epoch.family, out.get()) != TBS_ST_OK ||
-            !out.close()) {
-            return false;
-        }
-    }
+    int written = write_whole(path, replace, [&](FILE *stream) {
+        return pxinfo_write_health_file(&sync.family, &epoch.family, stream) == TBS_ST_OK || cannot_write(path, errno);
+    });
+    if (written != kExitOk) { return written; }
     File in(path, "rb");
     pxinfo_family_sync_status_t sync_back{};
     pxinfo_family_epoch_status_t epoch_back{};
@@ -240,24 +239,28 @@ bool record_health(const DemoFamily &family, const std::string &dir) {
     }
     pxinfo_free_family_epoch_status_from_file(&epoch_back);
     pxinfo_free_family_sync_status_from_file(&sync_back);
-    return status == TBS_ST_OK;
+    return status == TBS_ST_OK ? kExitOk : kExitFailed;
 }
 
-bool log_imports(const DemoFamily &family, const std::string &dir, const std::vector<pxinfo_packet_info_t> &infos) {
+int log_imports(const DemoFamily &family, const std::string &dir, bool replace,
+                const std::vector<pxinfo_packet_info_t> &infos) {
     step(7, "It appends each import to the sync activity log");
     std::string config = dir + "/config", log = dir + "/log";
-    if (!make_directory(config) || !make_directory(config + "/services") || !make_directory(log)) { return false; }
+    if (!make_directory(config) || !make_directory(config + "/services") || !make_directory(log)) {
+        return kExitFailed;
+    }
     std::string switch_on = "LOG=TRUE\n";
-    if (!write_file(config + "/services/gm_log.conf", switch_on.data(), switch_on.size())) { return false; }
+    int written = write_file(config + "/services/gm_log.conf", replace, switch_on.data(), switch_on.size());
+    if (written != kExitOk) { return written; }
     setenv("PXINFO_CONFIG_DIR", config.c_str(), 1);
     setenv("PXINFO_LOG_DIR", log.c_str(), 1);
     if (!pxinfo_do_gm_logging()) {
         complain("the sync log did not switch on");
-        return false;
+        return kExitFailed;
     }
     for (const pxinfo_packet_info_t &info : infos) {
         pxinfo_epoch_row_t packet_row{};
-        if (pxinfo_kv_packet_info_to_epoch_row(&info, &packet_row) != TBS_ST_OK) { return false; }
+        if (pxinfo_kv_packet_info_to_epoch_row(&info, &packet_row) != TBS_ST_OK) { return kExitFailed; }
         pxinfo_epoch_row_t replica_row{};
         pxinfo_log_gm_sync_entry(family.family, "demo", family.replicas[1].uuid, family.replicas[1].name,
                                  family.replicas[0].uuid, family.replicas[0].name, info.pkt_name, packet_row,
@@ -266,7 +269,7 @@ bool log_imports(const DemoFamily &family, const std::string &dir, const std::ve
     }
     std::printf("   switched on by %s/services/gm_log.conf; %zu records in %s/gm_log\n", config.c_str(), infos.size(),
                 log.c_str());
-    return true;
+    return kExitOk;
 }
 
 int run_demo(const Invocation &call) {
@@ -289,7 +292,9 @@ int run_demo(const Invocation &call) {
     std::printf("The road of a packet through libquentapxinfobase, in %s\n", printable(dir).c_str());
     DemoFamily family = make_family();
     std::vector<std::string> packets;
-    if (!export_packets(family, dir, packets)) { return kExitFailed; }
+    const bool replace = call.flag("--force");
+    int status = export_packets(family, dir, replace, packets);
+    if (status != kExitOk) { return status; }
     std::vector<std::string> files = packets;
     for (const std::string &packet : packets) { files.push_back(packet.substr(0, packet.size() - 4) + ".ord"); }
     if (!classify(files)) { return kExitFailed; }
@@ -297,7 +302,10 @@ int run_demo(const Invocation &call) {
     std::vector<pxinfo_packet_info_t> infos;
     if (!read_infos(packets, area.get(), infos)) { return kExitFailed; }
     order_for_import(infos);
-    if (!record_health(family, dir) || !log_imports(family, dir, infos)) { return kExitFailed; }
+    if ((status = record_health(family, dir, replace)) != kExitOk ||
+        (status = log_imports(family, dir, replace, infos)) != kExitOk) {
+        return status;
+    }
     std::printf("\nEverything the demo made is in %s.\n", printable(dir).c_str());
     return kExitOk;
 }

@@ -241,7 +241,7 @@ int run_order_new(const Invocation &call) {
     std::string problem = plan_problem(plan);
     if (!problem.empty()) { return call.usage(problem); }
     if (!may_write(output, call.flag("--force"))) { return kExitExists; }
-    return write_order_file(output, plan) ? kExitOk : kExitFailed;
+    return write_order_file(output, plan, call.flag("--force"));
 }
 
 // Builds the order in the library's record; false after the library's message.
@@ -276,24 +276,22 @@ bool build_order(const std::string &path, const OrderPlan &plan, pxinfo_shp_orde
 
 }  // namespace
 
-bool write_order_file(const std::string &path, const OrderPlan &plan) {
+int write_order_file(const std::string &path, const OrderPlan &plan, bool replace) {
     pxinfo_shp_order_t *order = nullptr;
     if (pxinfo_shp_new_order(&order) != TBS_ST_OK) {
         complain("out of memory");
-        return false;
+        return kExitFailed;
     }
     Subject subject(path, path);
-    bool written = false;
+    int status = kExitFailed;
     if (build_order(path, plan, order)) {
-        File out(path, "w");
-        if (out.get() == nullptr) {
-            fail(path, std::string("cannot create: ") + std::strerror(errno));
-        } else {
-            written = pxinfo_shp_write_order(out.get(), path.c_str(), order) == TBS_ST_OK && out.close();
-        }
+        status = write_whole(
+            path, replace,
+            [&](FILE *stream) { return pxinfo_shp_write_order(stream, path.c_str(), order) == TBS_ST_OK; },
+            [&](int error) { fail(path, std::string("cannot create: ") + std::strerror(error)); });
     }
     pxinfo_shp_destroy_order(&order);
-    return written;
+    return status;
 }
 
 const std::vector<Command> &order_commands() {

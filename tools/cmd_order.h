@@ -26,8 +26,9 @@ struct OrderPlan {
     std::vector<std::string> comment_lines;
 };
 
-// Writes the order with the library's writer (which forces it to storage).
-bool write_order_file(const std::string &path, const OrderPlan &plan);
+// Writes the order with the library's writer (which forces it to storage)
+// through write_whole; returns its exit status.
+int write_order_file(const std::string &path, const OrderPlan &plan, bool replace);
 
 const std::vector<Command> &order_commands();
 

@@ -241,7 +241,7 @@ int run_packet_new(const Invocation &call) {
     std::string lost = beyond_layout(plan, any_end);
     if (!lost.empty()) { return call.usage("version " + std::to_string(major) + " cannot carry " + lost); }
     if (!may_write(output, call.flag("--force"))) { return kExitExists; }
-    return write_packet_file(output, plan) ? kExitOk : kExitFailed;
+    return write_packet_file(output, plan, call.flag("--force"));
 }
 
 // ---- order-of --------------------------------------------------------------
@@ -289,7 +289,7 @@ std::vector<const pxinfo_packet_info_t *> import_order(const std::vector<pxinfo_
     return order;
 }
 
-bool write_packet_file(const std::string &path, const PacketPlan &plan) {
+int write_packet_file(const std::string &path, const PacketPlan &plan, bool replace) {
     std::vector<pxinfo_kv_pkt_tgt_desc_t> targets;
     for (const PacketPlan::Target &target : plan.targets) {
         targets.push_back(pxinfo_kv_pkt_tgt_desc_t{target.replica, const_cast<char *>(target.name.c_str())});
@@ -318,14 +318,16 @@ bool write_packet_file(const std::string &path, const PacketPlan &plan) {
     XDR xdrs;
     if (xdrstg_create(&xdrs, 32768, 0) != TBS_ST_OK) {
         complain("out of memory");
-        return false;
+        return kExitFailed;
     }
     Subject subject(path, path);
     u_int size = 0;
-    tbs_status_t status = pxinfo_kv_pkt_write_header(&header, plan.major_version, &xdrs, &size);
-    bool written = status == TBS_ST_OK && write_file(path, xdrs.x_base, size);
+    int status = kExitFailed;
+    if (pxinfo_kv_pkt_write_header(&header, plan.major_version, &xdrs, &size) == TBS_ST_OK) {
+        status = write_file(path, replace, xdrs.x_base, size);
+    }
     xdrstg_destroy(&xdrs);
-    return written;
+    return status;
 }
 
 const std::vector<Command> &packet_commands() {

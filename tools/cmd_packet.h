@@ -34,8 +34,9 @@ struct PacketPlan {
     std::vector<Replica> replicas;
 };
 
-// Writes the packet header of plan to path with the library's writer.
-bool write_packet_file(const std::string &path, const PacketPlan &plan);
+// Writes the packet header of plan to path with the library's writer
+// through write_whole; returns its exit status.
+int write_packet_file(const std::string &path, const PacketPlan &plan, bool replace);
 
 // The packets in import order (pointers into packets).
 std::vector<const pxinfo_packet_info_t *> import_order(const std::vector<pxinfo_packet_info_t> &packets);

@@ -57,8 +57,10 @@ int Invocation::usage(const std::string &problem) const {
 bool may_write(const std::string &path, bool force) {
     struct stat info;
     if (force || ::lstat(path.c_str(), &info) != 0) { return true; }
-    complain(printable(path) + ": exists; give --force to replace it");
+    complain_exists(path);
     return false;
 }
+
+void complain_exists(const std::string &path) { complain(printable(path) + ": exists; give --force to replace it"); }
 
 }  // namespace pxtool

@@ -64,6 +64,8 @@ const Command *find_command_named(const std::string &name);
 
 // Refuses to replace an existing file unless force is set (prints why).
 bool may_write(const std::string &path, bool force);
+// Prints that path exists and --force was not given.
+void complain_exists(const std::string &path);
 
 }  // namespace pxtool
 

@@ -74,8 +74,21 @@ class Area {
     stg_area_t *area_;
 };
 
-// Writes bytes to a file; false after a message when it cannot.
-bool write_file(const std::string &path, const void *bytes, size_t size);
+// Puts a file at path whole or not at all. fill writes the content into a
+// new temporary file in path's directory and returns false, after a message,
+// when it cannot. The file is then forced to stable storage and put in place:
+// renamed over path when replace is set (keeping the replaced file's mode),
+// otherwise linked as path, which refuses a path that exists by then; a new
+// file gets 0666 less the umask. On any failure the temporary file is removed,
+// path is left as it was, and a message names path: cannot_write's, or what
+// report prints for the error of a step of its own. Returns kExitOk,
+// kExitFailed, or kExitExists when path exists and replace was not set.
+int write_whole(const std::string &path, bool replace, const std::function<bool(FILE *)> &fill,
+                const std::function<void(int error)> &report = nullptr);
+// write_whole with the bytes as content.
+int write_file(const std::string &path, bool replace, const void *bytes, size_t size);
+// Prints that path cannot be written, for the reason error; returns false.
+bool cannot_write(const std::string &path, int error);
 
 }  // namespace pxtool
 

@@ -2,11 +2,14 @@
 # Installs the library twice and checks each tree as its users meet it: the
 # build under test into a temporary prefix, and a build configured for /usr
 # (with the distribution's LIBDIR, lib/x86_64-linux-gnu on Debian) staged below
-# a DESTDIR, as a package build does. In each: files and sonames, headers that
-# name one another <pxinfo/...>, the tool starting without LD_LIBRARY_PATH,
-# the pkg-config variables, and a C and a C++ consumer built through
-# pkg-config and through the CMake package, which compare the version macros
-# with the version line and the package's version.
+# a DESTDIR, as a package build does. That build links the libraries and the
+# tool itself, but takes the objects that the build under test compiled with
+# the same commands from the same inputs (reuse_objects.py, its compiler
+# launcher) instead of compiling them again. In each tree: files and sonames,
+# headers that name one another <pxinfo/...>, the tool starting without
+# LD_LIBRARY_PATH, the pkg-config variables, and a C and a C++ consumer built
+# through pkg-config and through the CMake package, which compare the version
+# macros with the version line and the package's version.
 #
 #     check_install.sh BUILD-DIR [CMAKE-ARGUMENTS-OF-THE-USR-BUILD...]
 set -eu
@@ -75,6 +78,9 @@ check_tree "" "$work/prefix" prefix
 
 quiet cmake -S "$source/../.." -B "$work/usr-build" -G Ninja -DCMAKE_INSTALL_PREFIX=/usr -DPXINFO_BUILD_TESTS=OFF \
   -DPXINFO_BUILD_BENCH=OFF -DPXINFO_BUILD_EXAMPLES=OFF $cmake_args "$@"
-quiet cmake --build "$work/usr-build" --parallel 2
+quiet cmake --build "$work/usr-build" --parallel 2 --target quentabase quentapxinfobase pxinfo
+objects=$(cd "$work/usr-build" && find . -name '*.o')
+taken=$(for o in $objects; do cmp -s "$work/usr-build/$o" "$build/$o" && echo; done | wc -l)
+echo "$work/usr-build: $taken of $(echo "$objects" | wc -w) objects taken from $build"
 quiet env DESTDIR="$work/root" cmake --install "$work/usr-build"
 check_tree "$work/root" /usr usr

@@ -6,10 +6,14 @@ import json
 import os
 import random
 import re
+import resource
 import shutil
+import signal
+import stat
 import subprocess
 import sys
 import tempfile
+import threading
 import unittest
 
 PXINFO = None
@@ -22,9 +26,15 @@ DUBLIN = "11111111-2222-4333-8444-555555555502"
 ORDER_HEAD = "# Korvane Plexion Shipping Order\n# Version 1.0\n"
 
 
-def run(*args, stdin=None, stdout=subprocess.PIPE):
+def run(*args, stdin=None, stdout=subprocess.PIPE, umask=0o022, file_size=resource.RLIM_INFINITY):
+    def limits():
+        os.umask(umask)
+        signal.signal(signal.SIGXFSZ, signal.SIG_IGN)  # a write past the limit fails with EFBIG instead
+        resource.setrlimit(resource.RLIMIT_FSIZE, (file_size, file_size))
+
     env = dict(os.environ, PXINFO_VERBOSITY="0", PXINFO_TRACE="")
-    done = subprocess.run([PXINFO, *args], stdin=stdin, stdout=stdout, stderr=subprocess.PIPE, env=env, timeout=60)
+    done = subprocess.run([PXINFO, *args], stdin=stdin, stdout=stdout, stderr=subprocess.PIPE, env=env, timeout=60,
+                          preexec_fn=limits)
     out = done.stdout.decode("utf-8", "surrogateescape") if done.stdout is not None else ""
     return done.returncode, out, done.stderr.decode("utf-8", "replace")
 
@@ -58,10 +68,7 @@ class ToolTest(unittest.TestCase):
         code, out, err = run("demo", cls.dir)
         assert code == 0, err
         cls.demo_output = out
-        cls.data = {}
-        for name in ("boston-1.pkt", "demo-family.health"):
-            with open(cls.path(name), "rb") as f:
-                cls.data[name] = f.read()
+        cls.data = {name: cls.read(name) for name in ("boston-1.pkt", "demo-family.health")}
 
     @classmethod
     def tearDownClass(cls):
@@ -70,6 +77,11 @@ class ToolTest(unittest.TestCase):
     @classmethod
     def path(cls, *names):
         return os.path.join(cls.dir, *names)
+
+    @classmethod
+    def read(cls, *names):
+        with open(cls.path(*names), "rb") as f:
+            return f.read()
 
     def write(self, name, data):
         with open(self.path(name), "wb" if isinstance(data, bytes) else "w") as f:
@@ -249,10 +261,47 @@ class ToolTest(unittest.TestCase):
         for args in refused:
             self.assertEqual(2, run("packet", "new", "--output", self.path("refused.pkt"), *base, *args)[0], args)
         self.assertEqual(2, run("packet", "new", "--output", self.path("refused.pkt"), *base[:2])[0])
-        code, _, err = run("packet", "new", "--output", self.path("made-0.pkt"), *base)
-        self.assertEqual(3, code)
-        self.assertIn("--force", err)
+        exists = "pxinfo: %s: exists; give --force to replace it\n" % self.path("made-0.pkt")
+        self.assertEqual((3, exists), run("packet", "new", "--output", self.path("made-0.pkt"), *base)[::2])
         self.assertEqual(3, run("demo", self.dir)[0])
+
+    def test_a_file_is_replaced_whole_or_not_at_all_keeping_its_mode(self):
+        os.mkdir(self.path("keep"))
+        shutil.copy(self.path("boston-1.pkt"), self.path("keep", "a.pkt"))
+        shutil.copy(self.path("boston-1.ord"), self.path("keep", "a.ord"))
+        os.chmod(self.path("keep", "a.pkt"), 0o604)
+        kept = lambda: {name: self.read("keep", name) for name in os.listdir(self.path("keep"))}
+        before = kept()
+        packet = ("packet", "new", "--family", FAMILY, "--source", BOSTON, "--aux-string", "x" * 300, "--output")
+        order = ("order", "new", *["--destination=h%d" % n for n in range(50)], "--output")
+        for command, name, force in ((packet, "a.pkt", ("--force",)), (order, "a.ord", ("--force",)), (packet, "new.pkt", ())):
+            code, _, err = run(*command, self.path("keep", name), *force, file_size=100)
+            self.assertEqual((1, True), (code, '"%s"' % self.path("keep", name) in err), err)
+        self.assertEqual(before, kept())  # the old files intact, no new or temporary file
+        for name, umask, mode in (("a.pkt", 0o077, 0o604), ("new.pkt", 0o027, 0o640)):
+            self.assertEqual(0, run(*packet, self.path("keep", name), "--force", umask=umask)[0])
+            self.assertEqual(mode, stat.S_IMODE(os.stat(self.path("keep", name)).st_mode))
+
+    def test_a_reader_never_sees_a_half_written_file(self):
+        name = self.path("big.ord")
+        versions = [("order", "new", "--force", "--output", name, "--created", "7 day-one",
+                     *["--destination=v%d-host%d.example.net" % (v, n) for n in range(300)]) for v in (1, 2)]
+        whole, seen, done = set(), set(), threading.Event()
+        for version in versions:
+            self.assertEqual(0, run(*version)[0])
+            whole.add(self.read("big.ord"))
+
+        def reader():
+            while not done.is_set():
+                seen.add(self.read("big.ord"))
+
+        polling = threading.Thread(target=reader)
+        polling.start()
+        for n in range(10):
+            run(*versions[n % 2])
+        done.set()
+        polling.join()
+        self.assertEqual(whole, seen, sorted(len(content) for content in seen - whole))
 
     def test_a_failed_write_to_standard_output_is_an_error(self):
         for args in (("info", "boston-1.pkt"), ("header", "boston-1.pkt"), ("type", "boston-1.ord"),
@@ -266,16 +315,20 @@ class ToolTest(unittest.TestCase):
 
     def test_manual_and_completion_follow_the_command_table(self):
         overview = run("--help")[1]
-        self.assertIn("PXINFO_TRACE", overview)
-        self.assertIn("PXINFO_VERBOSITY", overview)
         listed = overview[overview.index("Commands:"):overview.index("Run 'pxinfo help")]
         commands = re.findall(r"^  (\S+(?: [a-z]+)?)  +", listed, re.M)
         self.assertIn("verify", commands)
         with open(os.path.join(TOOLS, "pxinfo.1")) as f:
             manual = f.read()
         for name in ("PXINFO_TRACE", "PXINFO_VERBOSITY"):
+            self.assertIn(name, overview)
             self.assertIn(name, manual)
-        complete = os.path.join(TOOLS, "pxinfo.bash")
+
+        def offered(words):
+            script = 'source "%s"; COMP_WORDS=(%s); COMP_CWORD=%d; _pxinfo; echo "${COMPREPLY[@]}"'
+            script %= (os.path.join(TOOLS, "pxinfo.bash"), words, len(words.split()) - 1)
+            return set(subprocess.run(["bash", "-c", script], capture_output=True, text=True).stdout.split())
+
         for command in commands:
             usage = run("help", *command.split())[1]
             options = set(re.findall(r"^  (?:(-\w), )?(--[a-z-]+)", usage, re.M))
@@ -283,21 +336,14 @@ class ToolTest(unittest.TestCase):
             self.assertIn('.SS "%s' % command.replace("-", "\\-"), manual)
             for option in options:
                 self.assertIn(option.replace("-", "\\-"), manual, command)
-            words = "pxinfo %s -" % command
-            script = 'source "%s"; COMP_WORDS=(%s); COMP_CWORD=%d; _pxinfo; echo "${COMPREPLY[@]}"' % (
-                complete, words, len(words.split()) - 1)
-            offered = subprocess.run(["bash", "-c", script], capture_output=True, text=True).stdout.split()
-            self.assertEqual(options | {"--help"}, set(offered), command)
-        script = 'source "%s"; COMP_WORDS=(pxinfo ""); COMP_CWORD=1; _pxinfo; echo "${COMPREPLY[@]}"' % complete
-        offered = subprocess.run(["bash", "-c", script], capture_output=True, text=True).stdout.split()
-        self.assertEqual({c.split()[0] for c in commands} | {"help", "--help", "--version"}, set(offered))
+            self.assertEqual(options | {"--help"}, offered("pxinfo %s -" % command), command)
+        self.assertEqual({c.split()[0] for c in commands} | {"help", "--help", "--version"}, offered('pxinfo ""'))
 
     def test_demo_files_and_samples_are_what_they_say(self):
         for n in (1, 2, 3):
             for suffix, kind in ((".pkt", "kvupdate"), (".ord", "shorder")):
                 self.assertIn(self.path("boston-%d%s" % (n, suffix)), self.demo_output)
-        with open(self.path("log/gm_log")) as log:
-            self.assertEqual(3, log.read().count(self.dir + "/boston-"))
+        self.assertEqual(3, self.read("log", "gm_log").decode().count(self.dir + "/boston-"))
         kinds = {"update-v7.pkt": "kvupdate", "create-v4.pkt": "kvcreate", "update-v0.pkt": "kvupdate",
                  "update-v7.ord": "shorder", "older-header.ord": "shorder", "family.health": "health"}
         found = run_json("type", *[os.path.join(EXAMPLES, n) for n in kinds])
