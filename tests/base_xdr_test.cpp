@@ -66,7 +66,7 @@ Bytes stream_bytes(XDR *xdrs) {
 
 // ---- XDR helpers ------------------------------------------------------------------
 
-TEST(XdrHelpers, EncodingRefusesWhatTheWireCannotHoldAndPassesExtraOn) {
+TEST(XdrHelpers, RefuseWhatTheWireCannotHoldAndPassExtraOn) {
     Bytes out;
     char a[] = "a", six[] = "sixsix", *text = six;
     Item items[1] = {{1, a}}, *list = items, *missing = nullptr;
@@ -91,6 +91,13 @@ TEST(XdrHelpers, EncodingRefusesWhatTheWireCannotHoldAndPassesExtraOn) {
                xdr_ez_vector(x, nullptr, 2, sizeof(Item), xdr_item, 0);
     }));
     EXPECT_TRUE(out.empty());
+    // Decoding, a count beyond the maximum is refused and left zero.
+    Bytes three = wire(3);
+    XDR in;
+    xdrmem_create(&in, reinterpret_cast<char *>(three.data()), 4, XDR_DECODE);
+    u_int count = 9;
+    EXPECT_FALSE(xdr_ez_array(&in, reinterpret_cast<void **>(&missing), &count, 2, sizeof(Item), xdr_item, 0));
+    EXPECT_TRUE(count == 0 && missing == nullptr);
     if (sizeof(time_t) > 4) {  // seconds or microseconds beyond 32 bits, either way
         const int64_t big = INT64_C(1) << 32;
         for (struct timeval late : {timeval{big, 0}, timeval{-big, 0}, timeval{0, big}, timeval{0, -big}})
