@@ -319,19 +319,17 @@ TEST(Dependencies, PacketsOrderAsTheModel) {
 
 TEST(EpochRows, FromPacketInformationAndFromAHeaderNamedAfterTheTarget) {
     MadePacket packet({4, 8}, 1, 1), creation({1}, 1, 1, PXINFO_PACKET_CREATION);
-    pxinfo_epoch_row_t row{}, untouched;
+    pxinfo_epoch_row_t row{};
     std::strcpy(row.name, "kept");
     ASSERT_EQ(TBS_ST_OK, pxinfo_kv_packet_info_to_epoch_row(&packet.info, &row));
     ASSERT_EQ(std::make_pair(2, std::string("kept")), std::make_pair(row.count, std::string(row.name)));
     for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(packet.refs[i].start_epoch, row.entries[i].epoch);
+        EXPECT_EQ(std::make_pair(packet.refs[i].start_epoch, 0),
+                  std::make_pair(row.entries[i].epoch, row.entries[i].entry_value));
         EXPECT_TRUE(pxinfo_selector_eq(&packet.refs[i].replica, &row.entries[i].replica));
     }
     pxinfo_free_new_epoch_row_entry(&row);
-    std::memset(&untouched, 0x3C, sizeof untouched);
-    row = untouched;
     EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_kv_packet_info_to_epoch_row(&creation.info, &row));
-    EXPECT_EQ(0, std::memcmp(&untouched, &row, sizeof row));
 
     // A header's row is named after the target whose replica is given, empty
     // without one, and keeps its name for a replica of no target (a block-store
