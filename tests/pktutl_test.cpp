@@ -189,7 +189,8 @@ TEST_F(PacketInfo, OrdersFilesOfNoKindAndRefusedPaths) {
 TEST_F(PacketInfo, BadArgumentsAreRefusedBeforeTheFileSystem) {
     const char *order = "/nonexistent";
     std::memset(&info_, 0xAB, sizeof info_);
-    const pxinfo_packet_info_t untouched = info_;
+    unsigned char untouched[sizeof info_];  // padding included
+    std::memcpy(untouched, &info_, sizeof info_);
     int included = 0;
     pxinfo_file_type_t type = PXINFO_FILE_SHORDER;
     const unsigned long errors = tbs_int_error_count();
@@ -203,7 +204,7 @@ TEST_F(PacketInfo, BadArgumentsAreRefusedBeforeTheFileSystem) {
           pxinfo_packet_targets_include_selector(&info_, &info_.sources[0].source, nullptr),
           pxinfo_get_file_type(nullptr, &type), pxinfo_get_file_type(order, nullptr)})
         EXPECT_EQ(TBS_ST_INVALID_ARG, refused);
-    EXPECT_EQ(0, std::memcmp(&untouched, &info_, sizeof info_));
+    EXPECT_EQ(0, std::memcmp(untouched, &info_, sizeof info_));
     EXPECT_EQ(PXINFO_FILE_SHORDER, type);
     EXPECT_EQ(errors + 1, tbs_int_error_count());  // a missing type is an internal error
 }
