@@ -39,12 +39,11 @@ std::vector<std::string> printed(const pxtest::CapturedMessages &captured) {
 TEST(VersionLine, PadsTheLibraryNameTo33ColumnsAndPrintsItAsOutput) {
     char buffer[256];
     const int length = libquentapxinfobase_sprintf_verid(buffer);
-    const std::string line(buffer),
-        start = "libquentapxinfobase" + std::string(14, ' ') + " " PXINFO_VERSION_STRING " (";
+    const std::string line(buffer), start = "libquentapxinfobase" + std::string(15, ' ') + PXINFO_VERSION_STRING " (";
     // The build date, then ")\n".
-    EXPECT_EQ(std::make_tuple(size_t{0}, start.size() + std::strlen("2026-11-24)\n"), std::string(")\n")),
-              std::make_tuple(line.find(start), line.size(), line.substr(line.size() - 2)));
-    EXPECT_EQ(static_cast<int>(line.size()), length);
+    EXPECT_EQ(
+        std::make_tuple(size_t{0}, start.size() + std::strlen("2026-11-24)\n"), std::string(")\n"), length),
+        std::make_tuple(line.find(start), line.size(), line.substr(line.size() - 2), static_cast<int>(line.size())));
     pxtest::CapturedMessages captured;
     EXPECT_EQ(length, libquentapxinfobase_print_verid());
     EXPECT_EQ(std::vector<std::string>{"0  " + line}, printed(captured));

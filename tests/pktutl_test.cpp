@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <random>
 
@@ -19,7 +20,11 @@
 
 namespace {
 
-using pxfix::numbered_uuid;
+std::string write_bytes(const std::string &name, const std::string &bytes) {
+    const std::string path = pxtest::temp_path(name);
+    pxtest::write_file(path, std::vector<unsigned char>(bytes.begin(), bytes.end()));
+    return path;
+}
 
 // Writes the header with the library's writer as a packet file.
 std::string write_packet(const std::string &name, const pxinfo_kv_pkt_header_t &header, int major = 7) {
@@ -27,15 +32,8 @@ std::string write_packet(const std::string &name, const pxinfo_kv_pkt_header_t &
     EXPECT_EQ(TBS_ST_OK, xdrstg_create(&xdrs, 32768, 0));
     u_int size = 0;
     EXPECT_EQ(TBS_ST_OK, pxinfo_kv_pkt_write_header(&header, major, &xdrs, &size));
-    const std::string path = pxtest::temp_path(name);
-    pxtest::write_file(path, std::vector<unsigned char>(xdrs.x_base, xdrs.x_base + size));
+    const std::string path = write_bytes(name, std::string(xdrs.x_base, xdrs.x_base + size));
     xdrstg_destroy(&xdrs);
-    return path;
-}
-
-std::string write_text(const std::string &name, const std::string &text) {
-    const std::string path = pxtest::temp_path(name);
-    pxtest::write_file(path, std::vector<unsigned char>(text.begin(), text.end()));
     return path;
 }
 
@@ -56,32 +54,27 @@ void expect_info_of(const std::string &path, const pxinfo_packet_info_t &info) {
     FILE *stream = std::fopen(path.c_str(), "r");
     int major = -1;
     pxinfo_kv_pkt_header_t h{};
-    ASSERT_EQ(TBS_ST_OK, pxinfo_kv_pkt_read_import_header_no_xdr(stream, 0, &major, &h));
+    EXPECT_EQ(TBS_ST_OK, pxinfo_kv_pkt_read_import_header_no_xdr(stream, 0, &major, &h));
     std::fclose(stream);
-    struct Release {
-        pxinfo_kv_pkt_header_t *h;
-        ~Release() { pxinfo_kv_pkt_finish_import_header_no_xdr(nullptr, h); }
-    } release{&h};
     EXPECT_EQ(std::make_tuple(0, PXINFO_COMPONENT_VAULT, major, h.minor_version, 1u, h.aux_int),
               std::make_tuple(info.status, info.component_type, info.major_version, info.minor_version,
                               info.source_count, info.aux_int));
     const pxinfo_packet_source_info_t &source = info.sources[0];
     EXPECT_EQ(h.sync_type == 2 ? PXINFO_PACKET_CREATION : PXINFO_PACKET_UPDATE, source.packet_type);
     EXPECT_TRUE(same_vault_replica(source.source, h.source_replica_uuid, h.family_uuid));
-    EXPECT_EQ(std::make_tuple(static_cast<uint32_t>(h.replica_count), 0, static_cast<char *>(nullptr)),
-              std::make_tuple(source.references.count, source.references.ref_int, source.references.ref_str));
-    EXPECT_NE(nullptr, source.references.refs);
-    for (int32_t i = 0; i < h.replica_count && i < static_cast<int32_t>(source.references.count); ++i) {
+    EXPECT_EQ(std::make_tuple(static_cast<uint32_t>(h.replica_count), 0, static_cast<char *>(nullptr), true),
+              std::make_tuple(source.references.count, source.references.ref_int, source.references.ref_str,
+                              source.references.refs != nullptr));
+    for (int32_t i = 0; i < std::min<int32_t>(h.replica_count, source.references.count); ++i) {
         const pxinfo_replica_reference_t &ref = source.references.refs[i];
         EXPECT_TRUE(same_vault_replica(ref.replica, h.replicas[i].replica_uuid, h.family_uuid)) << i;
         EXPECT_EQ(std::make_tuple(h.replicas[i].start_epoch, h.replicas[i].end_epoch, h.replicas[i].ref_value),
                   std::make_tuple(ref.start_epoch, ref.end_epoch, ref.ref_value));
     }
-    ASSERT_EQ(static_cast<uint32_t>(h.target_count), info.target_count);
-    EXPECT_EQ(h.target_count == 0, info.targets == nullptr);
-    for (int32_t i = 0; i < h.target_count; ++i) {
+    EXPECT_EQ(std::make_pair(static_cast<uint32_t>(h.target_count), h.target_count == 0),
+              std::make_pair(info.target_count, info.targets == nullptr));
+    for (int32_t i = 0; i < std::min<int32_t>(h.target_count, info.target_count); ++i) {
         EXPECT_STREQ(h.targets[i].name, info.targets[i].name) << i;
-        EXPECT_EQ(nullptr, info.targets[i].extra_name);
         EXPECT_TRUE(same_vault_replica(info.targets[i].replica, h.targets[i].replica_uuid, h.family_uuid)) << i;
     }
     EXPECT_STREQ(h.aux_string, info.aux_string);
@@ -91,6 +84,7 @@ void expect_info_of(const std::string &path, const pxinfo_packet_info_t &info) {
     for (auto uuids : {std::make_pair(&h.log_pkt_uuid, &info.log_pkt_uuid),
                        std::make_pair(&h.aux_uuid1, &info.aux_uuid1), std::make_pair(&h.aux_uuid2, &info.aux_uuid2)})
         EXPECT_TRUE(tbs_uuid_eq(uuids.first, uuids.second));
+    pxinfo_kv_pkt_finish_import_header_no_xdr(nullptr, &h);
 }
 
 // Everything the library allocates for a packet's information lives in the
@@ -108,35 +102,31 @@ class PacketInfo : public ::testing::Test {
 };
 
 // Packets of every major version, creation and update, with targets named,
-// empty and unnamed and with none, and extreme epochs.
+// empty and unnamed and with none, and extreme epochs. The targets include
+// their own replicas, not the source.
 TEST_F(PacketInfo, PacketsOfEveryMajorVersionAreClassifiedAndReadWhole) {
-    for (int major = 0; major <= 7; ++major) {
-        for (int sync_type : {1, 2}) {
-            pxfix::SampleHeader sample(major % 3, major < 7 ? major % 2 : 0);
-            sample.header.sync_type = sync_type;
-            if (major == 3) sample.header.target_count = sample.header.replica_count = 0;
-            const std::string path =
-                write_packet("v" + std::to_string(major) + std::to_string(sync_type) + ".pkt", sample.header, major);
-            SCOPED_TRACE(path);
-            pxtest::CapturedMessages captured;
-            pxinfo_file_type_t type = PXINFO_FILE_SHORDER;
-            EXPECT_EQ(TBS_ST_OK, pxinfo_get_file_type(path.c_str(), &type));
-            EXPECT_EQ(sync_type == 1 ? PXINFO_FILE_KVUPDATE : PXINFO_FILE_KVCREATE, type);
-            ASSERT_EQ(TBS_ST_OK, pxinfo_get_packet_info(path.c_str(), area_, 77, &info_));
-            EXPECT_STREQ(path.c_str(), info_.pkt_name);
-            EXPECT_EQ(file_time_of(path), info_.file_time);
-            EXPECT_EQ(77, info_.caller_value);
-            expect_info_of(path, info_);
-            int included = -1;  // the targets include their own replicas, not the source
-            for (uint32_t t = 0; t < info_.target_count; ++t, included = -1) {
-                EXPECT_EQ(TBS_ST_OK,
-                          pxinfo_packet_targets_include_selector(&info_, &info_.targets[t].replica, &included));
-                EXPECT_EQ(1, included);
-            }
-            EXPECT_EQ(TBS_ST_OK, pxinfo_packet_targets_include_selector(&info_, &info_.sources[0].source, &included));
-            EXPECT_EQ(0, included);
-            EXPECT_EQ(0u, captured.problems()) << captured.dump();
+    for (int n = 0; n < 16; ++n) {
+        const int major = n / 2, sync_type = 1 + n % 2;
+        pxfix::SampleHeader sample(major % 3, major < 7 ? major % 2 : 0);
+        sample.header.sync_type = sync_type;
+        if (major == 3) sample.header.target_count = sample.header.replica_count = 0;
+        const std::string path = write_packet("v" + std::to_string(n) + ".pkt", sample.header, major);
+        SCOPED_TRACE(path);
+        pxtest::CapturedMessages captured;
+        pxinfo_file_type_t type = PXINFO_FILE_SHORDER;
+        EXPECT_EQ(TBS_ST_OK, pxinfo_get_file_type(path.c_str(), &type));
+        EXPECT_EQ(sync_type == 1 ? PXINFO_FILE_KVUPDATE : PXINFO_FILE_KVCREATE, type);
+        ASSERT_EQ(TBS_ST_OK, pxinfo_get_packet_info(path.c_str(), area_, 77, &info_));
+        EXPECT_EQ(std::make_tuple(path, file_time_of(path), 77),
+                  std::make_tuple(std::string(info_.pkt_name), info_.file_time, info_.caller_value));
+        expect_info_of(path, info_);
+        for (uint32_t t = 0; t <= info_.target_count; ++t) {
+            int included = -1;
+            const pxinfo_selector_t *s = t < info_.target_count ? &info_.targets[t].replica : &info_.sources[0].source;
+            EXPECT_EQ(TBS_ST_OK, pxinfo_packet_targets_include_selector(&info_, s, &included));
+            EXPECT_EQ(t < info_.target_count, included) << t;
         }
+        EXPECT_EQ(0u, captured.problems()) << captured.dump();
     }
 }
 
@@ -153,21 +143,18 @@ TEST_F(PacketInfo, OrdersFilesOfNoKindAndRefusedPaths) {
     std::vector<unsigned char> bytes = pxtest::read_file(damaged_path);
     bytes[20] ^= 0x40;  // inside the record: the checksum no longer matches
     pxtest::write_file(damaged_path, bytes);
-    const std::string quiet = "# Korvane Plexion Shipping Order\n# Version 1.0\n";
     const std::string enoent = tbs_strerror(tbs_errno2status(ENOENT)), einval = tbs_strerror(TBS_ST_INVALID_ARG);
-    struct Case {
+    const struct {
         std::string path;
         tbs_status_t status;
         pxinfo_file_type_t type;
         std::vector<std::string> lines;
     } cases[] = {
         // clang-format off
-        {write_text("current.ord", quiet), TBS_ST_OK, PXINFO_FILE_SHORDER, {}},
-        {write_text("older.ord", "# Quenta Shipping Order\n# Version 1.0\n"), TBS_ST_OK, PXINFO_FILE_SHORDER, {}},
-        {write_text("empty", ""), TBS_ST_OK, PXINFO_FILE_OTHER, {}},
-        {write_text("blank.ord", "# Quenta Shipping Order \n# Version 1.0\n"), TBS_ST_OK, PXINFO_FILE_OTHER, {}},
+        {write_bytes("current.ord", "# Korvane Plexion Shipping Order\n# Version 1.0\n"), TBS_ST_OK, PXINFO_FILE_SHORDER, {}},
+        {write_bytes("empty", ""), TBS_ST_OK, PXINFO_FILE_OTHER, {}},
         // Major version 8: the quiet header read refuses it, and it is no order.
-        {write_text("v8.pkt", std::string("\x14\x82\x35\x16\0\0\0\x08\0\0\0\0", 12)), TBS_ST_OK, PXINFO_FILE_OTHER, {}},
+        {write_bytes("v8.pkt", std::string("\x14\x82\x35\x16\0\0\0\x08\0\0\0\0", 12)), TBS_ST_OK, PXINFO_FILE_OTHER, {}},
         // Detection reads the header quietly: a damaged packet is a file of no known kind.
         {damaged_path, TBS_ST_OK, PXINFO_FILE_OTHER, {}},
         {dir, TBS_ST_NOT_FOUND, PXINFO_FILE_OTHER, {"\"" + dir + "\" is not a file\n"}},
@@ -176,7 +163,7 @@ TEST_F(PacketInfo, OrdersFilesOfNoKindAndRefusedPaths) {
         {sync0_path, TBS_ST_INVALID_ARG, PXINFO_FILE_OTHER, {sync0_path + ": packet version is too new.\n",
             "pxinfo_sam_pkt_check: check of \"" + sync0_path + "\" failed: " + einval + "\n"}},
     };  // clang-format on
-    for (const Case &c : cases) {
+    for (const auto &c : cases) {
         SCOPED_TRACE(c.path);
         pxtest::CapturedMessages captured;
         pxinfo_file_type_t type = PXINFO_FILE_KVCREATE;
@@ -184,9 +171,8 @@ TEST_F(PacketInfo, OrdersFilesOfNoKindAndRefusedPaths) {
         EXPECT_EQ(c.type, type);
         std::memset(&info_, 0x77, sizeof info_);
         ASSERT_EQ(TBS_ST_OK, pxinfo_get_packet_info(c.path.c_str(), area_, 5, &info_));
-        std::vector<std::string> lines;
+        std::vector<std::string> lines, twice = c.lines;
         for (const auto &line : captured.lines()) lines.push_back(line.text);
-        std::vector<std::string> twice = c.lines;
         twice.insert(twice.end(), c.lines.begin(), c.lines.end());
         EXPECT_EQ(twice, lines);
         pxinfo_packet_info_t expected;
@@ -196,32 +182,31 @@ TEST_F(PacketInfo, OrdersFilesOfNoKindAndRefusedPaths) {
         expected.file_time = file_time_of(c.path);
         expected.caller_value = 5;
         EXPECT_EQ(0, std::memcmp(&expected, &info_, sizeof info_));
-        EXPECT_STREQ(c.path.c_str(), info_.pkt_name);
+        EXPECT_EQ(c.path, info_.pkt_name);
     }
 }
 
 TEST_F(PacketInfo, BadArgumentsAreRefusedBeforeTheFileSystem) {
-    const std::string order = write_text("args.ord", "# Quenta Shipping Order\n# Version 1.0\n");
+    const char *order = "/nonexistent";
     std::memset(&info_, 0xAB, sizeof info_);
-    unsigned char untouched[sizeof info_];
+    unsigned char untouched[sizeof info_];  // padding included
     std::memcpy(untouched, &info_, sizeof info_);
     int included = 0;
+    pxinfo_file_type_t type = PXINFO_FILE_SHORDER;
+    const unsigned long errors = tbs_int_error_count();
+    pxtest::CapturedMessages captured;
     for (tbs_status_t refused :
-         {pxinfo_get_packet_info(order.c_str(), STG_AREA_TEMP, 0, &info_),
-          pxinfo_get_packet_info(order.c_str(), nullptr, 0, &info_), pxinfo_get_packet_info("", area_, 0, &info_),
-          pxinfo_get_packet_info(nullptr, area_, 0, &info_), pxinfo_get_packet_info(order.c_str(), area_, 0, nullptr),
+         {pxinfo_get_packet_info(order, STG_AREA_TEMP, 0, &info_), pxinfo_get_packet_info(order, nullptr, 0, &info_),
+          pxinfo_get_packet_info("", area_, 0, &info_), pxinfo_get_packet_info(nullptr, area_, 0, &info_),
+          pxinfo_get_packet_info(order, area_, 0, nullptr),
           pxinfo_packet_targets_include_selector(&info_, nullptr, &included),
           pxinfo_packet_targets_include_selector(nullptr, &info_.sources[0].source, &included),
-          pxinfo_packet_targets_include_selector(&info_, &info_.sources[0].source, nullptr)})
+          pxinfo_packet_targets_include_selector(&info_, &info_.sources[0].source, nullptr),
+          pxinfo_get_file_type(nullptr, &type), pxinfo_get_file_type(order, nullptr)})
         EXPECT_EQ(TBS_ST_INVALID_ARG, refused);
     EXPECT_EQ(0, std::memcmp(untouched, &info_, sizeof info_));
-    pxinfo_file_type_t type = PXINFO_FILE_SHORDER;
-    pxtest::CapturedMessages captured;
-    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_get_file_type(nullptr, &type));
     EXPECT_EQ(PXINFO_FILE_SHORDER, type);
-    const unsigned long errors = tbs_int_error_count();
-    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_get_file_type("/nonexistent", nullptr));
-    EXPECT_EQ(errors + 1, tbs_int_error_count());
+    EXPECT_EQ(errors + 1, tbs_int_error_count());  // a missing type is an internal error
 }
 
 // Storage that runs out while a header record is decoded fails the decode
@@ -233,47 +218,43 @@ TEST(PacketInfoStorage, ExhaustionAtEveryAllocationFailsCleanly) {
     stg_area_t *area = nullptr;
     pxinfo_packet_info_t info;
     pxtest::CapturedMessages quiet;
-    const size_t points = pxtest::sweep_allocation_failures(pxtest::SweptOperation{
-        [&] { area = stg_create_area(64); },
-        [&] {
-            const tbs_status_t status = pxinfo_get_packet_info(path.c_str(), area, 0, &info);
-            return status != TBS_ST_OK ? status : static_cast<tbs_status_t>(info.status);
-        },
-        [](tbs_status_t status, unsigned long nth) {
-            EXPECT_TRUE(status == TBS_ST_NO_MEMORY || status == TBS_ST_FAILED || status == TBS_ST_OK) << nth << status;
-        },
-        [&] { stg_delete_area(&area); }});
-    EXPECT_GT(points, 10u);
+    EXPECT_GT(pxtest::sweep_allocation_failures(pxtest::SweptOperation{
+                  [&] { area = stg_create_area(64); },
+                  [&] {
+                      const tbs_status_t status = pxinfo_get_packet_info(path.c_str(), area, 0, &info);
+                      return status != TBS_ST_OK ? status : static_cast<tbs_status_t>(info.status);
+                  },
+                  [](tbs_status_t status, unsigned long) {
+                      EXPECT_TRUE(status == TBS_ST_NO_MEMORY || status == TBS_ST_FAILED || status == TBS_ST_OK);
+                  },
+                  [&] { stg_delete_area(&area); }}),
+              10u);
 }
 
-// A message sink that removes the packet as soon as it has been classified,
-// at the detail trace naming its kind, and keeps the severities it sees.
-struct RemovingSink {
-    std::string path;
-    std::vector<int> severities;
-    static void print(void *sink, int severity, const char *, const char *text) {
-        static_cast<RemovingSink *>(sink)->severities.push_back(severity);
-        if (std::strstr(text, "SAM replica update packet found") != nullptr)
-            ::unlink(static_cast<RemovingSink *>(sink)->path.c_str());
-    }
-};
-
-// A packet that cannot be opened again after it was classified: status 1001
-// and nothing printed but traces.
+// A packet that cannot be opened again after it was classified (the sink
+// removes it at the trace naming its kind): status 1001 and nothing printed
+// but traces.
 TEST_F(PacketInfo, APacketThatCannotBeOpenedAgainFailsSilently) {
     pxinfo_kv_pkt_header_t header{};
     header.sync_type = 1;
-    RemovingSink sink{write_packet("vanishing.pkt", header), {}};
+    static std::string path;
+    static std::vector<int> severities;
+    path = write_packet("vanishing.pkt", header);
     {
         pxtest::CapturedMessages levels(4, "pxinfo");
-        imsg_set_sink(&RemovingSink::print, &sink);
-        ASSERT_EQ(TBS_ST_OK, pxinfo_get_packet_info(sink.path.c_str(), area_, 0, &info_));
+        imsg_set_sink(
+            [](void *, int severity, const char *, const char *text) {
+                severities.push_back(severity);
+                if (std::strstr(text, "SAM replica update packet found") != nullptr) ::unlink(path.c_str());
+            },
+            nullptr);
+        ASSERT_EQ(TBS_ST_OK, pxinfo_get_packet_info(path.c_str(), area_, 0, &info_));
     }
-    EXPECT_EQ(static_cast<int32_t>(TBS_ST_FAILED), info_.status);
-    EXPECT_EQ(PXINFO_COMPONENT_VAULT, info_.component_type);
-    EXPECT_NE(0, ::access(sink.path.c_str(), F_OK)) << "the packet was classified, then removed";
-    EXPECT_FALSE(sink.severities.empty());
-    EXPECT_EQ(std::vector<int>(sink.severities.size(), IMSG_SEV_TRACE), sink.severities);
+    EXPECT_EQ(std::make_pair(static_cast<int32_t>(TBS_ST_FAILED), PXINFO_COMPONENT_VAULT),
+              std::make_pair(info_.status, info_.component_type));
+    EXPECT_NE(0, ::access(path.c_str(), F_OK)) << "the packet was classified, then removed";
+    EXPECT_FALSE(severities.empty());
+    EXPECT_EQ(std::vector<int>(severities.size(), IMSG_SEV_TRACE), severities);
 }
 
 // ---- dependency order ------------------------------------------------------
@@ -285,17 +266,15 @@ struct MadePacket {
     pxinfo_packet_info_t info{};
     MadePacket(std::vector<pxinfo_epoch_num_t> epochs, uint32_t sequence, uint32_t log,
                pxinfo_packet_type_t type = PXINFO_PACKET_UPDATE) {
-        for (size_t i = 0; i < epochs.size(); ++i) {
+        for (size_t i = 0; i < epochs.size(); ++i)
             refs.push_back({pxfix::vault_selector(static_cast<uint32_t>(i + 1)), 0, epochs[i], 0});
-        }
-        info.pkt_name = const_cast<char *>("made");
         info.component_type = PXINFO_COMPONENT_VAULT;
         info.source_count = 1;
         info.sources[0].packet_type = type;
         info.sources[0].references.count = static_cast<uint32_t>(refs.size());
         info.sources[0].references.refs = refs.data();
         info.pkt_seq_num = sequence;
-        info.log_pkt_uuid = numbered_uuid(log, 0x70);
+        info.log_pkt_uuid = pxfix::numbered_uuid(log, 0x70);
     }
 };
 
@@ -314,9 +293,8 @@ int model_order(const MadePacket &a, const MadePacket &b) {
     }
     if (below != above) return below ? -1 : 1;
     const int log = tbs_uuid_cmp(&a.info.log_pkt_uuid, &b.info.log_pkt_uuid);
-    if (log != 0) return log;
     const int32_t difference = static_cast<int32_t>(a.info.pkt_seq_num - b.info.pkt_seq_num);
-    return difference < 0 ? -1 : difference > 0 ? 1 : 0;
+    return log != 0 ? log : difference < 0 ? -1 : difference > 0 ? 1 : 0;
 }
 
 TEST(Dependencies, PacketsOrderAsTheModel) {
@@ -342,20 +320,17 @@ TEST(Dependencies, PacketsOrderAsTheModel) {
 
 TEST(EpochRows, FromPacketInformationAndFromAHeaderNamedAfterTheTarget) {
     MadePacket packet({4, 8}, 1, 1), creation({1}, 1, 1, PXINFO_PACKET_CREATION);
-    pxinfo_epoch_row_t row{}, untouched;
+    pxinfo_epoch_row_t row{};
     std::strcpy(row.name, "kept");
     ASSERT_EQ(TBS_ST_OK, pxinfo_kv_packet_info_to_epoch_row(&packet.info, &row));
-    ASSERT_EQ(2, row.count);
+    ASSERT_EQ(std::make_pair(2, std::string("kept")), std::make_pair(row.count, std::string(row.name)));
     for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(packet.refs[i].start_epoch, row.entries[i].epoch);
+        EXPECT_EQ(std::make_pair(packet.refs[i].start_epoch, 0),
+                  std::make_pair(row.entries[i].epoch, row.entries[i].entry_value));
         EXPECT_TRUE(pxinfo_selector_eq(&packet.refs[i].replica, &row.entries[i].replica));
     }
-    EXPECT_STREQ("kept", row.name);
     pxinfo_free_new_epoch_row_entry(&row);
-    std::memset(&untouched, 0x3C, sizeof untouched);
-    row = untouched;
     EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_kv_packet_info_to_epoch_row(&creation.info, &row));
-    EXPECT_EQ(0, std::memcmp(&untouched, &row, sizeof row));
 
     // A header's row is named after the target whose replica is given, empty
     // without one, and keeps its name for a replica of no target (a block-store
@@ -392,17 +367,19 @@ auto shared_fields(const Layout &p) {
 }
 
 // Version 6 lacks the fields after the shared ones: they take their defaults.
+// The conversions are shallow: the filler pointers are never followed.
 TEST(PacketInfoLayouts, Version6ConversionKeepsTheSharedFieldsAndDefaultsTheRest) {
     pxinfo_packet_info_v6_t v6, back;
     pxinfo_packet_info_t native;
-    std::memset(&v6, 0x11, sizeof v6);  // never followed: conversions are shallow
+    std::memset(&v6, 0x11, sizeof v6);
     std::memset(&back, 0x5A, sizeof back);
     std::memset(&native, 0x5A, sizeof native);
     pxinfo_packet_info_v6_to_native(&v6, &native);
     pxinfo_packet_info_native_to_v6(&native, &back);
-    for (const auto &fields : {shared_fields(native), shared_fields(back)}) EXPECT_EQ(shared_fields(v6), fields);
-    EXPECT_EQ(0, std::memcmp(v6.sources, native.sources, sizeof v6.sources));
-    EXPECT_EQ(0, std::memcmp(v6.sources, back.sources, sizeof v6.sources));
+    EXPECT_EQ(std::make_pair(shared_fields(v6), shared_fields(v6)),
+              std::make_pair(shared_fields(native), shared_fields(back)));
+    for (const void *sources : {static_cast<const void *>(native.sources), static_cast<const void *>(back.sources)})
+        EXPECT_EQ(0, std::memcmp(v6.sources, sources, sizeof v6.sources));
     EXPECT_EQ(std::make_tuple(1u, 1u, PXINFO_COMPRESS_DEFAULT, 0u, 0u, 0),
               std::make_tuple(native.pkt_seq_num, native.aux_count, native.compress_type, native.aux_value1,
                               native.aux_value2, native.aux_int2));
@@ -413,8 +390,6 @@ TEST(PacketInfoLayouts, Version6ConversionKeepsTheSharedFieldsAndDefaultsTheRest
     pxinfo_packet_info_v6_to_native(nullptr, &native);
     pxinfo_packet_info_native_to_v6(&native, nullptr);
     EXPECT_EQ(asserts + 2, pfm_assert_fail_count());
-    EXPECT_NE(std::string::npos, captured.dump().find("(v6_pi_p != NULL) && (native_pi_p != NULL)"));
-    EXPECT_NE(std::string::npos, captured.dump().find("(native_pi_p != NULL) && (v6_pi_p != NULL)"));
 }
 
 }  // namespace
