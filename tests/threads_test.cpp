@@ -49,6 +49,7 @@ void file_round(const std::string &prefix, int thread) {
     stg_area_t *area = stg_create_area(0);
     pxinfo_packet_info_t info{};
     EXPECT_EQ(TBS_ST_OK, pxinfo_get_packet_info((prefix + ".pkt").c_str(), area, 0, &info));
+    EXPECT_EQ(0, pxinfo_compare_pkt_dependencies(&info, &info));  // traces at the detail level
     stg_delete_area(&area);
 
     pxinfo_shp_order_t *order = nullptr;
