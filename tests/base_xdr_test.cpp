@@ -100,8 +100,9 @@ TEST(XdrHelpers, RefuseWhatTheWireCannotHoldAndPassExtraOn) {
     EXPECT_TRUE(count == 0 && missing == nullptr);
     if (sizeof(time_t) > 4) {  // seconds or microseconds beyond 32 bits, either way
         const int64_t big = INT64_C(1) << 32;
-        for (struct timeval late : {timeval{big, 0}, timeval{-big, 0}, timeval{0, big}, timeval{0, -big}})
+        for (struct timeval late : {timeval{big, 0}, timeval{-big, 0}, timeval{0, big}, timeval{0, -big}}) {
             EXPECT_FALSE(encode(&out, [&](XDR *x) { return xdr_timeval(x, &late); }));
+        }
     }
 }
 
@@ -151,8 +152,9 @@ TEST(XdrStgStream, EachAllocationFailureFailsCleanly) {
         XDR xdrs;
         tbs_status_t status = xdrstg_create(&xdrs, 8, 0);
         EXPECT_TRUE(status == TBS_ST_OK || xdrs.x_base == nullptr);
-        for (u_int i = 0; i < 20 && status == TBS_ST_OK; ++i)
-            if (!xdr_u_int(&xdrs, &i)) status = TBS_ST_NO_MEMORY;
+        for (u_int i = 0; i < 20 && status == TBS_ST_OK; ++i) {
+            if (!xdr_u_int(&xdrs, &i)) { status = TBS_ST_NO_MEMORY; }
+        }
         EXPECT_TRUE(status != TBS_ST_OK || stream_bytes(&xdrs).size() == 80);
         xdrstg_destroy(&xdrs);
         return status;
@@ -172,7 +174,7 @@ TEST(XdrStgStream, RefusedRequestsAndTheSizeLimit) {
     xdrstg_destroy(&xdrs);
     ASSERT_EQ(TBS_ST_OK, xdrstg_create(&xdrs, 1024, 0));
     std::vector<char> chunk(1u << 20, 'x');
-    for (int i = 0; i < 63; ++i) ASSERT_TRUE(XDR_PUTBYTES(&xdrs, chunk.data(), static_cast<u_int>(chunk.size())));
+    for (int i = 0; i < 63; ++i) { ASSERT_TRUE(XDR_PUTBYTES(&xdrs, chunk.data(), static_cast<u_int>(chunk.size()))); }
     ASSERT_TRUE(XDR_PUTBYTES(&xdrs, chunk.data(), static_cast<u_int>(chunk.size()) - 4));
     u_int last = 7;
     ASSERT_TRUE(xdr_u_int(&xdrs, &last));
@@ -219,7 +221,7 @@ void on_alarm(int) {}
 // count): whatever is reported as written in full must have arrived in full.
 TEST(MtUtlWrite, InterruptedWritesResumeWithoutLossOnUnbufferedStreams) {
     std::string data(1 << 20, '\0');
-    for (size_t i = 0; i < data.size(); ++i) data[i] = static_cast<char>(i * 7919 % 251);
+    for (size_t i = 0; i < data.size(); ++i) { data[i] = static_cast<char>(i * 7919 % 251); }
     struct sigaction action = {}, previous = {};
     action.sa_handler = on_alarm;
     sigaction(SIGALRM, &action, &previous);
@@ -234,8 +236,9 @@ TEST(MtUtlWrite, InterruptedWritesResumeWithoutLossOnUnbufferedStreams) {
         std::thread reader([&] {
             usleep(100 * 1000);
             char buffer[4096];
-            for (ssize_t n; (n = read(fds[0], buffer, sizeof buffer)) != 0;)
-                if (n > 0) received.append(buffer, static_cast<size_t>(n));
+            for (ssize_t n; (n = read(fds[0], buffer, sizeof buffer)) != 0;) {
+                if (n > 0) { received.append(buffer, static_cast<size_t>(n)); }
+            }
         });
         pthread_sigmask(SIG_UNBLOCK, &alarm_only, nullptr);
         itimerval every_5ms = {{0, 5000}, {0, 5000}}, off = {};

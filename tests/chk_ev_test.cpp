@@ -48,8 +48,9 @@ TEST(GenerateEnvList, TakesTheAllowedVariableWithAValue) {
     count = 7, list = nullptr;
     for (tbs_status_t refused :
          {pxinfo_generate_env_list(nullptr, &count, &list), pxinfo_generate_env_list(STG_AREA_TEMP, &count, &list),
-          pxinfo_generate_env_list(area, nullptr, &list), pxinfo_generate_env_list(area, &count, nullptr)})
+          pxinfo_generate_env_list(area, nullptr, &list), pxinfo_generate_env_list(area, &count, nullptr)}) {
         EXPECT_EQ(TBS_ST_INVALID_ARG, refused);
+    }
     EXPECT_EQ(std::make_pair(7u, static_cast<pxinfo_env_var_t *>(nullptr)), std::make_pair(count, list));
     EXPECT_EQ(0u, messages.problems()) << messages.dump();
     stg_delete_area(&area);
@@ -62,15 +63,18 @@ TEST(VerifyEnvList, EveryDisallowedNameIsReportedOnce) {
     std::string names[] = {kAllowed, "PATH", "korvane_print_win32_status", "KORVANE_PRINT_WIN32_STATUS_X"};
     std::vector<pxinfo_env_var_t> list;
     std::vector<std::string> expected, errors;
-    for (std::string &name : names) list.push_back({&name[0], &name[0]});
+    for (std::string &name : names) { list.push_back({&name[0], &name[0]}); }
     EXPECT_EQ(std::make_tuple(0, 1, 1),
               std::make_tuple(pxinfo_verify_env_list(1, nullptr), pxinfo_verify_env_list(0, nullptr),
                               pxinfo_verify_env_list(1, list.data())));
     EXPECT_EQ(0u, messages.problems()) << messages.dump();
     EXPECT_EQ(0, pxinfo_verify_env_list(4, list.data()));
-    for (const auto &line : messages.with_severity(IMSG_SEV_ERROR)) errors.push_back(line.component + ": " + line.text);
-    for (const std::string &name : names)
-        if (name != kAllowed) expected.push_back("pxinfo: env variable " + name + " not allowed\n");
+    for (const auto &line : messages.with_severity(IMSG_SEV_ERROR)) {
+        errors.push_back(line.component + ": " + line.text);
+    }
+    for (const std::string &name : names) {
+        if (name != kAllowed) { expected.push_back("pxinfo: env variable " + name + " not allowed\n"); }
+    }
     EXPECT_EQ(expected, errors);
 }
 

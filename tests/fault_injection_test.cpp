@@ -53,7 +53,7 @@ struct Outputs {
     pxinfo_epoch_row_t row{};
     imsg_list_t *list = nullptr;
     ~Outputs() {
-        if (row.entries != in->row.entries) pxinfo_free_new_epoch_row_entry(&row);
+        if (row.entries != in->row.entries) { pxinfo_free_new_epoch_row_entry(&row); }
         imsg_list_destroy(list);
     }
 };
@@ -168,7 +168,7 @@ TEST(RecordDecoding, EveryFailingAllocationFailsTheDecodeWithoutLeaks) {
     DIR *listing = opendir(dir.c_str());
     ASSERT_NE(nullptr, listing);
     while (const dirent *file = readdir(listing)) {
-        if (file->d_name[0] == '.') continue;
+        if (file->d_name[0] == '.') { continue; }
         const std::vector<unsigned char> bytes = pxtest::read_file(dir + "/" + file->d_name);
         ASSERT_TRUE(!bytes.empty() && bytes[0] < kinds.size()) << file->d_name;
         const pxfuzz::RecordRoutine &kind = kinds[bytes[0]];
@@ -188,14 +188,15 @@ TEST(RecordDecoding, EveryFailingAllocationFailsTheDecodeWithoutLeaks) {
             },
         });
         EXPECT_TRUE(decoded) << file->d_name << " decodes when no allocation fails";
-        if (points > 0) swept_kinds.insert(kind.name);
+        if (points > 0) { swept_kinds.insert(kind.name); }
     }
     closedir(listing);
     // The records that arrive in files from other sites are among them.
     for (const char *name :
          {"xdr_pxinfo_family_epoch_status_t", "xdr_pxinfo_family_sync_status_t", "xdr_pxinfo_kv_pkt_header_0_t",
-          "xdr_pxinfo_kv_pkt_header_2_t", "xdr_pxinfo_kv_pkt_header_t", "xdr_pxinfo_packet_info_t"})
+          "xdr_pxinfo_kv_pkt_header_2_t", "xdr_pxinfo_kv_pkt_header_t", "xdr_pxinfo_packet_info_t"}) {
         EXPECT_EQ(1u, swept_kinds.count(name)) << name;
+    }
 }
 
 }  // namespace

@@ -91,8 +91,9 @@ tbs_status_t read_health(Bytes bytes, ReadRecords &r, int epoch_only = 0) {
 // The trace texts of the consistency check among printed lines.
 std::vector<std::string> rule_texts(const pxtest::CapturedMessages &m) {
     std::vector<std::string> found;
-    for (const auto &line : m.with_severity(IMSG_SEV_TRACE))
-        if (line.text.find("inconsistent") == 0 || line.text.find("insufficient") == 0) found.push_back(line.text);
+    for (const auto &line : m.with_severity(IMSG_SEV_TRACE)) {
+        if (line.text.find("inconsistent") == 0 || line.text.find("insufficient") == 0) { found.push_back(line.text); }
+    }
     return found;
 }
 
@@ -168,7 +169,7 @@ TEST_F(HealthFile, WrittenReadBackTruncatedAndDamagedFiles) {
     EXPECT_EQ(written, good);
     damaged[epoch_part.size() + 8] = 0x7F;  // the sync array's count word
     std::vector<Bytes> files = {good, damaged};
-    for (size_t n = 0; n < good.size(); ++n) files.emplace_back(good.begin(), good.begin() + static_cast<long>(n));
+    for (size_t n = 0; n < good.size(); ++n) { files.emplace_back(good.begin(), good.begin() + static_cast<long>(n)); }
     for (const Bytes &file : files) {
         SCOPED_TRACE("file of " + std::to_string(file.size()) + " bytes, " + std::to_string(&file - &files[0]));
         ReadRecords r, e;
@@ -179,13 +180,11 @@ TEST_F(HealthFile, WrittenReadBackTruncatedAndDamagedFiles) {
             EXPECT_EQ(good, health_bytes(r.epoch, &r.sync));
         }
         EXPECT_NE(whole, r.cleared());
-        for (int twice = 0; twice < 2; ++twice) r.release();
+        for (int twice = 0; twice < 2; ++twice) { r.release(); }
         EXPECT_TRUE(r.cleared());
         EXPECT_EQ(messages.problems(), 0u) << messages.dump();
         EXPECT_EQ(whole_epoch ? TBS_ST_OK : TBS_ST_FAILED, read_health(file, e, 1));
-        if (whole_epoch) {
-            EXPECT_EQ(epoch_part, health_bytes(e.epoch));
-        }
+        if (whole_epoch) { EXPECT_EQ(epoch_part, health_bytes(e.epoch)); }
         EXPECT_TRUE(e.sync.count == 0 && e.sync.replicas == nullptr && e.sync.timestamp == 0);
         e.release();
     }
@@ -202,8 +201,9 @@ TEST_F(HealthFile, NullArgumentsAndBadStreams) {
           pxinfo_write_health_file(&family.sync, &family.epoch, nullptr),
           pxinfo_read_health_file(nullptr, &r.epoch, f, 0), pxinfo_read_health_file(&r.sync, nullptr, f, 1),
           pxinfo_read_health_file(&r.sync, &r.epoch, nullptr, 0), pxinfo_xdrstdio_create(2, f, &xdrs),
-          pxinfo_xdrstdio_create(-1, f, &xdrs), pxinfo_xdrstdio_create(XDR_DECODE, f, nullptr)})
+          pxinfo_xdrstdio_create(-1, f, &xdrs), pxinfo_xdrstdio_create(XDR_DECODE, f, nullptr)}) {
         EXPECT_EQ(TBS_ST_INVALID_ARG, refused);
+    }
     EXPECT_EQ(r.epoch.count, 0x5A5A5A5A);  // without a stream the records are not touched
     EXPECT_EQ(messages.problems(), 0u) << messages.dump();
     EXPECT_EQ(pxinfo_write_health_file(&family.sync, &family.epoch, f), TBS_ST_FAILED);  // a read-only stream

@@ -14,7 +14,7 @@ namespace {
 // The catalogs as the product publishes them: tests/data/catalogs.tsv.
 TEST(Catalogs, EveryEntryMatchesThePublishedCatalog) {
     std::map<std::string, std::vector<std::vector<std::string>>> expected;
-    for (const auto &row : pxtest::data_rows("catalogs.tsv")) expected[row[0]].push_back(row);
+    for (const auto &row : pxtest::data_rows("catalogs.tsv")) { expected[row[0]].push_back(row); }
     for (const imsg_msg_table_t *table :
          {&_pxinfo_pxinfo_msg_table, &_pxinfo_kv_pkt_pxinfo_msg_table, &_pxinfo_shp_order_pxinfo_msg_table}) {
         const auto &rows = expected[table->component_name];
@@ -31,8 +31,9 @@ TEST(Catalogs, EveryEntryMatchesThePublishedCatalog) {
 // The lines printed, each as "severity component text".
 std::vector<std::string> printed(const pxtest::CapturedMessages &captured) {
     std::vector<std::string> lines;
-    for (const auto &line : captured.lines())
+    for (const auto &line : captured.lines()) {
         lines.push_back(std::to_string(line.severity) + " " + line.component + " " + line.text);
+    }
     return lines;
 }
 
@@ -87,9 +88,11 @@ TEST(TraceGate, LinesByVerbosityComponentsAndQuietFlag) {
         pxtest::CapturedMessages captured(c.verbosity, c.components);
         EXPECT_EQ(c.status, traced_operation(c.status, c.quiet));
         std::vector<std::string> expected = c.lines;
-        for (std::string &line : expected)
-            if (line == "@")
+        for (std::string &line : expected) {
+            if (line == "@") {
                 line = "8 pxinfo " + std::string(kSource) + ":" + std::to_string(g_fail_line) + ": failed.\n";
+            }
+        }
         EXPECT_EQ(expected, printed(captured)) << c.verbosity << " " << (c.components ? c.components : "(none)");
     }
 }

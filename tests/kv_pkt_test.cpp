@@ -29,8 +29,9 @@ using pxtest::CapturedMessages;
 // Every printed line as "severity component: text".
 Lines lines_of(const CapturedMessages &messages) {
     Lines lines;
-    for (const auto &l : messages.lines())
+    for (const auto &l : messages.lines()) {
         lines.push_back(std::to_string(l.severity) + " " + l.component + ": " + l.text);
+    }
     return lines;
 }
 std::string error(const std::string &text) { return "6 pxinfo_kv_pkt: " + text; }
@@ -57,20 +58,22 @@ Bytes expected_wire(const pxinfo_kv_pkt_header_t &h, int major_version) {
     const int layout = major_version == 0 ? 0 : major_version <= 5 ? 2 : 3;
     Bytes w = pxfix::wire(0x14823516, major_version, h.minor_version, h.source_replica_uuid, h.family_uuid,
                           h.target_count, h.sync_type, h.aux_int);
-    if (layout == 3)
+    if (layout == 3) {
         put_wire(w, pxfix::wire(h.pkt_seq_num, h.aux_count, h.aux_uuid2, h.log_pkt_uuid, h.aux_uuid1, h.compress_type,
                                 h.aux_value1, h.aux_value2, h.oplog_desc_type));
+    }
     put_wire(w, h.target_count);
-    for (int i = 0; i < h.target_count; ++i)
+    for (int i = 0; i < h.target_count; ++i) {
         put_wire(w, pxfix::wire(h.targets[i].replica_uuid, h.targets[i].name ? h.targets[i].name : ""));
+    }
     put_wire(w, pxfix::wire(h.replica_count, h.replica_count));
     for (int i = 0; i < h.replica_count; ++i) {
         put_wire(w, pxfix::wire(h.replicas[i].replica_uuid, h.replicas[i].start_epoch));
-        if (layout == 3) put_wire(w, h.replicas[i].end_epoch);
-        if (layout != 0) put_wire(w, h.replicas[i].ref_value);
+        if (layout == 3) { put_wire(w, h.replicas[i].end_epoch); }
+        if (layout != 0) { put_wire(w, h.replicas[i].ref_value); }
     }
-    if (layout == 3) put_wire(w, h.aux_int2);
-    if (layout != 0) put_wire(w, h.aux_string ? h.aux_string : "");
+    if (layout == 3) { put_wire(w, h.aux_int2); }
+    if (layout != 0) { put_wire(w, h.aux_string ? h.aux_string : ""); }
     return w;
 }
 
@@ -85,8 +88,8 @@ struct Written {
 Written write_header(const pxinfo_kv_pkt_header_t &header, int major_version, int prefix_words = 0) {
     XDR xdrs;
     Written result{xdrstg_create(&xdrs, 4096, 0), 12345u, {}};
-    if (result.status != TBS_ST_OK) return result;
-    for (int filler = 0; filler < prefix_words; ++filler) xdr_int(&xdrs, &filler);
+    if (result.status != TBS_ST_OK) { return result; }
+    for (int filler = 0; filler < prefix_words; ++filler) { xdr_int(&xdrs, &filler); }
     result.status = pxinfo_kv_pkt_write_header(&header, major_version, &xdrs, &result.size);
     result.bytes.assign(xdrs.x_base, xdrs.x_base + XDR_GETPOS(&xdrs));
     xdrstg_destroy(&xdrs);
@@ -101,7 +104,7 @@ Bytes packet_bytes(const pxinfo_kv_pkt_header_t &header, int major_version) {
 
 FILE *file_with(const Bytes &bytes) {
     FILE *file = std::tmpfile();
-    if (!bytes.empty()) std::fwrite(bytes.data(), 1, bytes.size(), file);
+    if (!bytes.empty()) { std::fwrite(bytes.data(), 1, bytes.size(), file); }
     std::rewind(file);
     return file;
 }
@@ -119,10 +122,13 @@ ReadResult read_header(const Bytes &bytes, int quiet = 0, bool import = false) {
     FILE *file = file_with(bytes);
     XDR xdrs;
     ReadResult r{TBS_ST_OK, -99, {}, 0};
-    if (import) r.status = pxinfo_kv_pkt_read_import_header_no_xdr(file, quiet, &r.major_version, &r.header);
-    else r.status = pxinfo_kv_pkt_read_header(file, &xdrs, quiet, &r.major_version, &r.header);
+    if (import) {
+        r.status = pxinfo_kv_pkt_read_import_header_no_xdr(file, quiet, &r.major_version, &r.header);
+    } else {
+        r.status = pxinfo_kv_pkt_read_header(file, &xdrs, quiet, &r.major_version, &r.header);
+    }
     r.position = std::ftell(file);
-    if (!import) XDR_DESTROY(&xdrs);
+    if (!import) { XDR_DESTROY(&xdrs); }
     std::fclose(file);
     return r;
 }
@@ -149,7 +155,7 @@ TEST(KvPktWrite, BytesMatchTheIndependentEncodingInEveryLayout) {
         for (int major : {0, 3, 7}) {
             SCOPED_TRACE("major " + std::to_string(major) + " aux " + std::to_string(aux));
             Bytes expected = expected_wire(sample.header, major);
-            if (major != 0) put_wire(expected, crc_of(expected));
+            if (major != 0) { put_wire(expected, crc_of(expected)); }
             const Written alone = write_header(sample.header, major);
             EXPECT_TRUE(alone.status == TBS_ST_OK && alone.size == expected.size());
             EXPECT_EQ(expected, alone.bytes);
@@ -190,8 +196,9 @@ TEST(KvPktWrite, RefusalsAndEncodingFailures) {
     for (tbs_status_t status : {pxinfo_kv_pkt_read_import_header_no_xdr(nullptr, 0, &major, &header),
                                 pxinfo_kv_pkt_read_header(file, nullptr, 0, &major, &header),
                                 pxinfo_kv_pkt_read_header(file, &xdrs, 0, nullptr, &header),
-                                pxinfo_kv_pkt_read_header(file, &xdrs, 0, &major, nullptr)})
+                                pxinfo_kv_pkt_read_header(file, &xdrs, 0, &major, nullptr)}) {
         EXPECT_EQ(TBS_ST_INVALID_ARG, status);
+    }
     std::fclose(file);
     // A fixed memory stream cut short at each part of a layout-3 header: in
     // the record, at the targets' count word, the first target's name and the
@@ -252,10 +259,12 @@ TEST(KvPktRead, EveryMajorVersionRoundTripsInTheNewestLayout) {
                     EXPECT_TRUE(h.pkt_seq_num == 1 && h.aux_count == 1 && h.compress_type == PXINFO_COMPRESS_DEFAULT &&
                                 h.aux_value1 == 0 && h.aux_value2 == 0 && h.aux_int2 == 0 &&
                                 h.oplog_desc_type == PXINFO_KV_OPLOG_DESC_NONE);
-                    for (const tbs_uuid_t *u : {&h.aux_uuid2, &h.log_pkt_uuid, &h.aux_uuid1})
+                    for (const tbs_uuid_t *u : {&h.aux_uuid2, &h.log_pkt_uuid, &h.aux_uuid1}) {
                         EXPECT_EQ(0, std::memcmp(&TBS_UUID_NULL, u, sizeof *u));
-                    for (int i = 0; i < 2; ++i)
+                    }
+                    for (int i = 0; i < 2; ++i) {
                         EXPECT_TRUE(h.replicas[i].end_epoch == 0 && (major > 0 || h.replicas[i].ref_value == 0));
+                    }
                 }
                 EXPECT_EQ(TBS_ST_OK, pxinfo_kv_pkt_finish_import_header_no_xdr(nullptr, &r.header));
                 pxinfo_free_kv_pkt_hdr(&r.header);
@@ -333,7 +342,7 @@ TEST(KvPktReadRefused, StorageExhaustedEndsInTheStatusItsMessageNames) {
                     statuses[quiet].push_back(status);
                     EXPECT_TRUE(is_all_zero(r.header) && r.major_version == major);
                     const Lines lines = lines_of(messages);
-                    if (!quiet) ++outcomes[std::to_string(status) + (lines.empty() ? "" : " " + lines.back())];
+                    if (!quiet) { ++outcomes[std::to_string(status) + (lines.empty() ? "" : " " + lines.back())]; }
                     EXPECT_LE(lines.size(), quiet ? 0u : 1u);
                 });
             EXPECT_STREQ(major == 0 ? nullptr : big.c_str(), r.header.aux_string);  // the run that succeeded
@@ -346,8 +355,8 @@ TEST(KvPktReadRefused, StorageExhaustedEndsInTheStatusItsMessageNames) {
         // check buffer is a stream and its buffer.
         std::map<std::string, size_t> expected = {{"1001 " + decode_error(record_name), major == 0 ? 6 : 7},
                                                   {"1062", major == 0 ? 5 : 6}};
-        if (major != 0) expected["1062 " + encode_error("buffer creation")] = 2;
-        if (major != 0) expected["1001 " + encode_error("sync header for checking")] = 1;
+        if (major != 0) { expected["1062 " + encode_error("buffer creation")] = 2; }
+        if (major != 0) { expected["1001 " + encode_error("sync header for checking")] = 1; }
         EXPECT_EQ(expected, outcomes) << major;
     }
 }
@@ -388,12 +397,14 @@ TEST(KvPktMapping, FeatureLevelsMajorVersionsAndSyncTypes) {
         }
     }
     EXPECT_EQ(TBS_ST_INVALID_ARG, pxinfo_kv_pkt_major_version_to_header_type(7, 0, nullptr));
-    for (const auto &[sync_type, file_type] : {std::pair{1, PXINFO_FILE_KVUPDATE}, {2, PXINFO_FILE_KVCREATE}})
+    for (const auto &[sync_type, file_type] : {std::pair{1, PXINFO_FILE_KVUPDATE}, {2, PXINFO_FILE_KVCREATE}}) {
         EXPECT_TRUE(file_type == pxinfo_kv_pkt_sync_type_to_file_type(sync_type) &&
                     sync_type == pxinfo_kv_pkt_file_type_to_sync_type(file_type));
-    for (int other : {0, 3, -1}) EXPECT_EQ(PXINFO_FILE_OTHER, pxinfo_kv_pkt_sync_type_to_file_type(other));
-    for (int type : {int{PXINFO_FILE_SHORDER}, int{PXINFO_FILE_OTHER}, 0})
+    }
+    for (int other : {0, 3, -1}) { EXPECT_EQ(PXINFO_FILE_OTHER, pxinfo_kv_pkt_sync_type_to_file_type(other)); }
+    for (int type : {int{PXINFO_FILE_SHORDER}, int{PXINFO_FILE_OTHER}, 0}) {
         EXPECT_EQ(0, pxinfo_kv_pkt_file_type_to_sync_type(static_cast<pxinfo_file_type_t>(type)));
+    }
 }
 
 // ---- The XDR stream over files, and seeking ---------------------------------

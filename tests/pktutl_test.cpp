@@ -82,8 +82,9 @@ void expect_info_of(const std::string &path, const pxinfo_packet_info_t &info) {
               std::make_tuple(info.pkt_seq_num, info.aux_count, info.compress_type, info.aux_value1, info.aux_value2,
                               info.aux_int2));
     for (auto uuids : {std::make_pair(&h.log_pkt_uuid, &info.log_pkt_uuid),
-                       std::make_pair(&h.aux_uuid1, &info.aux_uuid1), std::make_pair(&h.aux_uuid2, &info.aux_uuid2)})
+                       std::make_pair(&h.aux_uuid1, &info.aux_uuid1), std::make_pair(&h.aux_uuid2, &info.aux_uuid2)}) {
         EXPECT_TRUE(tbs_uuid_eq(uuids.first, uuids.second));
+    }
     pxinfo_kv_pkt_finish_import_header_no_xdr(nullptr, &h);
 }
 
@@ -109,7 +110,7 @@ TEST_F(PacketInfo, PacketsOfEveryMajorVersionAreClassifiedAndReadWhole) {
         const int major = n / 2, sync_type = 1 + n % 2;
         pxfix::SampleHeader sample(major % 3, major < 7 ? major % 2 : 0);
         sample.header.sync_type = sync_type;
-        if (major == 3) sample.header.target_count = sample.header.replica_count = 0;
+        if (major == 3) { sample.header.target_count = sample.header.replica_count = 0; }
         const std::string path = write_packet("v" + std::to_string(n) + ".pkt", sample.header, major);
         SCOPED_TRACE(path);
         pxtest::CapturedMessages captured;
@@ -172,7 +173,7 @@ TEST_F(PacketInfo, OrdersFilesOfNoKindAndRefusedPaths) {
         std::memset(&info_, 0x77, sizeof info_);
         ASSERT_EQ(TBS_ST_OK, pxinfo_get_packet_info(c.path.c_str(), area_, 5, &info_));
         std::vector<std::string> lines, twice = c.lines;
-        for (const auto &line : captured.lines()) lines.push_back(line.text);
+        for (const auto &line : captured.lines()) { lines.push_back(line.text); }
         twice.insert(twice.end(), c.lines.begin(), c.lines.end());
         EXPECT_EQ(twice, lines);
         pxinfo_packet_info_t expected;
@@ -202,8 +203,9 @@ TEST_F(PacketInfo, BadArgumentsAreRefusedBeforeTheFileSystem) {
           pxinfo_packet_targets_include_selector(&info_, nullptr, &included),
           pxinfo_packet_targets_include_selector(nullptr, &info_.sources[0].source, &included),
           pxinfo_packet_targets_include_selector(&info_, &info_.sources[0].source, nullptr),
-          pxinfo_get_file_type(nullptr, &type), pxinfo_get_file_type(order, nullptr)})
+          pxinfo_get_file_type(nullptr, &type), pxinfo_get_file_type(order, nullptr)}) {
         EXPECT_EQ(TBS_ST_INVALID_ARG, refused);
+    }
     EXPECT_EQ(0, std::memcmp(untouched, &info_, sizeof info_));
     EXPECT_EQ(PXINFO_FILE_SHORDER, type);
     EXPECT_EQ(errors + 1, tbs_int_error_count());  // a missing type is an internal error
@@ -245,7 +247,7 @@ TEST_F(PacketInfo, APacketThatCannotBeOpenedAgainFailsSilently) {
         imsg_set_sink(
             [](void *, int severity, const char *, const char *text) {
                 severities.push_back(severity);
-                if (std::strstr(text, "SAM replica update packet found") != nullptr) ::unlink(path.c_str());
+                if (std::strstr(text, "SAM replica update packet found") != nullptr) { ::unlink(path.c_str()); }
             },
             nullptr);
         ASSERT_EQ(TBS_ST_OK, pxinfo_get_packet_info(path.c_str(), area_, 0, &info_));
@@ -266,8 +268,9 @@ struct MadePacket {
     pxinfo_packet_info_t info{};
     MadePacket(std::vector<pxinfo_epoch_num_t> epochs, uint32_t sequence, uint32_t log,
                pxinfo_packet_type_t type = PXINFO_PACKET_UPDATE) {
-        for (size_t i = 0; i < epochs.size(); ++i)
+        for (size_t i = 0; i < epochs.size(); ++i) {
             refs.push_back({pxfix::vault_selector(static_cast<uint32_t>(i + 1)), 0, epochs[i], 0});
+        }
         info.component_type = PXINFO_COMPONENT_VAULT;
         info.source_count = 1;
         info.sources[0].packet_type = type;
@@ -283,15 +286,18 @@ struct MadePacket {
 // mixed leave it to the log uuids, then to the sequence numbers through their
 // signed 32-bit difference (numbers that wrapped around order recent after old).
 int model_order(const MadePacket &a, const MadePacket &b) {
-    for (const MadePacket *p : {&a, &b})
-        if (p->info.component_type != PXINFO_COMPONENT_VAULT || p->info.sources[0].packet_type != PXINFO_PACKET_UPDATE)
+    for (const MadePacket *p : {&a, &b}) {
+        if (p->info.component_type != PXINFO_COMPONENT_VAULT ||
+            p->info.sources[0].packet_type != PXINFO_PACKET_UPDATE) {
             return 0;
+        }
+    }
     bool below = false, above = false;
     for (size_t i = 0; i < a.refs.size(); ++i) {
         below |= a.refs[i].start_epoch < b.refs[i].start_epoch;
         above |= a.refs[i].start_epoch > b.refs[i].start_epoch;
     }
-    if (below != above) return below ? -1 : 1;
+    if (below != above) { return below ? -1 : 1; }
     const int log = tbs_uuid_cmp(&a.info.log_pkt_uuid, &b.info.log_pkt_uuid);
     const int32_t difference = static_cast<int32_t>(a.info.pkt_seq_num - b.info.pkt_seq_num);
     return log != 0 ? log : difference < 0 ? -1 : difference > 0 ? 1 : 0;
@@ -305,12 +311,13 @@ TEST(Dependencies, PacketsOrderAsTheModel) {
     for (int i = 0; i < 80; ++i) {
         packets.emplace_back(std::vector<pxinfo_epoch_num_t>{below(3), below(3), below(3)}, sequences[below(6)],
                              1 + below(2), i % 9 == 0 ? PXINFO_PACKET_CREATION : PXINFO_PACKET_UPDATE);
-        if (i % 11 == 0) packets.back().info.component_type = PXINFO_COMPONENT_BB;
+        if (i % 11 == 0) { packets.back().info.component_type = PXINFO_COMPONENT_BB; }
     }
     for (const MadePacket &a : packets) {
-        for (const MadePacket &b : packets)
+        for (const MadePacket &b : packets) {
             ASSERT_EQ(model_order(a, b), pxinfo_compare_pkt_dependencies(&a.info, &b.info))
                 << &a - &packets[0] << " " << &b - &packets[0];
+        }
     }
     EXPECT_EQ(0, pxinfo_compare_pkt_dependencies(nullptr, &packets[1].info));
     EXPECT_EQ(0, pxinfo_compare_pkt_dependencies(&packets[1].info, nullptr));
@@ -378,13 +385,15 @@ TEST(PacketInfoLayouts, Version6ConversionKeepsTheSharedFieldsAndDefaultsTheRest
     pxinfo_packet_info_native_to_v6(&native, &back);
     EXPECT_EQ(std::make_pair(shared_fields(v6), shared_fields(v6)),
               std::make_pair(shared_fields(native), shared_fields(back)));
-    for (const void *sources : {static_cast<const void *>(native.sources), static_cast<const void *>(back.sources)})
+    for (const void *sources : {static_cast<const void *>(native.sources), static_cast<const void *>(back.sources)}) {
         EXPECT_EQ(0, std::memcmp(v6.sources, sources, sizeof v6.sources));
+    }
     EXPECT_EQ(std::make_tuple(1u, 1u, PXINFO_COMPRESS_DEFAULT, 0u, 0u, 0),
               std::make_tuple(native.pkt_seq_num, native.aux_count, native.compress_type, native.aux_value1,
                               native.aux_value2, native.aux_int2));
-    for (const tbs_uuid_t *uuid : {&native.log_pkt_uuid, &native.aux_uuid1, &native.aux_uuid2})
+    for (const tbs_uuid_t *uuid : {&native.log_pkt_uuid, &native.aux_uuid1, &native.aux_uuid2}) {
         EXPECT_TRUE(tbs_uuid_eq(&TBS_UUID_NULL, uuid));
+    }
     pxtest::CapturedMessages captured;
     const unsigned long asserts = pfm_assert_fail_count();
     pxinfo_packet_info_v6_to_native(nullptr, &native);

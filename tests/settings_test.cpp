@@ -13,7 +13,7 @@ pxinfo_setting_val_t val(int type, uint32_t data, char *text = nullptr) {
     std::memset(&v, 0, sizeof v);
     v.type = static_cast<pxinfo_setting_type_t>(type);
     v.data.uint_value = data;
-    if (text != nullptr) v.data.str_value = text;
+    if (text != nullptr) { v.data.str_value = text; }
     return v;
 }
 
@@ -40,8 +40,9 @@ TEST(Settings, TypedAccessors) {
           pxinfo_setting_get_int_value(&shared, &number), pxinfo_setting_get_int_value(&three, &number),
           pxinfo_setting_get_int_value(nullptr, &number), pxinfo_setting_set_str_value("x", area, nullptr),
           pxinfo_setting_get_str_value(&i, area, &out), pxinfo_setting_get_str_value(&three, nullptr, &out),
-          pxinfo_setting_get_str_value(nullptr, area, &out), pxinfo_setting_get_str_value(&copied, area, nullptr)})
+          pxinfo_setting_get_str_value(nullptr, area, &out), pxinfo_setting_get_str_value(&copied, area, nullptr)}) {
         EXPECT_EQ(TBS_ST_INVALID_ARG, refused);
+    }
     EXPECT_EQ(std::make_tuple(1234, marker, 0), std::make_tuple(number, out, pxinfo_setting_get_type(nullptr)));
     ASSERT_EQ(TBS_ST_OK, pxinfo_setting_get_int_value(&v, &number));
     ASSERT_EQ(TBS_ST_OK, pxinfo_setting_get_str_value(&shared, nullptr, &out));
@@ -78,8 +79,9 @@ TEST(Settings, EqualityRules) {
         {'f', val(2, 0, abc1)},   {'f', val(2, 0, abc2)},   {'g', val(2, 0, upper)}, {'h', val(2, 0, abcd)},
         {'i', val(2, 0, empty1)}, {'j', val(2, 0, empty2)}, {'k', val(2, 0)},        {'k', val(2, 0)}};
     for (const auto &a : values) {
-        for (const auto &b : values)
+        for (const auto &b : values) {
             EXPECT_EQ(a.first == b.first, pxinfo_setting_eq(&a.second, &b.second)) << a.first << &a - values << b.first;
+        }
     }
     EXPECT_EQ(0, pxinfo_setting_eq(nullptr, nullptr));
     EXPECT_EQ(0, pxinfo_setting_eq(&values[0].second, nullptr));

@@ -108,8 +108,9 @@ TEST(ReadOrder, LineReaderSkipsBlankAndHashLinesOnRequest) {
     std::string words;
     const char *word = nullptr;
     tbs_status_t status;
-    while ((status = pxinfo_shp_ord_get_token(handle, kFile, line, 1, &word)) == TBS_ST_OK)
+    while ((status = pxinfo_shp_ord_get_token(handle, kFile, line, 1, &word)) == TBS_ST_OK) {
         words += word + std::string("|");
+    }
     EXPECT_EQ(std::make_pair(TBS_ST_NOT_FOUND, std::string("first|two words|")), std::make_pair(status, words));
     EXPECT_EQ(TBS_ST_NOT_FOUND, pxinfo_shp_ord_get_next_line(f, kFile, 1, sizeof buffer, buffer, &line, &handle));
     cl_destroy(&handle);
@@ -146,10 +147,8 @@ TEST(OrderRules, DeliveriesFailuresAndHostLengthsInSequence) {
             EXPECT_EQ(error.empty() ? TBS_ST_OK : TBS_ST_FAILED, status) << "step " << n;
             EXPECT_EQ(error.empty() ? std::vector<std::string>{} : std::vector<std::string>{error},
                       error_texts(captured));
-            if (!error.empty()) {
-                EXPECT_EQ(before, written(o)) << "step " << n;
-            }
-            if (!failed_allocation) break;
+            if (!error.empty()) { EXPECT_EQ(before, written(o)) << "step " << n; }
+            if (!failed_allocation) { break; }
         }
     }
     EXPECT_EQ(steps.back().at(1), written(o));
@@ -184,8 +183,9 @@ TEST(ShpOrderLists, CallerBuiltOrdersWorkOnWhatTheListsHold) {
     }
     o.area = stg_create_area(256);
     for (llist_d_head_t *list : {&o.destinations, &o.arrival_route, &o.return_route, &o.failed_attempts,
-                                 &o.notification_addresses, &o.comment_lines})
+                                 &o.notification_addresses, &o.comment_lines}) {
         llist_d_init(list);
+    }
     pxinfo_shp_destination_t linked{};
     std::strcpy(linked.host, "alpha");
     llist_d_insert(&o.destinations, &linked, &linked.link, LLIST_D_TAIL);
@@ -245,8 +245,9 @@ TEST(ShpOrderLists, LongOrdersReadWholeOrFailCleanly) {
             } else if (status == TBS_ST_NOT_FOUND) {
                 EXPECT_EQ(std::vector<std::string>{"Out of memory.\n"}, errors);
             }
-            for (const std::string &e : status == TBS_ST_FAILED ? errors : std::vector<std::string>{})
+            for (const std::string &e : status == TBS_ST_FAILED ? errors : std::vector<std::string>{}) {
                 EXPECT_EQ(0u, e.find("internal error: cannot parse file \"" FN "\" (line ")) << e;
+            }
             pxinfo_shp_destroy_order(&order);
             return status;
         },
@@ -271,8 +272,9 @@ TEST(ShpOrderArguments, MissingArgumentsAreRefused) {
           pxinfo_shp_create_notification(o, "f", nullptr), pxinfo_shp_create_comment(o, "f", nullptr),
           pxinfo_shp_record_delivery(o, "f", nullptr, "h", 1, "t"),
           pxinfo_shp_record_failure(o, "f", 1, "r", nullptr, 1, "t", 1), pxinfo_shp_write_order(nullptr, "f", o),
-          pxinfo_shp_read_order(stdin, "f", nullptr)})
+          pxinfo_shp_read_order(stdin, "f", nullptr)}) {
         EXPECT_EQ(TBS_ST_INVALID_ARG, refused);
+    }
     pxinfo_shp_destroy_order(&o);
 }
 

@@ -24,8 +24,9 @@ using pxfuzz::RecordBuffer;
 using pxfuzz::RecordRoutine;
 
 const RecordRoutine &kind(const std::string &name) {
-    for (const RecordRoutine &k : pxfuzz::record_routines())
-        if (name == k.name) return k;
+    for (const RecordRoutine &k : pxfuzz::record_routines()) {
+        if (name == k.name) { return k; }
+    }
     throw std::invalid_argument(name);
 }
 
@@ -76,15 +77,17 @@ TEST(EveryRecordKind, RoundTripsAndRefusesEveryTruncation) {
                 pxfuzz::encode_record(k, record.get(), &bytes)) {
                 ++sound;
                 EXPECT_EQ(bytes, round_trip(k, record.get()));
-                for (size_t length = 0; length < bytes.size(); ++length)
+                for (size_t length = 0; length < bytes.size(); ++length) {
                     expect_refused(k, Bytes(bytes.begin(), bytes.begin() + static_cast<long>(length)));
+                }
             }
             xdr_ez_free(record.get(), k.routine, 0);
         }
         EXPECT_GE(sound, 3u) << k.name << ": the zero record and filled ones code";
         EXPECT_EQ(live, stg_live_block_count()) << k.name;
-        for (int32_t value : {7, -1, INT_MAX})
+        for (int32_t value : {7, -1, INT_MAX}) {
             EXPECT_TRUE(k.size != 4 || wire(value) == round_trip(k, &value)) << k.name << " " << value;
+        }
     }
 }
 
@@ -145,7 +148,7 @@ TEST(RecordRules, HostileCountsAndLengthsAreRefused) {
     EXPECT_TRUE(pxfuzz::encode_record(kind("xdr_pxinfo_replica_sync_status_t"), zero.get(), &status));
     const auto header = [&](uint32_t targets, uint32_t target_array, int elements, const Bytes &rest) {
         Bytes w = wire(0, 0, 0, 0, 0, 0, 0, 0, 0, targets, 0, 0, target_array);
-        for (int i = 0; i < elements; ++i) pxfix::put_wire(w, target);
+        for (int i = 0; i < elements; ++i) { pxfix::put_wire(w, target); }
         return wire(w, rest);
     };
     // The well-formed forms the damaged rows start from.
@@ -176,7 +179,7 @@ TEST(RecordRules, HostileCountsAndLengthsAreRefused) {
         {"xdr_pxinfo_dep_info_list_v6_t", wire(1, 2, 1, 2, 0)},
         {"xdr_pxinfo_setting_val_t", wire(4, 7)},
     };
-    for (const auto &[name, bytes] : rows) expect_refused(kind(name), bytes);
+    for (const auto &[name, bytes] : rows) { expect_refused(kind(name), bytes); }
 }
 
 // A failed decode into the caller's own array leaves the block where it is
@@ -203,7 +206,7 @@ TEST(RecordCallerArrays, AFailedDecodeKeepsTheCallersBlock) {
     EXPECT_FALSE(decodes(kind("xdr_pxinfo_sync_attempt_data_t"), wire(1, 2, 3, 1, 1, 2, 2, 0, "nm", 0, 0), &attempt));
     EXPECT_EQ(replicas, static_cast<pxinfo_sync_attempt_data_t *>(attempt.get())->replicas);
     EXPECT_STREQ("nm", replicas[0].name);
-    for (pxinfo_replica_info_t &r : replicas) xdr_ez_free(&r, kind("xdr_pxinfo_replica_info_t").routine, 0);
+    for (pxinfo_replica_info_t &r : replicas) { xdr_ez_free(&r, kind("xdr_pxinfo_replica_info_t").routine, 0); }
 }
 
 // The null procedure's filters of the generator glue: the argument is one
@@ -214,11 +217,10 @@ TEST(RecordGlue, NullProcedureFilters) {
     pxinfobase_xdr_freeprocs();
     pxinfokvpktbase_xdr_makeprocs();
     pxinfokvpktbase_xdr_freeprocs();
-    const RecordRoutine filters[2][2] = {
-        {{"", &untyped<&xdr_pxinfobase_program_null_V1_back>, sizeof(int)},
-         {"", &untyped<&xdr_pxinfobase_program_null_V1_over>, sizeof(long)}},
-        {{"", &untyped<&xdr_pxinfokvpktbase_program_null_V1_back>, sizeof(int)},
-         {"", &untyped<&xdr_pxinfokvpktbase_program_null_V1_over>, sizeof(long)}}};
+    const RecordRoutine filters[2][2] = {{{"", &untyped<&xdr_pxinfobase_program_null_V1_back>, sizeof(int)},
+                                          {"", &untyped<&xdr_pxinfobase_program_null_V1_over>, sizeof(long)}},
+                                         {{"", &untyped<&xdr_pxinfokvpktbase_program_null_V1_back>, sizeof(int)},
+                                          {"", &untyped<&xdr_pxinfokvpktbase_program_null_V1_over>, sizeof(long)}}};
     for (const auto &[back, over] : filters) {
         int argument = INT_MIN;
         long result = 0x1FF;  // encoding does not look at the low byte

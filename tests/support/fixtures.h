@@ -21,7 +21,7 @@ inline tbs_uuid_t numbered_uuid(uint32_t n, unsigned char tag) {
     tbs_uuid_t uuid = {};
     uuid.bytes[0] = tag;
     uuid.bytes[6] = 0x40;
-    for (int i = 0; i < 4; ++i) uuid.bytes[12 + i] = static_cast<unsigned char>(n >> (24 - 8 * i));
+    for (int i = 0; i < 4; ++i) { uuid.bytes[12 + i] = static_cast<unsigned char>(n >> (24 - 8 * i)); }
     return uuid;
 }
 
@@ -104,14 +104,14 @@ class FillerStream {
     static FillerStream &of(XDR *xdrs) { return *reinterpret_cast<FillerStream *>(xdrs->x_private); }
     static bool_t getlong(XDR *xdrs, long *value) {
         FillerStream &f = of(xdrs);
-        if (f.position_ + 4 > f.limit_) return FALSE;
+        if (f.position_ + 4 > f.limit_) { return FALSE; }
         *value = f.words_[f.next_++ % f.words_.size()];
         f.position_ += 4;
         return TRUE;
     }
     static bool_t getbytes(XDR *xdrs, char *bytes, u_int count) {
         FillerStream &f = of(xdrs);
-        if (count > f.limit_ - f.position_) return FALSE;
+        if (count > f.limit_ - f.position_) { return FALSE; }
         f.position_ += count;
         std::memset(bytes, 'a', count);
         return TRUE;
@@ -145,12 +145,12 @@ namespace pxfix {
 // padding to a word) and byte runs, in the order given: wire(1, "ab", uuid,
 // more) is the word 1, the string "ab", the 16 bytes of uuid, then more.
 inline void put_wire(std::vector<uint8_t> &b, uint32_t word) {
-    for (int shift = 24; shift >= 0; shift -= 8) b.push_back(static_cast<uint8_t>(word >> shift));
+    for (int shift = 24; shift >= 0; shift -= 8) { b.push_back(static_cast<uint8_t>(word >> shift)); }
 }
 inline void put_wire(std::vector<uint8_t> &b, const std::string &text) {
     put_wire(b, static_cast<uint32_t>(text.size()));
     b.insert(b.end(), text.begin(), text.end());
-    while (b.size() % 4 != 0) b.push_back(0);
+    while (b.size() % 4 != 0) { b.push_back(0); }
 }
 inline void put_wire(std::vector<uint8_t> &b, const tbs_uuid_t &uuid) {
     b.insert(b.end(), uuid.bytes, uuid.bytes + 16);

@@ -29,8 +29,9 @@ void CapturedMessages::sink(void *ctx, int severity, const char *component, cons
 
 std::vector<PrintedLine> CapturedMessages::with_severity(int severity) const {
     std::vector<PrintedLine> selected;
-    for (const PrintedLine &line : lines_)
-        if (line.severity == severity) selected.push_back(line);
+    for (const PrintedLine &line : lines_) {
+        if (line.severity == severity) { selected.push_back(line); }
+    }
     return selected;
 }
 
@@ -40,8 +41,9 @@ size_t CapturedMessages::problems() const {
 
 std::string CapturedMessages::dump() const {
     std::string all;
-    for (const PrintedLine &line : lines_)
+    for (const PrintedLine &line : lines_) {
         all += "[" + std::to_string(line.severity) + " " + line.component + "] " + line.text;
+    }
     return all;
 }
 
@@ -56,15 +58,15 @@ size_t sweep_allocation_failures(const SweptOperation &operation) {
     constexpr unsigned long kMaxPoints = 100000;
     for (unsigned long nth = 1; nth < kMaxPoints; ++nth) {
         unsigned long live_before = stg_live_block_count();
-        if (operation.setup) operation.setup();
+        if (operation.setup) { operation.setup(); }
         unsigned long count_before = stg_allocation_count();
         stg_fail_allocation(nth);
         tbs_status_t status = operation.op();
         bool reached = stg_allocation_count() - count_before >= nth;
         stg_fail_allocation(0);
-        if (reached && operation.check) operation.check(status, nth);
-        if (operation.teardown) operation.teardown();
-        if (!reached) return nth - 1;
+        if (reached && operation.check) { operation.check(status, nth); }
+        if (operation.teardown) { operation.teardown(); }
+        if (!reached) { return nth - 1; }
         EXPECT_EQ(live_before, stg_live_block_count()) << "blocks leaked with allocation " << nth << " failing";
     }
     ADD_FAILURE() << "allocation sweep did not end";
@@ -81,7 +83,7 @@ std::string &temp_dir() {
             static std::string cleanup_path = path;
             std::atexit([] {
                 std::string command = "rm -rf '" + cleanup_path + "'";
-                if (std::system(command.c_str()) != 0) std::perror("cleanup");
+                if (std::system(command.c_str()) != 0) { std::perror("cleanup"); }
             });
         }
         return path;
@@ -132,12 +134,12 @@ std::vector<std::vector<std::string>> data_rows(const std::string &name) {
     EXPECT_TRUE(in.good()) << name;
     std::vector<std::vector<std::string>> rows;
     for (std::string line; std::getline(in, line);) {
-        if (line.empty() || line[0] == '#') continue;
+        if (line.empty() || line[0] == '#') { continue; }
         std::vector<std::string> fields;
         for (size_t start = 0;;) {
             const size_t tab = line.find('\t', start);
             fields.push_back(unescaped(line.substr(start, tab - start)));
-            if (tab == std::string::npos) break;
+            if (tab == std::string::npos) { break; }
             start = tab + 1;
         }
         rows.push_back(fields);
