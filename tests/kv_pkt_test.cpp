@@ -431,6 +431,9 @@ TEST(XdrIo, CarriesAHeaderToAFileAndRunsWhole) {
     pxinfo_xdrio_create(&xdrs, file, XDR_DECODE);
     pxinfo_xdrio_create(&out, read_only, XDR_ENCODE);
     long target = 77;
+    std::rewind(file);
+    EXPECT_TRUE(XDR_GETLONG(&xdrs, &target) && target == 0x14823516) << "the magic number, most significant byte first";
+    target = 77;
     char buffer[4] = {};
     std::fseek(file, -3, SEEK_END);
     EXPECT_FALSE(XDR_GETLONG(&xdrs, &target));

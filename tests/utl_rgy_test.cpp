@@ -190,7 +190,8 @@ TEST(LocalHost, RecognisesThisHostInAnyCaseAndByItsFirstLabel) {
                                     own + "x", std::string("far-away.invalid"), std::string()}) {
         seen.push_back(fileutl_is_localhost(host.c_str()));
     }
-    EXPECT_EQ((std::vector<int>{1, 1, 1, 1, own == short_name, 0, 0, 0}), seen);
+    seen.push_back(fileutl_is_localhost(nullptr));
+    EXPECT_EQ((std::vector<int>{1, 1, 1, 1, own == short_name, 0, 0, 0, 0}), seen);
 }
 
 }  // namespace

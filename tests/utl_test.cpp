@@ -352,6 +352,8 @@ TEST(PositionToName, CopiesTheNameIntoTheAreaOrGivesNotFound) {
     EXPECT_EQ(0u, messages.lines().size());
     char *name = const_cast<char *>("stale");
     EXPECT_EQ(TBS_ST_NOT_FOUND, pxinfo_int_id_to_str(area, pxinfo_ship_file_type_map, 4, name));
+    const pxinfo_id_and_name_map_entry_t ends_first[] = {{5, nullptr}, {6, "six"}};
+    EXPECT_EQ(TBS_ST_NOT_FOUND, pxinfo_int_id_to_str(area, ends_first, 1, name)) << "the table ends before it";
     EXPECT_EQ(TBS_ST_NOT_FOUND, pxinfo_int_id_to_str(area, nullptr, 0, name));
     EXPECT_EQ("[6 pxinfo] pxinfo_int_id_to_str: a required argument is missing.\n", messages.dump());
     stg_delete_area(&area);
