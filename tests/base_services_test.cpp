@@ -102,6 +102,8 @@ TEST(Uuids, LowerCaseTextsParsedInEitherCaseAndUnsignedByteOrder) {
                             "0123abcd4567-89ef-abcd-0123456789ff--", "job-7"}) {
         EXPECT_TRUE(tbs_str_to_uuid(bad, &uuid) != TBS_ST_OK && tbs_uuid_eq(&uuid, &kept)) << bad;
     }
+    EXPECT_TRUE(tbs_str_to_uuid(nullptr, &uuid) == TBS_ST_INVALID_ARG &&
+                tbs_str_to_uuid("0123abcd-4567-89ef-abcd-0123456789ff", nullptr) == TBS_ST_INVALID_ARG);
 
     tbs_uuid_t low = TBS_UUID_NULL, high = TBS_UUID_NULL;
     low.bytes[15] = 0x7f;
